@@ -9,7 +9,7 @@
 #define KY_API __attribute__((visibility("default")))
 
 /// Lets the compiler check a printf-like routine's arguments against its format.
-#define KY_PRINTF(format, arguments) __attribute__((format(printf, format, arguments)))
+#define KY_PRINTF(text, arguments) __attribute__((format(printf, text, arguments)))
 
 static_assert(std::endian::native == std::endian::little, "the wire formats assume a little-endian host");
 
