@@ -58,6 +58,6 @@ KY_API int CIstrcmp(const char* a, const char* b);
 /// Copies at most `size` - 1 characters and always ends the copy; a `size` below 1 does nothing.
 KY_API void strncpyz(char* to, const char* from, Long size);
 
-/// Tells whether `text` contains `needle`, ignoring case. After a partial match the needle starts over where the text
-/// stands, without going back, so `aab` is not found in `aaab`. An empty needle is found in anything.
+/// Tells whether `text` contains `needle`, ignoring case. After a partial match the needle starts over at the
+/// character that broke it, without going back, so `aab` is not found in `aaab`. An empty needle is found in anything.
 KY_API Boolean issubstr(const char* needle, const char* text);
