@@ -1,0 +1,44 @@
+// Stands in for an object whose class this program does not know, and keeps its bytes.
+#pragma once
+
+#include "core/utils/AUndoable.h"
+
+/// Read from a document as a sealed bag and written back byte for byte under the identifier that it came with. The
+/// object numbers inside the bag are those of the document it was read from.
+class KY_API AUnknown : public AUndoable {
+ public:
+  static constexpr Char4 portableID = MakeChar4("UNKN");
+  static constexpr const char* portableName = "AUnknown";
+
+  /// A stand-in for an object of `classID` with `size` bytes; counted in `gUnknownArray` if that is set.
+  static AUnknown* New(Long classID, Long size);
+  static AUnknown* RegNew();
+  /// For completeness: documents hold no AUnknown under its own identifier, so that nobody needs to call it.
+  static void PCRegister();
+
+  AObject* Copy() override;
+  const char* ClassName() override;
+  Boolean IsInstanceOf(const char* name) override;
+  ULong GetClassID() const override;
+  unsigned char GetVersionWritten() const override;
+  unsigned char GetMinVersionRead() const override;
+  unsigned char GetMaxVersionRead() const override;
+  const char* GetExtensionDescription() const override;
+  void Put(AStream* stream, AIODesc* desc) override;
+  void Get(AStream* stream, AIODesc* desc) override;
+
+  // Virtual operations behind AUndoable's, in slot order.
+
+  /// The identifier under which the object was read and will be written.
+  virtual Long GetOrigClassID();
+
+  void SetBagSize(Long size) { bagSize = size; }
+
+ protected:
+  AUnknown() = default;
+  ~AUnknown() override;
+
+  Long origClassID = 0;
+  Long bagSize = 0;
+  char** Bag_o_bits = nullptr;
+};
