@@ -1,0 +1,20 @@
+// The one start-up routine of a host program.
+#pragma once
+
+#include "core/error/Fatal.h"
+#include "core/error/UIRoutines.h"
+
+/// What a host hands to the library as it starts; what it leaves alone is as a console program wants it.
+struct KyHostSettings {
+  DbgPrintfProc debugPrintf = nullptr;  ///< null prints on the standard output
+  FtlProc fatalHandler = FtlErrProc;
+  UIrtns uiRoutines;
+  UImsgProc uiMessage = nullptr;
+  UIdialogProc uiDialog = nullptr;
+  bool timecodeLoops = true;  ///< timecode differences go the nearer way around midnight
+};
+
+/// Brings the library up, in the one order in which its parts may start. The first call counts; later ones do nothing.
+///
+/// Threads:  the caller becomes the main thread.
+KY_API void KyStartHost(const KyHostSettings& settings = {});

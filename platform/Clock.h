@@ -1,0 +1,31 @@
+// Monotonic and local time, and a sleep that tests can take over.
+#pragma once
+
+#include <ctime>
+
+#include "core/base/KyTypes.h"
+
+/// Returns:  microseconds since the library was loaded; never runs backwards.
+KY_API Int64 KyMicroseconds();
+
+namespace ky::platform {
+
+/// Sleeps the calling thread.
+KY_API void sleepFor(Int64 milliseconds);
+
+/// Seconds since 1970.
+KY_API Int64 wallSeconds();
+
+/// The local date and time of `seconds` since 1970.
+KY_API std::tm localTime(Int64 seconds);
+
+/// What stands in for the system's clock and sleep; a null routine means the system's own.
+struct ClockHooks {
+  Int64 (*microseconds)() = nullptr;
+  void (*sleep)(Int64 milliseconds) = nullptr;
+};
+
+/// Returns:  the hooks that were in force.
+KY_API ClockHooks setClockHooks(const ClockHooks& hooks);
+
+}  // namespace ky::platform

@@ -1,0 +1,17 @@
+// Facts about the machine and its user.
+#pragma once
+
+#include <string>
+
+#include "core/base/KyTypes.h"
+
+namespace ky::platform {
+
+/// Text that tells this machine from others and stays the same from start to start: its machine identifier, or its name
+/// on the network where it has none. Never empty.
+KY_API std::string hostIdentifier();
+
+/// The name that the user logged in with, or "" if the system does not know.
+KY_API std::string userName();
+
+}  // namespace ky::platform
