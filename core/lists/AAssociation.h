@@ -1,0 +1,34 @@
+// One key with its alias.
+#pragma once
+
+#include "core/base/AObject.h"
+#include "core/lists/AliasSpec.h"
+
+/// Keeps a copy of the spec and, when it has data, of the data's bytes.
+class KY_API AAssociation : public AObject {
+ public:
+  /// Raises:   MEM_OUT_OF_MEMORY.
+  static AAssociation* New(Long key, const aliasSpec_struct& spec);
+  void IAssociation(Long key, const aliasSpec_struct& spec);
+
+  AObject* Copy() override;
+  const char* ClassName() override { return "AAssociation"; }
+  Boolean IsInstanceOf(const char* name) override;
+
+  /// `spec.data` stays valid as long as the association, if it has bytes; otherwise it is what was given.
+  void GetAlias(Long& key, aliasSpec_struct& spec) const;
+
+ protected:
+  AAssociation() = default;
+  ~AAssociation() override;
+
+ private:
+  static constexpr LongPtr kInside = 16;
+
+  Long iKey = 0;
+  aliasSpec_struct iSpec;
+  char iBytes[kInside] = {};
+  void* iBlock = nullptr;  ///< the bytes, when they are more than fit inside
+
+  bool hasBytes() const { return iSpec.dataLength > 0 && iSpec.data != nullptr; }
+};
