@@ -1,0 +1,31 @@
+// A stream that keeps nothing but a checksum of what is written to it.
+#pragma once
+
+#include "core/utils/AStream.h"
+
+/// Digests what is written by CRC-32 (IEEE 802.3) and counts it; reading only counts.
+class KY_API ACrcStream : public AStream {
+ public:
+  static ACrcStream* New();
+
+  const char* ClassName() override;
+  Boolean IsInstanceOf(const char* name) override;
+
+  // Virtual operations behind AStream's, in slot order.
+
+  virtual void ResetCrc();
+  /// Returns:  the checksum so far; of nothing 0, of "123456789" 0xCBF43926.
+  virtual ULong GetResultCrc();
+  /// The running register, by which a digest is suspended and resumed.
+  virtual ULong GetCurrentCrc();
+  virtual void SetCurrentCrc(ULong crc);
+
+ protected:
+  ACrcStream() = default;
+  ~ACrcStream() override = default;
+  void ICrcStream();
+
+  static void CoreWrite(void* stream, void* data, Long length);
+
+  ULong crc = 0xFFFFFFFF;
+};
