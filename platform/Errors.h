@@ -7,8 +7,27 @@
 
 namespace ky::platform {
 
-/// The number that an errno stands for: 2 not found, 3 no folder on the way, 4 too many open, 5 denied, 25 cannot seek,
-/// 32 in use, 80 exists, 112 full, 123 bad name, 145 folder not empty, 1117 device; anything else a private number.
+/// The numbers that have a disk code of their own.
+enum FileError : int {
+  kFileNotFound = 2,
+  kPathNotFound = 3,
+  kTooManyOpen = 4,
+  kAccessDenied = 5,
+  kCannotSeek = 25,
+  kSharingViolation = 32,
+  kFileLocked = 33,
+  kEndOfFile = 38,
+  kFileExists = 80,
+  kDiskFull = 112,
+  kInvalidName = 123,
+  kBadSeek = 132,
+  kDirNotEmpty = 145,
+  kAlreadyExists = 183,
+  kDirNotFound = 267,
+  kDeviceError = 1117,
+};
+
+/// The number that an errno stands for; a private one, which has no disk code, if the table has none.
 int fileErrorOf(int hostError);
 
 /// The calling thread's last failure, as a number of the table.

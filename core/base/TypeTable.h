@@ -69,7 +69,7 @@ const TypeRow& typeRow(unsigned char tid);
 
 /// Turns an argument of a list into the value that its label's type promises, by way of the type's pull procedure.
 ///
-/// Returns:  null for a null pointer, for a text that is no pointer, and for an unknown type.
+/// Returns:  null for a null text, also for one that is no pointer, and for an unknown type.
 KY_API const void* pullCell(const TypedCell& cell, unsigned char tid);
 
 }  // namespace ky

@@ -83,7 +83,7 @@ class KY_API ErrorStackObj : public RefCountObject {
   void PushParm(const char* name, int nameLength, unsigned char tid, const void* value);
   bool GetNextParm(int level, int* cursor, const char** name, unsigned char* tid, const void** value) const;
   bool FindParmByName(int level, const char* name, unsigned char* tid, const void** value) const;
-  int ExpandParmTemplate(char* buffer, int size, const char* token, int length, int level) const;
+  void ExpandParmTemplate(char* buffer, int size, const char* token, int length, int level) const;
   void DefaultExpand(char* buffer, int size, int level) const;
   char* GetAlignedInfoStack() { return mInfo; }
   const char* GetAlignedInfoStack() const { return mInfo; }

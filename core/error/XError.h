@@ -33,7 +33,14 @@ class KY_API XError {
         mFile(std::exchange(other.mFile, nullptr)),
         mLine(std::exchange(other.mLine, 0)) {}
   XError& operator=(const XError& other) noexcept { return *this = XError(other); }
-  XError& operator=(XError&& other) noexcept;
+  XError& operator=(XError&& other) noexcept {
+    XError taken(std::move(other));
+    std::swap(mStack, taken.mStack);
+    mCode = taken.mCode;
+    mFile = taken.mFile;
+    mLine = taken.mLine;
+    return *this;
+  }
   ~XError() {
     if (mStack) mStack->RemoveReference();
   }
@@ -79,7 +86,6 @@ class KY_API XError {
  private:
   void start(const char* code, const ky::CellList& list);
   void appendList(const ky::CellList& list);
-  void makePrivate();
   ErrorStackObj* share() const noexcept {
     if (mStack && mStack->IsShareable()) [[likely]] {
       mStack->AddReference();
