@@ -28,13 +28,13 @@ enum FileError : int {
 };
 
 /// The number that an errno stands for; a private one, which has no disk code, if the table has none.
-int fileErrorOf(int hostError);
+KY_API int fileErrorOf(int hostError);
 
 /// The calling thread's last failure, as a number of the table.
-int lastFileError();
-void setLastFileError(int number);
+KY_API int lastFileError();
+KY_API void setLastFileError(int number);
 
 /// The host's words for a number, without line breaks; always ended.
-void errorText(int number, char* buffer, std::size_t size);
+KY_API void errorText(int number, char* buffer, std::size_t size);
 
 }  // namespace ky::platform

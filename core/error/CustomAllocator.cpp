@@ -16,7 +16,7 @@ void HeapAllocator::dispose(void* block) { ::operator delete(block); }
 
 PoolAllocator::PoolAllocator(unsigned count, unsigned size) {
   const std::size_t step = (std::max<std::size_t>(size, sizeof(void*)) + kAlignment - 1) / kAlignment * kAlignment;
-  mArena = static_cast<char*>(::operator new(step * count));
+  mArena = static_cast<char*>(::operator new(step* count));
   for (std::size_t i = count; i > 0; --i) dispose(mArena + (i - 1) * step);
 }
 

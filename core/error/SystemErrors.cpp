@@ -15,15 +15,24 @@ const char* diskCode(int err) {
     unsigned number;
     const char* code;
   } rows[] = {
-      {2, "DISK_FILE_NOT_FOUND"},        {3, "DISK_FILE_NOT_FOUND"},
-      {4, "DISK_TOO_MANY_OPEN"},         {5, "DISK_ACCESS_DENIED"},
-      {25, "DISK_SEEK_ERROR"},           {132, "DISK_SEEK_ERROR"},
-      {32, "DISK_SHARING_VIOLATION"},    {33, "DISK_FILE_LOCKED"},
-      {38, "DISK_EOF"},                  {80, "DISK_FILE_ALREADY_EXISTS"},
-      {183, "DISK_FILE_ALREADY_EXISTS"}, {112, "DISK_FULL"},
-      {123, "DISK_INVALID_FILENAME_SYNTAX"}, {145, "DISK_DIR_NOT_EMPTY"},
-      {267, "DISK_DIR_NOT_FOUND"},       {1117, "DISK_IO_ERROR"},
-      {0x80030013, "DISK_LOCKED"},       {0x8003001D, "DISK_WRITE_ERROR"},
+      {2, "DISK_FILE_NOT_FOUND"},
+      {3, "DISK_FILE_NOT_FOUND"},
+      {4, "DISK_TOO_MANY_OPEN"},
+      {5, "DISK_ACCESS_DENIED"},
+      {25, "DISK_SEEK_ERROR"},
+      {132, "DISK_SEEK_ERROR"},
+      {32, "DISK_SHARING_VIOLATION"},
+      {33, "DISK_FILE_LOCKED"},
+      {38, "DISK_EOF"},
+      {80, "DISK_FILE_ALREADY_EXISTS"},
+      {183, "DISK_FILE_ALREADY_EXISTS"},
+      {112, "DISK_FULL"},
+      {123, "DISK_INVALID_FILENAME_SYNTAX"},
+      {145, "DISK_DIR_NOT_EMPTY"},
+      {267, "DISK_DIR_NOT_FOUND"},
+      {1117, "DISK_IO_ERROR"},
+      {0x80030013, "DISK_LOCKED"},
+      {0x8003001D, "DISK_WRITE_ERROR"},
       {0x8003001E, "DISK_READ_ERROR"},
   };
   for (const auto& row : rows) {

@@ -14,14 +14,12 @@ constexpr struct {
   int number;
   int hostError;
 } kTable[] = {
-    {kFileNotFound, ENOENT},      {kPathNotFound, ENOTDIR},    {kTooManyOpen, EMFILE},
-    {kTooManyOpen, ENFILE},       {kAccessDenied, EACCES},     {kAccessDenied, EPERM},
-    {kAccessDenied, EROFS},       {kAccessDenied, EISDIR},     {kCannotSeek, ESPIPE},
-    {kSharingViolation, EBUSY},   {kSharingViolation, ETXTBSY}, {kFileLocked, EAGAIN},
-    {kFileExists, EEXIST},        {kDiskFull, ENOSPC},         {kDiskFull, EDQUOT},
-    {kInvalidName, ENAMETOOLONG}, {kInvalidName, EILSEQ},      {kBadSeek, ESPIPE},
-    {kDirNotEmpty, ENOTEMPTY},    {kAlreadyExists, EEXIST},    {kDirNotFound, ENOTDIR},
-    {kDeviceError, EIO},
+    {kFileNotFound, ENOENT}, {kPathNotFound, ENOTDIR},   {kTooManyOpen, EMFILE},       {kTooManyOpen, ENFILE},
+    {kAccessDenied, EACCES}, {kAccessDenied, EPERM},     {kAccessDenied, EROFS},       {kAccessDenied, EISDIR},
+    {kCannotSeek, ESPIPE},   {kSharingViolation, EBUSY}, {kSharingViolation, ETXTBSY}, {kFileLocked, EAGAIN},
+    {kFileExists, EEXIST},   {kDiskFull, ENOSPC},        {kDiskFull, EDQUOT},          {kInvalidName, ENAMETOOLONG},
+    {kInvalidName, EILSEQ},  {kBadSeek, ESPIPE},         {kDirNotEmpty, ENOTEMPTY},    {kAlreadyExists, EEXIST},
+    {kDirNotFound, ENOTDIR}, {kDeviceError, EIO},
 };
 
 // An errno outside the table travels with this bit, which the table's numbers leave free.
@@ -31,9 +29,10 @@ thread_local int lastNumber = 0;
 
 int hostErrorOf(int number) {
   if (number & kPrivate) return number & ~kPrivate;
-  const auto* const row = std::find_if(std::begin(kTable), std::end(kTable),
-                                       [number](const auto& candidate) { return candidate.number == number; });
-  return row == std::end(kTable) ? -1 : row->hostError;
+  for (const auto& row : kTable) {
+    if (row.number == number) return row.hostError;
+  }
+  return -1;
 }
 
 // strerror_r comes in two forms; each host has one.
