@@ -43,7 +43,6 @@ class KY_API AObjDoc : public ADomain {
   static void WriteClassCB(void* domain, AStream* stream, Long pcid, char version);
   static char ReadClassCB(void* domain, AStream* stream, Long pcid);
 
-  void Dispose() override;
   const char* ClassName() override;
   Boolean IsInstanceOf(const char* name) override;
   Long GetDomainKey() override;
@@ -93,4 +92,38 @@ class KY_API AObjDoc : public ADomain {
   Char4 fileCreator = 0;
   Char4 byteOrder = 0;
   KyUid uid;
+
+  // Pointer callbacks: of the preflight, the write, the four stages of the low-memory write, and the load.
+  static void PrefltCB(void* domain, AStream* stream, const char* label, APortable* object);
+  static void WriteCB(void* domain, AStream* stream, const char* label, APortable* object);
+  static void AltIDAssignCB(void* domain, AStream* stream, const char* label, APortable* object);
+  static void AltCountingCB(void* domain, AStream* stream, const char* label, APortable* object);
+  static void AltCtlCB(void* domain, AStream* stream, const char* label, APortable* object);
+  static void AltWriteCB(void* domain, AStream* stream, const char* label, APortable* object);
+  static APortable* ReadCB(void* domain, AStream* stream, const char* label);
+
+ private:
+  template <class Walk>
+  void walkForWrite(APortable* root, Walk&& walk);
+  void preflight(APortable* root);
+  void startContent(AStream::PtrWriteFunc writePtr);
+  void writeHeader();
+  void writeCreatorVersion();
+  void writeMeasured(APortable* object);
+  void endWrite();
+
+  APortable* readObjects();
+  Long readHeader();
+  void readIdentity();
+  void createAndLoad();
+  void growLists(Long number);
+  ULong readNumber(AStream* stream, const char* label);
+  void disposeUnreferred();
+  void disposeDropped();
+  void endRead();
+  APortable** objects() const { return reinterpret_cast<APortable**>(*objList); }
+  char* marks() const { return *objListMarks; }
+
+  Int64 contentEnd = 0;  // of the stream being read
+  Long listSlots = 0;    // of both lists
 };

@@ -1,0 +1,115 @@
+#include "core/objsys/AObjDoc.h"
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "core/error/Guarded.h"
+#include "core/filesys/FileCreator.h"
+#include "core/lists/AArray.h"
+#include "core/mem/KyHandles.h"
+#include "core/objsys/AIODesc.h"
+#include "core/utils/Crc.h"
+#include "platform/Clock.h"
+#include "platform/Host.h"
+
+using namespace ky;
+
+namespace {
+
+constexpr Char4 kDomainKey = MakeChar4("OBJD");
+constexpr Char4 kLittleEndian = MakeChar4("IIII");
+constexpr const char kMagic[] = "AObjDoc";
+
+void requireRandom(AStream* stream) {
+  if (stream && !stream->IsRandom()) +XError("DOMAIN_RAND_STRM_REQUIRED", 0);
+}
+
+}  // namespace
+
+void MakeUid(KyUid* uid) {
+  static const ULong host = [] {
+    const std::string identifier = platform::hostIdentifier();
+    return crcGenerate(identifier.data(), Long(identifier.size()));
+  }();
+  static ULong last = 0;
+  const auto now = ULong(platform::wallSeconds());
+  last = now > last ? now : last + 1;
+  *uid = {host, last};
+}
+
+AObjDoc* AObjDoc::New(AStream* stream, Boolean deleteDev, Long fileType) {
+  auto* doc = new AObjDoc;
+  // A document that never was must leave the stream to its caller.
+  guardedReraise([&] { doc->IObjDoc(stream, deleteDev, 1, fileType); },
+                 [&] {
+                   doc->deleteDev = 0;
+                   doc->Dispose();
+                 });
+  return doc;
+}
+
+void AObjDoc::InitClass() {
+  ADomain::InitClass();
+  ADomain::Register(Long(kDomainKey), [](AStream* stream, Boolean deleteDev) -> ADomain* {
+    auto* doc = new AObjDoc;
+    guardedReraise([&] { doc->IObjDoc(stream, deleteDev, 0, 0); },
+                   [&] {
+                     doc->deleteDev = 0;
+                     doc->Dispose();
+                   });
+    return doc;
+  });
+}
+
+void AObjDoc::IObjDoc(AStream* theStream, Boolean theDeleteDev, Boolean isNew, Long theFileType) {
+  requireRandom(theStream);
+  byteOrder = kLittleEndian;
+  fileType = Char4(theFileType);
+  fileCreator = GetDefaultFileCreator();
+  MakeUid(&uid);
+  IDomain(theStream, theDeleteDev, isNew);
+  SetIODesc(AStoreDesc::New());
+  numObjects = 0;
+  lastNumObjects = 0;
+  idSize = 0;
+  numStubs = 0;
+}
+
+AObjDoc::~AObjDoc() {
+  succeeds([&] { endWrite(); });
+  succeeds([&] { endRead(); });
+}
+
+void AObjDoc::endWrite() {
+  if (countStream) std::exchange(countStream, nullptr)->Dispose();
+  if (preflightList) std::exchange(preflightList, nullptr)->Dispose();
+}
+
+void AObjDoc::endRead() {
+  if (objList) KyDisposeHandle(std::exchange(objList, nullptr));
+  if (objListMarks) KyDisposeHandle(std::exchange(objListMarks, nullptr));
+}
+
+const char* AObjDoc::ClassName() { return "AObjDoc"; }
+Boolean AObjDoc::IsInstanceOf(const char* name) {
+  return std::strcmp(name, "AObjDoc") == 0 || ADomain::IsInstanceOf(name);
+}
+
+Long AObjDoc::GetDomainKey() { return Long(kDomainKey); }
+
+void AObjDoc::InitDomainNew() { stream->WriteString("DomainMagic", kMagic); }
+
+void AObjDoc::InitDomainOld() {
+  char text[80];
+  const char* const magic = stream->ReadString("DomainMagic", text, sizeof text);
+  if (!magic || std::strcmp(magic, kMagic) != 0) +XError("AOBJDOC_BAD_MAGIC", 0);
+}
+
+void AObjDoc::SetStream(AStream* theStream, Boolean theDeleteDev) {
+  requireRandom(theStream);
+  ADomain::SetStream(theStream, theDeleteDev);
+}
+
+void AObjDoc::WriteClassCB(void*, AStream* stream, Long, char version) { stream->WriteChar("version", version); }
+char AObjDoc::ReadClassCB(void*, AStream* stream, Long) { return stream->ReadChar("version"); }

@@ -1,0 +1,250 @@
+// Loading: all objects are made in one pass and filled in the next, so that pointers may form cycles.
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "core/error/Assert.h"
+#include "core/error/Guarded.h"
+#include "core/error/Printing.h"
+#include "core/mem/KyHandles.h"
+#include "core/objsys/AIODesc.h"
+#include "core/objsys/AObjDoc.h"
+#include "core/objsys/DomainTrace.h"
+#include "core/objsys/TypedRead.h"
+#include "core/objsys/WalkGuard.h"
+#include "core/utils/MemStreams.h"
+
+using namespace ky;
+
+namespace {
+
+constexpr Char4 kBigEndian = MakeChar4("MMMM");
+constexpr Char4 kUnknownID = MakeChar4("UNKN");
+constexpr Long kRecordHead = 8;
+constexpr Long kUnknownLength = 0x7FFFFFFF;
+constexpr Long kFirstSlots = 1000000;
+
+/// What is noted of an object beside its address.
+enum : char {
+  kReferred = 1,  ///< some object points at it, and will dispose it if that is its way
+  kOwned = 2,     ///< some object said that it will dispose it
+  kDropped = 4,   ///< of an unknown class, and not wanted
+};
+
+bool dropsUnknowns = false;
+
+/// Keeps a growing stream from growing while a damaged document asks it to skip ahead.
+class BoundedStream {
+ public:
+  explicit BoundedStream(AStream* stream) {
+    if (!stream->IsInstanceOf("ADynamicMemStream")) return;
+    growing_ = static_cast<ADynamicMemStream*>(stream);
+    grew_ = growing_->DoesAutoGrow(0);
+  }
+  ~BoundedStream() {
+    if (growing_) growing_->DoesAutoGrow(grew_);
+  }
+  BoundedStream(const BoundedStream&) = delete;
+  BoundedStream& operator=(const BoundedStream&) = delete;
+
+ private:
+  ADynamicMemStream* growing_ = nullptr;
+  Boolean grew_ = 0;
+};
+
+void showReadProgress(const char* format, Long number, Long total) {
+  if (number % 100 == 0) showProgress(format, number, total);
+}
+
+char objectNumberSize(Long count) {
+  if (count < 0x100) return 1;
+  return count < 0x10000 ? 2 : 4;
+}
+
+}  // namespace
+
+void AObjDoc::SetNoUnknowns(Boolean drop) { dropsUnknowns = drop; }
+
+APortable* AObjDoc::CopyOut() {
+  const WalkGuard walk;
+  if (tracesDomains()) dprintf("AObjDoc CopyOut started (%s)\n", TimeOfDay().text);
+  numObjects = 0;
+  APortable* root = nullptr;
+  reraisedAs("DOMAIN_COPYOUT_FAILED", [&] {
+    const BoundedStream bounded(stream);
+    guardedReraise(
+        [&] {
+          root = readObjects();
+          stream->SetSeqBuf(0, 0);
+        },
+        [&](XError& caught) {
+          // Short of memory, the objects are left where they are: walking them could need more.
+          if (!caught.FindCode("MEM_OUT_OF_MEMORY") && objList && objListMarks) disposeUnreferred();
+          succeeds([&] { stream->SetSeqBuf(0, 0); });
+          endRead();
+        });
+    endRead();
+  });
+  if (tracesDomains()) dprintf("  AObjDoc CopyOut of a %s finished (%s)\n", classNameOf(root), TimeOfDay().text);
+  return root;
+}
+
+APortable* AObjDoc::readObjects() {
+  const Long length = stream->GetLength();
+  stream->SetSeqBuf(std::min(length, Long{0x80000}), Long(std::min(Int64{length} * 300 / 100, Int64{0x7FFFFFFF})));
+  stream->SetClassFuncR(ReadClassCB, this);
+  stream->SetPtrFuncR(ReadCB, this);
+  setDataTrace(stream);
+
+  const Long root = readHeader();
+  auto* const desc = ioDesc && ioDesc->IsInstanceOf("AStoreDesc") ? static_cast<AStoreDesc*>(ioDesc) : nullptr;
+  if (desc) desc->ForgetDeferredChecks();
+  createAndLoad();
+  if (root && (marks()[root - 1] & kOwned)) raiseBadStreamData("The root object has an owner");
+  if (desc) desc->RunDeferredChecks();
+
+  disposeDropped();
+  check(numStubs == 0, "numStubs == 0");
+  return root ? objects()[root - 1] : nullptr;
+}
+
+Long AObjDoc::readHeader() {
+  stream->SetPosition(GetContentStartPos());
+  version = stream->ReadChar("DomainVersion");
+  if (version < 1 || version > 4) +XError("AOBJDOC_VERSION_MISMATCH", "char version", version, 0);
+  char timestamp[80];
+  stream->ReadString("Timestamp", timestamp, sizeof timestamp);
+  const Long count = stream->ReadLong("NumObjects");
+
+  const bool tagged = version >= 3;
+  stream->SetUseTags(tagged);
+  stream->SetHasMinorVersion(tagged);
+  const Long root = version == 1 ? count : stream->ReadLong("RootObject");
+  idSize = version == 1 ? objectNumberSize(count) : 4;
+  byteOrder = version > 3 ? stream->ReadChar4("byteOrder") : kBigEndian;
+  stream->SetSwapBytes(byteOrder == kBigEndian);
+  if (version > 3) readIdentity();
+
+  const Int64 rest = remaining(stream);
+  if (count < 0 || Int64{count} * kRecordHead > rest) raiseBadStreamData("Object count out-of-bounds");
+  if (count > 0 && (root < 1 || root > count)) raiseBadStreamData("Root object out-of-bounds");
+  contentEnd = stream->GetPosition() + rest;
+  numObjects = count;
+  lastNumObjects = count;
+  return count > 0 ? root : 0;
+}
+
+void AObjDoc::readIdentity() {
+  static constexpr const char* spares[] = {"spare01", "spare02", "spare03", "spare04", "spare05", "spare06",
+                                           "spare07", "spare08", "spare09", "spare10", "spare11", "spare12"};
+  uid.high = stream->ReadULong("uid.high");
+  uid.low = stream->ReadULong("uid.low");
+  fileType = stream->ReadChar4("FileType");
+  fileCreator = stream->ReadChar4("FileCreator");
+  for (const char* spare : spares) (void)stream->ReadULong(spare);
+}
+
+void AObjDoc::createAndLoad() {
+  if (tracesDomains()) dprintf("  Creating %ld objects (%s)\n", long(numObjects), TimeOfDay().text);
+  const Long start = stream->GetPosition();
+  // The count is only as true as the stream's idea of its end; the list grows with the objects that are really there.
+  listSlots = contentEnd < kUnknownLength ? numObjects : std::min(numObjects, kFirstSlots);
+  objList = KyNewHandleClear(Long(listSlots * sizeof(APortable*)));
+  objListMarks = KyNewHandleClear(listSlots);
+  for (Long number = 1; number <= numObjects; ++number) CreateObject(stream, number);
+
+  if (tracesDomains()) dprintf("  Loading %ld objects (%s)\n", long(numObjects), TimeOfDay().text);
+  stream->SetPosition(start);
+  for (Long number = 1; number <= numObjects; ++number) LoadObject(stream, number);
+}
+
+void AObjDoc::growLists(Long number) {
+  const Long slots = Long(std::min(std::max(Int64{listSlots} * 2, Int64{number}), Int64{numObjects}));
+  KySetHandleSize(objList, Long(slots * sizeof(APortable*)));
+  KySetHandleSize(objListMarks, slots);
+  std::memset(objects() + listSlots, 0, std::size_t(slots - listSlots) * sizeof(APortable*));
+  std::memset(marks() + listSlots, 0, std::size_t(slots - listSlots));
+  listSlots = slots;
+}
+
+void AObjDoc::CreateObject(AStream* theStream, Long number) {
+  showReadProgress("Reading %ld objects (allocating)...", number, numObjects);
+  const auto classID = Long(theStream->ReadChar4("ClassID"));
+  const Long length = theStream->ReadLong("Length");
+  if (length < 0 || length > contentEnd - theStream->GetPosition()) raiseBadStreamData("Object length out-of-bounds");
+  if (number > listSlots) growLists(number);
+  // With tags on, a body ends in a mark that is not the object's own.
+  objects()[number - 1] = NewByClassID(classID, version >= 3 ? length - 1 : length);
+  marks()[number - 1] = 0;
+  theStream->Skip(length);
+}
+
+void AObjDoc::LoadObject(AStream* theStream, Long number) {
+  showReadProgress("Reading %ld objects (filling)...", number, numObjects);
+  const auto classID = Long(theStream->ReadChar4("ClassID"));
+  const Long length = theStream->ReadLong("Length");
+  if (ioDesc) ioDesc->SetClassIDRead(classID);
+  const Int64 end = Int64{theStream->GetPosition()} + length;
+  APortable* const object = objects()[number - 1];
+  if (!object) return theStream->Skip(length);
+  object->GetObjectFromStream(theStream, ioDesc);
+  if (dropsUnknowns && object->GetClassID() == kUnknownID) marks()[number - 1] |= kDropped;
+  if (theStream->GetPosition() > end) raiseBadStreamData("Object read past its end");
+}
+
+APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
+  auto* const doc = static_cast<AObjDoc*>(domain);
+  if (!doc) {
+    fatal("Domain was Null");
+    return nullptr;
+  }
+  const Boolean owned = doc->ioDesc ? doc->ioDesc->TakeOwnedPtr() : 0;
+  const ULong number = doc->readNumber(stream, label);
+  if (number == 0) return nullptr;
+  if (number > ULong(doc->numObjects)) raiseBadStreamData("Object ID out-of-bounds");
+  if (!check(doc->objList != nullptr, "The domain's object list was NULL")) return nullptr;
+  if (!check(doc->objListMarks != nullptr, "The domain's objListMarks was NULL")) return nullptr;
+
+  APortable* const object = doc->objects()[number - 1];
+  char& mark = doc->marks()[number - 1];
+  if (mark & kDropped) return nullptr;
+  if (!object) {
+    if (!dropsUnknowns) +XError("NO_OBJECT_CREATED", 0);
+    return nullptr;
+  }
+  if (owned && (mark & kOwned)) raiseBadStreamData("An object has two owners");
+  mark |= owned ? kReferred | kOwned : kReferred;
+  return object;
+}
+
+ULong AObjDoc::readNumber(AStream* stream, const char* label) {
+  switch (idSize) {
+    case 4:
+      return stream->ReadULong(label);
+    case 2:
+      return stream->ReadUShort(label);
+    case 1:
+      return stream->ReadUChar(label);
+    default:
+      raiseBadStreamData("Invalid IDSize!");
+  }
+}
+
+/// After a failure: what an object refers to is that object's to dispose; the rest is nobody's.
+void AObjDoc::disposeUnreferred() {
+  for (Long at = std::min(numObjects, listSlots); at-- > 0;) {
+    APortable* const object = objects()[at];
+    if (!object || (marks()[at] & kReferred)) continue;
+    objects()[at] = nullptr;
+    succeeds([&] { object->Dispose(); });
+  }
+}
+
+/// Only now, when no further object can ask for one of them.
+void AObjDoc::disposeDropped() {
+  if (!dropsUnknowns) return;
+  for (Long at = 0; at < numObjects; ++at) {
+    if (!(marks()[at] & kDropped)) continue;
+    std::exchange(objects()[at], nullptr)->Dispose();
+  }
+}
