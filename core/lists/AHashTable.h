@@ -6,6 +6,7 @@
 #pragma once
 
 #include "core/lists/AArray.h"
+#include "core/lists/Divisor.h"
 
 /// No index: an empty chain, the end of a chain or of the free list, a walk that is over.
 inline constexpr Long INDEX_NULL = -1;
@@ -172,7 +173,10 @@ class KY_API AHashTable : public ACollection {
   template <unsigned kItemSize, bool kDefaultKeys>
   class View;
   template <class Body>
-  auto view(Body&& body) const;
+  auto view(Body&& body);
+  /// The index that leads to an element, checked; null if it does not.
+  template <class AnyView>
+  Long* linkTo(AnyView& table, Long elemIndex, Long prevElemIndex, Long hash);
 
   Long** hTable = nullptr;
   char** elemArray = nullptr;
@@ -186,6 +190,6 @@ class KY_API AHashTable : public ACollection {
   void* scratchItem = nullptr;
   HTDuplicateFlag duplicateFlag = HTNoDuplicates;
 
-  UInt64 reciprocal = 0;  ///< of htSize, for the default hash
+  ky::Divisor divisor;  ///< htSize, for the default hash
   Layout layout = Layout::kAny;
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/lists/AArray.h"
+#include "core/lists/Divisor.h"
 
 enum ObjectKind_t : short { kObjectEntry = 0, kHandleEntry = 1 };
 
@@ -20,8 +21,11 @@ struct dictEntry_t {
 
 /// Chains of entries by the hash of their key. Equal keys are not looked for: the newest shadows the others.
 ///
-/// With a hash function a key is the address of bytes that are copied in; without one it is itself the 32-bit value (or
-/// address) to compare, and callbacks are given that value as their key.
+/// With a hash function a key is the address of bytes that are copied in; without one it is itself the number or
+/// address to compare, and callbacks are given that as their key.
+///
+/// An object must not be ended by DisposeItems() while a callback of the same dictionary runs, nor may a callback take
+/// out entries other than its own.
 ///
 /// Owns:      its entries. Values live on after Dispose(); DisposeAll() ends them too.
 /// Threads:   one user at a time.
@@ -29,8 +33,8 @@ class KY_API CDictionary : public ACollection {
  public:
   typedef Long (*Hash)(const void* key);
   typedef Boolean (*Equality)(const void* key, const void* entryKey);
-  typedef void (*EachFunc)(void* key, AObject* value);
-  typedef void (*EachFunc1)(void* key, AObject* value, void* context);
+  typedef void (*EachFunc)(const void* key, AObject* value);
+  typedef void (*EachFunc1)(const void* key, AObject* value, void* context);
 
   CDictionary() = default;
 
@@ -44,12 +48,16 @@ class KY_API CDictionary : public ACollection {
 
   /// Puts an entry at the head of its chain.
   ///
+  /// Requires: "keySize > 0", if there is a hash function.
   /// Borrows:  `keySize` bytes at `key` for the call.
   /// Returns:  the entry's handle.
   /// Raises:   DICT_ADD_FAILED over what failed, with nothing added.
   virtual void* AddItem(ObjectKind_t kind, const void* key, short keySize, void* value);
 
-  /// Ends a chain of entries and their values: objects by `Dispose`, handles by KyDisposeHandle.
+  /// Ends a chain of entries, already taken out of the dictionary, and their values: objects by `Dispose`, handles by
+  /// KyDisposeHandle. Fatal with "Unknown object kind" for any other kind.
+  ///
+  /// Raises:   the first error that a value's end raised, after all of them.
   virtual void DisposeList(dictHandle_t list);
 
   /// Makes the chains. Without a `hash` the key size is 4; a null `equality` beside a hash compares bytes.
@@ -87,7 +95,7 @@ class KY_API CDictionary : public ACollection {
   /// Raises:   DICT_LOOKUP_FAILED over what failed.
   virtual AObject* Lookup(const void* key);
 
-  /// Starts the dictionary's one cursor anew.
+  /// Starts the dictionary's one cursor anew, and gives the first value that is not null.
   virtual AObject* FirstEntry();
 
   /// Returns:  the next value that is not null; null at the end.
@@ -106,10 +114,19 @@ class KY_API CDictionary : public ACollection {
   Equality equality = nullptr;
   dictHandle_t** buckets = nullptr;
 
- private:
-  UInt64 reciprocal = 0;  ///< of numBuckets
+  bool hashTells = false;  ///< equal keys always hash alike, so that entries of another hash need no comparison
 
-  ULong bucketOf(Long hash, const void* key) const;
+  static dictHandle_t sLastEntry;  ///< what NextEntry gave last, of any dictionary
+
+ private:
+  ky::Divisor divisor;  ///< numBuckets
+
+  Long hashOf(const void* key) const;
+  dictHandle_t* chainOf(Long hash) const;
+  bool matches(const dictEntry_t& entry, const void* key, Long hash) const;
   dictHandle_t* findLink(const void* key) const;
-  void endEntries();
+  const void* keyOf(const dictEntry_t& entry) const;
+  template <class Visit>
+  void forEachEntry(Visit&& visit);
+  dictHandle_t takeAll();
 };

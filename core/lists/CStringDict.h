@@ -47,7 +47,7 @@ class KY_API CStringDict : public CDictionary {
   /// Every entry, in the order of `compare`, which gets the addresses of two dictSortItem_t.
   ///
   /// Raises:   DICT_DFE_FAILED over what `each` or `compare` raised.
-  virtual void DoForEachSortedCustom(EachFunc each, int (*compare)(const void* a, const void* b));
+  virtual void DoForEachSortedCustom(EachFunc each, int (*compare)(void* a, void* b));
 
  protected:
   ~CStringDict() override = default;
