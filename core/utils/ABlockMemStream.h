@@ -46,10 +46,12 @@ class KY_API ABlockMemStream : public AStream {
 
  private:
   char** blockAt(Long index) const;
+  void back(Int64 bytes);
+  void goTo(Long block, Long offset);
   void catchUp();
   void place();
-  void step();
-  void back(Long bytes);
+  template <class Move>
+  void walk(Long left, Move move);
 
   Long firstBacked = 0;  // bytes of the first block that have memory behind them
 };

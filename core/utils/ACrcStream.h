@@ -10,6 +10,7 @@ class KY_API ACrcStream : public AStream {
 
   const char* ClassName() override;
   Boolean IsInstanceOf(const char* name) override;
+  void SetPosition(Long position) override;
 
   // Virtual operations behind AStream's, in slot order.
 
@@ -25,7 +26,14 @@ class KY_API ACrcStream : public AStream {
   ~ACrcStream() override = default;
   void ICrcStream();
 
+  static void CoreRead(void* stream, void* data, Long length);
   static void CoreWrite(void* stream, void* data, Long length);
 
-  ULong crc = 0xFFFFFFFF;
+  ULong crc = 0xFFFFFFFF;  // without what the window holds
+
+ private:
+  void digestWindow(Int64 at);
+
+  Int64 windowBegin = 0;
+  char pending[512];
 };

@@ -14,8 +14,6 @@ class KY_API ASectionStream : public AStream {
   typedef void (*CloseFunc)(void* data, AStream* section, LongPtr value);
 
   /// `closeFunc`, if any, is called with `value` when the section ends; `id` is not kept.
-  ///
-  /// Requires: "parent".
   static ASectionStream* New(unsigned short id, CloseFunc closeFunc, void* closeData, AStream* parent, Long start,
                              Long end, LongPtr value);
 

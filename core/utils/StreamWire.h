@@ -1,0 +1,137 @@
+// The typed operations of a stream, written once for all kinds of value.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstring>
+#include <type_traits>
+
+#include "core/utils/AStream.h"
+
+namespace ky {
+
+/// The byte ahead of each value of a tagged section, and of the marks of an object.
+enum Tag : char {
+  noTag = 0x00,
+  beginTag = 0x01,
+  classTag = 0x02,
+  endTag = 0x03,
+  bytesTag = 0x41,
+  booleanTag = 0x42,
+  charTag = 0x43,
+  ucharTag = 0x44,
+  shortTag = 0x45,
+  ushortTag = 0x46,
+  longTag = 0x47,
+  ulongTag = 0x48,
+  char4Tag = 0x49,
+  floatTag = 0x4A,
+  doubleTag = 0x4B,
+  stringTag = 0x4C,
+  int64Tag = 0x4D,
+  uint64Tag = 0x4E,
+  rationalTag = 0x4F,
+};
+
+template <class T>
+T reversed(T value) {
+  if constexpr (sizeof(T) == 1) {
+    return value;
+  } else if constexpr (sizeof(T) == 2) {
+    return std::bit_cast<T>(__builtin_bswap16(std::bit_cast<std::uint16_t>(value)));
+  } else if constexpr (sizeof(T) == 4) {
+    return std::bit_cast<T>(__builtin_bswap32(std::bit_cast<std::uint32_t>(value)));
+  } else {
+    static_assert(sizeof(T) == 8);
+    return std::bit_cast<T>(__builtin_bswap64(std::bit_cast<std::uint64_t>(value)));
+  }
+}
+
+/// Works inside the stream's window where that has room, and goes by the core functions where it has not; while a trace
+/// or a client's core function is at work the window has no room. Nothing on the short way is decided by a branch that
+/// alternates from value to value.
+struct StreamWire {
+  static bool hasToRead(const AStream& s, std::ptrdiff_t length) { return s.readLimit - s.cursor >= length; }
+  static bool hasToWrite(const AStream& s, std::ptrdiff_t length) { return s.writeLimit - s.cursor >= length; }
+
+  template <Tag tag, class T>
+  [[gnu::always_inline]] static void put(AStream& s, const char* label, T value) {
+    const std::ptrdiff_t tagLength = s.inTaggedFields;
+    if (!hasToWrite(s, tagLength + std::ptrdiff_t(sizeof value))) [[unlikely]]
+      return putByCore<T>(s, tag, label, value);
+    char* const at = s.cursor;
+    *at = tag;  // where there are no tags the value covers it
+    if (s.swapBytes) value = reversed(value);
+    std::memcpy(at + tagLength, &value, sizeof value);
+    s.cursor = at + tagLength + sizeof value;
+  }
+
+  template <Tag tag, class T>
+  [[gnu::always_inline]] static T get(AStream& s, const char* label) {
+    const std::ptrdiff_t tagLength = s.inTaggedFields;
+    const char* const at = s.cursor;
+    if (!hasToRead(s, tagLength + std::ptrdiff_t(sizeof(T))) || (tagLength && *at != tag)) [[unlikely]]
+      return getByCore<T>(s, tag, label);
+    T value;
+    std::memcpy(&value, at + tagLength, sizeof value);
+    s.cursor += tagLength + sizeof value;
+    return s.swapBytes ? reversed(value) : value;
+  }
+
+  template <class T>
+  [[gnu::noinline, gnu::cold]] static void putByCore(AStream& s, Tag tag, const char* label, T value) {
+    if (s.inTaggedFields) s.CoreWriteTag(tag);
+    if (s.traceFunc) traceValue(s, tag, label, &value);
+    putBare(s, value);
+  }
+
+  template <class T>
+  [[gnu::noinline, gnu::cold]] static T getByCore(AStream& s, Tag tag, const char* label) {
+    if (s.inTaggedFields) s.CoreReadTag(tag);
+    T value{};
+    s.coreRead(&s, &value, sizeof value);
+    // A code shows in the trace as it came from the wire.
+    if (s.traceFunc && tag == char4Tag) traceValue(s, tag, label, &value);
+    if (s.swapBytes) value = reversed(value);
+    if (s.traceFunc && tag != char4Tag) traceValue(s, tag, label, &value);
+    return value;
+  }
+
+  /// Moves a value by the core functions, in the stream's byte order, with neither tag nor trace.
+  template <class T>
+  static void putBare(AStream& s, T value) {
+    if (s.swapBytes) value = reversed(value);
+    s.coreWrite(&s, &value, sizeof value);
+  }
+  template <class T>
+  static T getBare(AStream& s) {
+    T value{};
+    s.coreRead(&s, &value, sizeof value);
+    return s.swapBytes ? reversed(value) : value;
+  }
+
+  static void putBytes(AStream& s, const void* bytes, Long length) {
+    s.coreWrite(&s, const_cast<void*>(bytes), length);
+  }
+
+  template <Tag tag, class T, Tag shortTag>
+  static T getEitherLength(AStream& s, const char* label);
+  static void setTagged(AStream& s, bool tagged) {
+    s.inTaggedFields = tagged;
+    s.TestAndSetInlineAllowed();
+  }
+  static Long stringInWindow(const AStream& s, char*& text);
+  static short getStringLength(AStream& s);
+  static Long lengthToSkip(AStream& s, char tag);
+
+  // One line of the trace each. They expect a trace function.
+  static void traceValue(const AStream& s, Tag tag, const char* label, const void* value);
+  static void traceMark(const AStream& s, const char* word, const char* label, int value);
+  static void traceString(const AStream& s, const char* label, const char* string);
+  static void traceNull(const AStream& s, const char* label);
+  static void traceLength(const AStream& s, const char* label, Long length);
+  static void traceBytes(const AStream& s, const char* label, const void* bytes, Long length);
+  static void tracePosition(const AStream& s, Long position);
+};
+
+}  // namespace ky
