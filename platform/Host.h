@@ -1,4 +1,4 @@
-// Facts about the machine and its user.
+// Facts about the machine.
 #pragma once
 
 #include <string>
@@ -10,8 +10,5 @@ namespace ky::platform {
 /// Text that tells this machine from others and stays the same from start to start: its machine identifier, or its name
 /// on the network where it has none. Never empty.
 KY_API std::string hostIdentifier();
-
-/// The name that the user logged in with, or "" if the system does not know.
-KY_API std::string userName();
 
 }  // namespace ky::platform

@@ -78,8 +78,6 @@ class KY_API RecursiveLock {
 
   Wait lockSlow(Int64 milliseconds);
   Wait waitInLine(Int64 milliseconds);
-  bool takeFree(ULong me);
-  bool takeAbandoned(ULong me);
   void unlockSlow();
 
   std::atomic<ULong> word{0};  ///< the owner's number, 0 when free, and kWaiters

@@ -27,3 +27,12 @@ KY_API char* dbgTime(char* buffer, Long size);
 ///
 /// Returns:  `buffer`, or a buffer of 256 bytes of the calling thread's, valid until its next call, for a null one.
 KY_API const char* dbgCstring(const char* text, char* buffer, int size);
+
+namespace ky {
+
+/// Keeps text for the debug printf that is installed next, for code that runs before there is one.
+///
+/// Threads:  start-up only; no lock.
+KY_API void storeDebugText(const char* text);
+
+}  // namespace ky

@@ -1,4 +1,4 @@
-// The console's comment lines: verbosity, and a copy in a log file.
+// The console's lines: verbosity, a copy in a log file, and counts of what went wrong.
 #pragma once
 
 #include "core/base/KyTypes.h"
@@ -20,7 +20,22 @@ class KY_API UnitTestBase {
   static Boolean LogOn(const char* name, const char* folder, int level);
   static void LogOff();
 
-  /// Clears the counts of errors and problems, those met and those expected.
+  struct Counts {
+    int errors = 0;
+    int problems = 0;
+    int expectedErrors = 0;
+    int expectedProblems = 0;
+  };
+
+  /// Shows `line` whatever the verbosity, and counts it.
+  static void AddError(const char* line);
+  static void AddProblem(const char* line);
+
+  /// Tells how many errors and problems a test is to meet.
+  static void Expect(int errors, int problems);
+  static Counts GetCounts();
+
+  /// Clears all four counts.
   static void Renew();
 
   /// Takes the lines shown; null stands for the standard output.

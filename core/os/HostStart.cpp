@@ -1,0 +1,52 @@
+#include "core/os/HostStart.h"
+
+#include <cstdio>
+#include <mutex>
+
+#include "core/debug/BogusObject.h"
+#include "core/error/CurrentError.h"
+#include "core/error/Printing.h"
+#include "core/error/UIHooks.h"
+#include "core/filesys/FileCreator.h"
+#include "core/mem/KyMemory.h"
+#include "core/objsys/ObjectSystem.h"
+#include "core/os/SafeStack.h"
+#include "core/threads/ThreadContext.h"
+#include "core/utils/MetaBase.h"
+#include "core/utils/TCcore.h"
+
+namespace {
+
+int printOnStandardOutput(const char* format, KyVaList args) { return std::vprintf(format, args); }
+
+void start(const KyHostSettings& settings) {
+  // The first look for a context would settle on a single thread, so the policy comes before all else.
+  ThreadContext::Initialize(eMultithreaded);
+  dbgInstallPrintf(settings.debugPrintf ? settings.debugPrintf : printOnStandardOutput);
+  KyMemInit();
+  ESInit();
+  FtlInstall(settings.fatalHandler);
+  MBInit();
+  // Here belong the manufacturers of locators.
+  SetDefaultFileCreator(static_cast<Long>(MakeChar4("TEXT")));
+  const UIrtns& ui = settings.uiRoutines;
+  InstallUIrtns(ui.GetWaitingProc(), ui.GetThermProc(), ui.GetUIResetProc(), ui.GetUICloseProc());
+  if (settings.uiMessage) InstallUImsg(settings.uiMessage);
+  if (settings.uiDialog) InstallUIdialog(settings.uiDialog);
+  // Here belong the hardware facts, and the commands' developer mode.
+  TCSetLoop(settings.timecodeLoops);
+  // Here belong the folders of temporary files and of error reports.
+
+  ObjectSystemClassInit();
+  UndoSystemClassInit();
+  InitBogusObject();
+  // Here belong the core threads and the command language with its script commands.
+  InitZorvexSafeStack();
+}
+
+}  // namespace
+
+void KyStartHost(const KyHostSettings& settings) {
+  static std::once_flag once;
+  std::call_once(once, start, settings);
+}

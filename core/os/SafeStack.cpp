@@ -1,0 +1,3 @@
+#include "core/os/SafeStack.h"
+
+void InitZorvexSafeStack() {}

@@ -1,0 +1,47 @@
+// What a piece of code raises.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "core/error/XError.h"
+
+namespace ky::test {
+
+/// Returns:  the error that `body` raises, or an empty one.
+template <class Body>
+XError errorRaisedBy(Body&& body) {
+  try {
+    std::forward<Body>(body)();
+  } catch (const XError& error) {
+    return error;
+  }
+  return XError();
+}
+
+/// Returns:  the code that `body` raises, or "".
+template <class Body>
+std::string codeRaisedBy(Body&& body) {
+  const char* const code = errorRaisedBy(std::forward<Body>(body)).GetCode();
+  return code ? code : "";
+}
+
+/// Returns:  a parameter of the error's top level as text, or "<name>" if it has none of that name.
+inline std::string parm(const XError& error, const char* name) {
+  char text[512];
+  error.GetParmAsString(text, sizeof text, error.GetTopLevel(), name);
+  return text;
+}
+
+/// Returns:  the text of the failed check that `body` runs into, without its heading; "" if it runs into none.
+template <class Body>
+std::string checkFailedBy(Body&& body) {
+  const XError error = errorRaisedBy(std::forward<Body>(body));
+  const char* const code = error.GetCode();
+  if (!code || std::string(code) != "FATAL_ERROR") return "";
+  const std::string text = parm(error, "msg");
+  const std::string heading = "Assertion failed: ";
+  return text.starts_with(heading) ? text.substr(heading.size()) : text;
+}
+
+}  // namespace ky::test
