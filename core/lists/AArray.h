@@ -131,6 +131,8 @@ class KY_API AArray : public ACollection {
   bool inRange(Long index) const { return index >= indexBase && Int64{index} < Int64{numItems} + indexBase; }
   /// Returns:  the cell at zero-based `place`, valid until the handle is resized.
   char* cell(Long place) const { return *hItems + static_cast<std::ptrdiff_t>(place) * elementSize; }
+  /// Returns:  how far `item` lies from the first cell, or -1 if it lies in none of this array's cells.
+  std::ptrdiff_t offsetInside(const void* item) const;
   /// Replaces `removed` elements at zero-based `place` by room for `added`, in one move.
   ///
   /// Returns:  false if changes are locked and the failed assertion returned.

@@ -103,5 +103,5 @@ class KY_API AArray2 : public AArray {
 
  private:
   Long callElement(ky::ElementFn fn, void* context, Long place, Boolean modify);
-  void disposeElement(Long rawIndex);
+  bool disposeElement(Long rawIndex);
 };

@@ -55,12 +55,16 @@ class KY_API ACluster : public AArray {
 
   /// Returns:  the cell at zero-based `place`, valid until the handle is resized.
   Cell& clusterCell(Long place) const { return reinterpret_cast<Cell*>(*hWalked)[place]; }
-  /// Calls `visit(object)` with the changes locked, forwards or backwards, until it is true.
+  /// FindItemCommon() from either end.
+  AObject* findLocked(bool backwards, Boolean (*fn)(void*), Boolean (*fn1)(void*, LongPtr), LongPtr argument);
+
+  /// The same handle as `hItems`.
+  char** hWalked = nullptr;
+
+ private:
+  /// Calls `visit(object)` with the changes locked until it is true.
   ///
   /// Returns:  the object for which it was, or null.
   template <class Visit>
   AObject* walkLocked(bool backwards, Visit visit);
-
-  /// The same handle as `hItems`.
-  char** hWalked = nullptr;
 };

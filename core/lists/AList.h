@@ -31,7 +31,7 @@ class KY_API AList : public ACluster {
   virtual AObject* LastItem();
   /// Returns:  the object at `index`, or null for a bad index.
   virtual AObject* NthItem(Long index);
-  /// Returns:  the index, or -2147483648 when absent.
+  /// Returns:  Offset() from `indexBase` on: far below it when absent.
   virtual Long FindIndex(AObject* object);
   /// Walk forwards or backwards; insertion and deletion are refused meanwhile.
   ///

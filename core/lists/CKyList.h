@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/lists/AList.h"
+#include "core/mem/Owned.h"
 
 /// Where a walk goes on.
 struct Interator_t {
@@ -24,6 +25,7 @@ class KY_API CKyList : public AList {
   Boolean IsInstanceOf(const char* name) override;
   void DebugCheck() override;
   void MoveItemToIndex(Long currentIndex, Long newIndex) override;
+  void Swap(Long index1, Long index2) override;
   /// Stable: items that `cmp` holds equal keep their order. The comparison is kept in one cell for each thread.
   void Qsort(int (*cmp)(void*, void*)) override;
   /// Ends the objects or handles and empties the list; items that are neither are only dropped.
@@ -93,5 +95,18 @@ class KY_API CKyList : public AList {
   Long nextIdentity = 0;
 
  private:
+  /// Orders two cells by the comparison of the running Qsort(), then by identity.
+  static int compareStably(void* a, void* b);
+
+  /// Returns:  the place of the first item whose identity is not below `identity`, which lies at `hint` or before it.
+  Long firstFrom(Long identity, Long hint) const;
+  /// Returns:  the place of the last item whose identity is not above `identity`, which lies at `hint` or before it; -1
+  ///           if there is none.
+  Long lastUpTo(Long identity, Long hint) const;
+  /// Returns:  a list of the same kind without items.
+  ky::Owned<CKyList> emptyCopy();
+  AObject* copyOf(AObject* item) const;
+  void disposeItem(AObject* item) const;
+
   Long identityAt(Long place) const { return static_cast<Long>(clusterCell(place).tag); }
 };

@@ -51,7 +51,7 @@ class KY_API RangeArray : public AArray {
   Entry& entry(Long place) const { return reinterpret_cast<Entry*>(*hItems)[place]; }
   /// Returns:  the zero-based place of the first entry with a `from` not below the given one.
   Long placeOf(Long from) const;
-  void replaceEntries(Long place, Long removed, const Entry* added, Long count);
+  bool replaceEntries(Long place, Long removed, const Entry* added, Long count);
 };
 
 /// Wire:     short count; if above 0, long value of the first entry, then long value and long from of each other. A
