@@ -1,0 +1,116 @@
+// Pointer blocks as the memory manager's own files make them: counted, but not traced.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+
+#include "core/mem/SmallBlocks.h"
+
+namespace ky {
+
+/// Stands ahead of the caller's bytes and keeps them aligned for any type.
+struct alignas(16) PtrHeader {
+  ULong unused[3];
+  Long size;
+};
+static_assert(sizeof(PtrHeader) == 16);
+
+inline constexpr std::size_t kLargestSmallPtr = kSmallBlocksInUse ? kLargestSmallBlock - sizeof(PtrHeader) : 0;
+
+inline PtrHeader* ptrHeader(void* p) {
+  return static_cast<PtrHeader*>(p) - 1;
+}
+inline const PtrHeader* ptrHeader(const void* p) {
+  return static_cast<const PtrHeader*>(p) - 1;
+}
+
+/// Whether allocations are traced or made to fail: one test on the way of each.
+struct AllocationWatch {
+  static constexpr ULong kTraced = 1;
+  static constexpr ULong kFailing = 2;  ///< and its multiples: that many threads wait for a failure
+
+  std::atomic<ULong> flags{0};
+
+  bool any() const { return flags.load(std::memory_order_relaxed) != 0; }
+  bool traced() const { return (flags.load(std::memory_order_relaxed) & kTraced) != 0; }
+  bool failing() const { return flags.load(std::memory_order_relaxed) >= kFailing; }
+};
+extern constinit AllocationWatch allocationWatch;
+
+/// Returns:  true if this allocation of the calling thread is the one that is to fail.
+bool failsNow() noexcept;
+
+[[noreturn]] void raiseOutOfMemory();
+
+/// Returns:  null for a negative size or if there is no memory.
+void* takeLargePtr(Long size) noexcept;
+
+inline bool isSmallPtr(Long size) {
+  return kSmallBlocksInUse && static_cast<ULong>(size) <= kLargestSmallPtr;
+}
+inline std::size_t shelfForPtr(Long size) {
+  return shelfFor(static_cast<std::size_t>(size) + sizeof(PtrHeader));
+}
+
+// Only the thread writes its counters, so that no read-modify-write is needed.
+inline void countPtr(ThreadShelves& mine, Int64 bytes, Int64 blocks) noexcept {
+  constexpr auto relaxed = std::memory_order_relaxed;
+  mine.bytes.store(mine.bytes.load(relaxed) + bytes, relaxed);
+  mine.blocks.store(mine.blocks.load(relaxed) + blocks, relaxed);
+}
+
+/// Raises:   MEM_OUT_OF_MEMORY.
+inline void* newPtrUntraced(Long size) {
+  ThreadShelves* const mine = threadShelves();
+  if (!mine || (allocationWatch.failing() && failsNow())) [[unlikely]] raiseOutOfMemory();
+  void* const raw = isSmallPtr(size) ? takeSmallBlock(*mine, shelfForPtr(size)) : takeLargePtr(size);
+  if (!raw) [[unlikely]] raiseOutOfMemory();
+  auto* const header = static_cast<PtrHeader*>(raw);
+  header->size = size;
+  countPtr(*mine, size, 1);
+  return header + 1;
+}
+
+inline void disposePtrUntraced(void* p) noexcept {
+  PtrHeader* const header = ptrHeader(p);
+  const Long size = header->size;
+  ThreadShelves* const mine = threadShelves();
+  if (!mine) [[unlikely]] {
+    countAlone(-Int64{size}, -1);
+    isSmallPtr(size) ? giveSmallBlockAlone(shelfForPtr(size), header) : std::free(header);
+    return;
+  }
+  countPtr(*mine, -Int64{size}, -1);
+  if (isSmallPtr(size)) {
+    giveSmallBlock(*mine, shelfForPtr(size), header);
+  } else {
+    std::free(header);
+  }
+}
+
+/// Resizes, keeping contents.
+///
+/// Returns:  where the block lies now.
+/// Raises:   MEM_OUT_OF_MEMORY, with the block as it was.
+void* resizePtrUntraced(void* p, Long size);
+
+/// KyNewPtr and KyDisposePtr, without the detour of an exported name.
+inline void* newPtr(Long size);
+inline void disposePtr(void* p);
+
+void tracePtr(void* p, Long size);
+void untracePtr(void* p);
+
+inline void* newPtr(Long size) {
+  void* const p = newPtrUntraced(size);
+  if (allocationWatch.traced()) [[unlikely]] tracePtr(p, size);
+  return p;
+}
+
+inline void disposePtr(void* p) {
+  if (allocationWatch.traced()) [[unlikely]] untracePtr(p);
+  disposePtrUntraced(p);
+}
+
+}  // namespace ky

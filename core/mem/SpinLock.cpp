@@ -1,0 +1,34 @@
+#include "core/mem/SpinLock.h"
+
+#include <chrono>
+#include <thread>
+
+namespace ky {
+
+namespace {
+
+inline void pause() {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#endif
+}
+
+}  // namespace
+
+// The holder is soon done unless its processor was taken away: then only sleeping helps.
+void SpinLock::lockSlow() {
+  constexpr int kPauses = 64;
+  constexpr int kYields = 1000;
+  for (int tries = 0;; ++tries) {
+    if (!taken_.load(std::memory_order_relaxed) && !taken_.exchange(true, std::memory_order_acquire)) return;
+    if (tries < kPauses) {
+      pause();
+    } else if (tries < kPauses + kYields) {
+      std::this_thread::yield();
+    } else {
+      std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+  }
+}
+
+}  // namespace ky

@@ -1,0 +1,37 @@
+// A lock for a few instructions at a time.
+#pragma once
+
+#include <atomic>
+
+namespace ky {
+
+/// Cheaper than the native lock by a read-modify-write. Nothing that may block, raise or report runs under it, so a
+/// waiter need not give up the cooperative section.
+///
+/// Requires: not taken again by the thread that holds it.
+class SpinLock {
+ public:
+  void lock() {
+    if (taken_.exchange(true, std::memory_order_acquire)) [[unlikely]] lockSlow();
+  }
+  void unlock() { taken_.store(false, std::memory_order_release); }
+
+ private:
+  void lockSlow();
+
+  std::atomic<bool> taken_{false};
+};
+
+/// Holds a spin lock for a scope.
+class SpinTenure {
+ public:
+  explicit SpinTenure(SpinLock& lock) : lock_(lock) { lock_.lock(); }
+  ~SpinTenure() { lock_.unlock(); }
+  SpinTenure(const SpinTenure&) = delete;
+  SpinTenure& operator=(const SpinTenure&) = delete;
+
+ private:
+  SpinLock& lock_;
+};
+
+}  // namespace ky
