@@ -28,12 +28,13 @@ inline const PtrHeader* ptrHeader(const void* p) {
 /// Whether allocations are traced or made to fail: one test on the way of each.
 struct AllocationWatch {
   static constexpr ULong kTraced = 1;
-  static constexpr ULong kFailing = 2;  ///< and its multiples: that many threads wait for a failure
+  static constexpr ULong kFreesChecked = 2;
+  static constexpr ULong kFailing = 4;  ///< and its multiples: that many threads wait for a failure
 
   std::atomic<ULong> flags{0};
 
-  bool any() const { return flags.load(std::memory_order_relaxed) != 0; }
   bool traced() const { return (flags.load(std::memory_order_relaxed) & kTraced) != 0; }
+  bool freesWatched() const { return (flags.load(std::memory_order_relaxed) & (kTraced | kFreesChecked)) != 0; }
   bool failing() const { return flags.load(std::memory_order_relaxed) >= kFailing; }
 };
 extern constinit AllocationWatch allocationWatch;
@@ -94,23 +95,5 @@ inline void disposePtrUntraced(void* p) noexcept {
 /// Returns:  where the block lies now.
 /// Raises:   MEM_OUT_OF_MEMORY, with the block as it was.
 void* resizePtrUntraced(void* p, Long size);
-
-/// KyNewPtr and KyDisposePtr, without the detour of an exported name.
-inline void* newPtr(Long size);
-inline void disposePtr(void* p);
-
-void tracePtr(void* p, Long size);
-void untracePtr(void* p);
-
-inline void* newPtr(Long size) {
-  void* const p = newPtrUntraced(size);
-  if (allocationWatch.traced()) [[unlikely]] tracePtr(p, size);
-  return p;
-}
-
-inline void disposePtr(void* p) {
-  if (allocationWatch.traced()) [[unlikely]] untracePtr(p);
-  disposePtrUntraced(p);
-}
 
 }  // namespace ky

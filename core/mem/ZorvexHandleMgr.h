@@ -50,4 +50,10 @@ class KY_API ZorvexHandleMgr {
   static bool CheckInit();
   static ZorvexMasterPointerBlock* FirstBlock();
   static ZorvexMasterPointerBlock* GetMasterBlock(void** handle);
+  static ZorvexMasterPointerBlock* addBlock();
+  static void raiseCounted(const char* code);
+
+  static Boolean cInitialized;
+  static ZorvexMasterPointerBlock* cFirstBlock;
+  static ZorvexHandleMgrStats cDebugStats;
 };

@@ -1,0 +1,113 @@
+// Blocks of master pointers: how slots are handed out within one, and which block an address belongs to.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "core/base/KyTypes.h"
+
+/// A free slot holds the address of the next free one, or null in the last; a used slot what its handle points at.
+class ZorvexMasterPointerBlock {
+ public:
+  static constexpr std::size_t kSlots = 40960;
+  /// Blocks lie at multiples of this, so that an address tells which block it could belong to.
+  static constexpr std::size_t kAlignment = std::size_t{512} << 10;
+
+  ZorvexMasterPointerBlock(ZorvexMasterPointerBlock* previous, ZorvexMasterPointerBlock* next);
+  virtual ~ZorvexMasterPointerBlock();
+
+  /// Returns:  null if there is no memory.
+  static void* operator new(std::size_t size) noexcept;
+  static void operator delete(void* block);
+
+  /// Alignment is not tested.
+  bool owns(const void* address) const {
+    return address >= static_cast<const void*>(slots_) && address <= static_cast<const void*>(&slots_[kSlots - 1]);
+  }
+  bool isFull() const { return freeHead_ == nullptr; }
+
+  /// Requires: not full.
+  /// Returns:  the slot, or null if the free list leads out of the block.
+  void** take(void* content) {
+    void** const slot = freeHead_;
+    if (!owns(slot) || !(*slot == nullptr || owns(*slot))) [[unlikely]] return nullptr;
+    freeHead_ = static_cast<void**>(*slot);
+    *slot = content;
+    return slot;
+  }
+
+  /// A slot that is given for good is not handed out again.
+  void give(void** slot, bool forGood) {
+    *slot = forGood ? nullptr : freeHead_;
+    if (!forGood) freeHead_ = slot;
+  }
+
+  /// Place in the chain, from 0.
+  std::size_t position() const { return position_; }
+
+  ZorvexMasterPointerBlock* nextRoomy = nullptr;
+
+ private:
+  ZorvexMasterPointerBlock* next_ = nullptr;
+  ZorvexMasterPointerBlock* previous_ = nullptr;
+  void** freeHead_ = nullptr;
+  void* slots_[kSlots];
+  std::size_t position_ = 0;  // in the chain
+};
+static_assert(sizeof(ZorvexMasterPointerBlock) <= ZorvexMasterPointerBlock::kAlignment);
+
+namespace ky {
+
+/// Which blocks there are, by address. It only grows.
+///
+/// Threads:  find() takes no lock; add() is for one thread at a time.
+class MasterBlockTable {
+ public:
+  /// Returns:  the block whose slots `address` lies among, or null.
+  ZorvexMasterPointerBlock* find(const void* address) const {
+    const auto start = reinterpret_cast<std::uintptr_t>(address) & ~(ZorvexMasterPointerBlock::kAlignment - 1);
+    const Cells& cells = *cells_.load(std::memory_order_acquire);
+    for (std::size_t i = hash(start);; ++i) {
+      auto* const block = cells.block[i & cells.mask].load(std::memory_order_acquire);
+      if (reinterpret_cast<std::uintptr_t>(block) == start) return block && block->owns(address) ? block : nullptr;
+      if (!block) return nullptr;
+    }
+  }
+
+  /// Returns:  false if there is no memory for a larger table.
+  bool add(ZorvexMasterPointerBlock* block);
+
+ private:
+  using Cell = std::atomic<ZorvexMasterPointerBlock*>;
+  struct Cells {
+    std::size_t mask;
+    Cell* block;
+    const Cells* outgrown;  // kept, for a reader may still be in it
+  };
+  static constexpr std::size_t kFirstCells = 64;
+
+  static std::size_t hash(std::uintptr_t start) { return start / ZorvexMasterPointerBlock::kAlignment; }
+  static void put(const Cells& cells, ZorvexMasterPointerBlock* block);
+  const Cells* grown(const Cells& old) const;
+
+  Cell first_[kFirstCells] = {};
+  Cells firstCells_{kFirstCells - 1, first_, nullptr};
+  std::atomic<const Cells*> cells_{&firstCells_};
+  std::size_t count_ = 0;
+};
+
+/// The blocks that have a free slot, first in the chain first.
+class RoomyBlocks {
+ public:
+  ZorvexMasterPointerBlock* first() const { return first_; }
+  /// A block joins when it is made or gets its first free slot. The walk is short: a block leaves only when all ahead of
+  /// it have left.
+  void add(ZorvexMasterPointerBlock& block);
+  void dropFirst() { first_ = first_->nextRoomy; }
+
+ private:
+  ZorvexMasterPointerBlock* first_ = nullptr;
+};
+
+}  // namespace ky

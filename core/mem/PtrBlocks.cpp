@@ -1,0 +1,97 @@
+#include "core/mem/PtrBlocks.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/error/XError.h"
+#include "core/mem/KyMemory.h"
+
+namespace ky {
+
+constinit AllocationWatch allocationWatch;
+
+namespace {
+
+struct FailureOrder {
+  Long countdown = 0;  // 0 when none is waited for
+  bool happened = false;
+};
+thread_local FailureOrder failureOrder;
+
+}  // namespace
+
+AllocationFailure::AllocationFailure(Long nth) {
+  failureOrder = {nth, false};
+  allocationWatch.flags += AllocationWatch::kFailing;
+}
+
+AllocationFailure::~AllocationFailure() {
+  failureOrder = {};
+  allocationWatch.flags -= AllocationWatch::kFailing;
+}
+
+bool AllocationFailure::happened() const {
+  return failureOrder.happened;
+}
+
+bool failsNow() noexcept {
+  FailureOrder& order = failureOrder;
+  if (order.countdown <= 0 || --order.countdown != 0) return false;
+  order.happened = true;
+  return true;
+}
+
+void raiseOutOfMemory() {
+  const XError error("MEM_OUT_OF_MEMORY", 0);
+  +error;
+  xraisexerror(error);  // never reached: a unary plus on an error with a code raises
+}
+
+void* takeLargePtr(Long size) noexcept {
+  if (size < 0) return nullptr;
+  return std::malloc(static_cast<std::size_t>(size) + sizeof(PtrHeader));
+}
+
+namespace {
+
+void* resizeLarge(void* p, Long size) {
+  PtrHeader* const header = ptrHeader(p);
+  const Int64 growth = Int64{size} - header->size;
+  void* const raw = std::realloc(header, static_cast<std::size_t>(size) + sizeof(PtrHeader));
+  if (!raw) raiseOutOfMemory();
+  auto* const moved = static_cast<PtrHeader*>(raw);
+  moved->size = size;
+  if (ThreadShelves* const mine = threadShelves()) {
+    countPtr(*mine, growth, 0);
+  } else {
+    countAlone(growth, 0);
+  }
+  return moved + 1;
+}
+
+void* resizeByCopy(void* p, Long size) {
+  void* const fresh = newPtrUntraced(size);
+  std::memcpy(fresh, p, static_cast<std::size_t>(std::min(size, ptrHeader(p)->size)));
+  disposePtrUntraced(p);
+  return fresh;
+}
+
+}  // namespace
+
+void* resizePtrUntraced(void* p, Long size) {
+  PtrHeader* const header = ptrHeader(p);
+  const Long old = header->size;
+  if (size < 0) raiseOutOfMemory();
+  if (isSmallPtr(size) && isSmallPtr(old) && shelfForPtr(size) == shelfForPtr(old)) {
+    ThreadShelves* const mine = threadShelves();
+    if (!mine || (allocationWatch.failing() && failsNow())) raiseOutOfMemory();
+    header->size = size;
+    countPtr(*mine, Int64{size} - old, 0);
+    return p;
+  }
+  if (isSmallPtr(size) || isSmallPtr(old)) return resizeByCopy(p, size);
+  if (allocationWatch.failing() && failsNow()) raiseOutOfMemory();
+  return resizeLarge(p, size);
+}
+
+}  // namespace ky
