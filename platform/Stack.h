@@ -11,10 +11,10 @@ namespace ky::platform {
 KY_API int captureStack(void** addresses, int count, int skip);
 
 struct AddressName {
-  char routine[256] = {};     ///< class and method without arguments; empty if not known
-  char module[256] = {};      ///< the program or library it lies in
-  UInt64 routineOffset = 0;   ///< from the routine's start, 0 if not known
-  UInt64 moduleOffset = 0;    ///< from where the module is loaded
+  char routine[256] = {};    ///< class and method without arguments; empty if not known
+  char module[256] = {};     ///< the program or library it lies in
+  UInt64 routineOffset = 0;  ///< from the routine's start, 0 if not known
+  UInt64 moduleOffset = 0;   ///< from where the module is loaded
 };
 
 /// Not for signal handlers: it may allocate.

@@ -19,7 +19,8 @@ namespace {
 constexpr Long kStampedBytes = 4;
 
 bool mayUseToolbox() {
-  if (!toolbox()) [[likely]] return false;
+  if (!toolbox()) [[likely]]
+    return false;
   const ThreadContext* const thread = ThreadContext::Find();
   return thread && thread->IsMac2WinSafe();
 }
@@ -138,17 +139,13 @@ Long offsetWithin(char** handle, const void* src) {
 
 // ---- making
 
-char** KyNewHandle(Long size) {
-  return mayUseToolbox() ? KyNewHandleMac(size) : newFake(newPtr(size));
-}
+char** KyNewHandle(Long size) { return mayUseToolbox() ? KyNewHandleMac(size) : newFake(newPtr(size)); }
 
 char** KyNewHandleClear(Long size) {
   return mayUseToolbox() ? KyNewHandleClearMac(size) : KyNewHandleClearZorvex(size);
 }
 
-char** KyNewEmptyHandle() {
-  return mayUseToolbox() ? KyNewEmptyHandleMac() : newFake(nullptr);
-}
+char** KyNewEmptyHandle() { return mayUseToolbox() ? KyNewEmptyHandleMac() : newFake(nullptr); }
 
 char** KyNewMaxHandle(Long maxSze, Long minSize, Long step) {
   return mayUseToolbox() ? KyNewMaxHandleMac(maxSze, minSize, step) : KyNewMaxHandleZorvex(maxSze, minSize, step);
@@ -196,17 +193,11 @@ short KyPtrToHandMac(const void* src, char*** out, Long size) {
   return 0;
 }
 
-char** KyNewHandleZorvex(Long size) {
-  return newFake(newPtr(size));
-}
+char** KyNewHandleZorvex(Long size) { return newFake(newPtr(size)); }
 
-char** KyNewHandleClearZorvex(Long size) {
-  return newFake(KyNewPtrClear(size));
-}
+char** KyNewHandleClearZorvex(Long size) { return newFake(KyNewPtrClear(size)); }
 
-char** KyNewEmptyHandleZorvex() {
-  return newFake(nullptr);
-}
+char** KyNewEmptyHandleZorvex() { return newFake(nullptr); }
 
 char** KyNewMaxHandleZorvex(Long maxSze, Long minSize, Long step) {
   return newFake(KyNewMaxPtr(maxSze, minSize, step));
@@ -221,17 +212,11 @@ short KyPtrToHandZorvex(const void* src, char*** out, Long size) {
 
 // ---- disposing and resizing
 
-void KyDisposeHandle(void* handle) {
-  isFake(handle) ? disposeFake(handle) : disposeReal(handle);
-}
+void KyDisposeHandle(void* handle) { isFake(handle) ? disposeFake(handle) : disposeReal(handle); }
 
-Long KyGetHandleSize(const void* handle) {
-  return isFake(handle) ? fakeSize(handle) : realSize(handle);
-}
+Long KyGetHandleSize(const void* handle) { return isFake(handle) ? fakeSize(handle) : realSize(handle); }
 
-Long KyGetHandleSizeFast(const void* handle) {
-  return KyGetHandleSize(handle);
-}
+Long KyGetHandleSizeFast(const void* handle) { return KyGetHandleSize(handle); }
 
 void KySetHandleSize(void* handle, Long newSize) {
   isFake(handle) ? setFakeSize(handle, newSize) : setRealSize(handle, newSize);
@@ -248,21 +233,13 @@ char** KyResizeHandle(void* handle, Long newSize) {
 
 // ---- locking
 
-unsigned char KyHLock(void*) {
-  return true;
-}
+unsigned char KyHLock(void*) { return true; }
 
-unsigned char KyHLockHi(void*) {
-  return true;
-}
+unsigned char KyHLockHi(void*) { return true; }
 
-unsigned char KyHLockFast(void*) {
-  return true;
-}
+unsigned char KyHLockFast(void*) { return true; }
 
-unsigned char KyHLockHiFast(void*) {
-  return true;
-}
+unsigned char KyHLockHiFast(void*) { return true; }
 
 void KyHUnlock(void*, unsigned char) {}
 void KyHUnlockFast(void*, unsigned char) {}
@@ -315,19 +292,13 @@ char** KyCopyHand(char** oldHandle) {
 
 // ---- tests
 
-unsigned char KyChkNewHandle(Long size) {
-  return KyMaxBlock() > size;
-}
+unsigned char KyChkNewHandle(Long size) { return KyMaxBlock() > size; }
 
 // The whole master pointer, not its low byte, which alignment makes zero in one good block of sixteen.
 void KyCheckhandle(const void* handle) {
   if (!handle || !*static_cast<void* const*>(handle)) fatal("Tested handle is NOT a valid handle");
 }
 
-short KyMemError() {
-  return 0;
-}
+short KyMemError() { return 0; }
 
-Long KyGetNumHdls() {
-  return static_cast<Long>(memoryTotals().numHdls);
-}
+Long KyGetNumHdls() { return static_cast<Long>(memoryTotals().numHdls); }

@@ -71,15 +71,11 @@ void KyMemInit() {
 }
 
 // The memory mutex is a static object that threads may still use, and slots last as long as the process.
-void KyMemCleanup() {
-  started = false;
-}
+void KyMemCleanup() { started = false; }
 
 // ---- pointer blocks
 
-void* KyNewPtr(Long size) {
-  return newPtr(size);
-}
+void* KyNewPtr(Long size) { return newPtr(size); }
 
 void* KyNewPtrClear(Long size) {
   void* const p = newPtr(size);
@@ -92,13 +88,9 @@ void* KyNewMaxPtr(Long maxSze, Long, Long) {
   return newPtr(maxSze);
 }
 
-void KyDisposePtr(void* ptr) {
-  disposePtr(ptr);
-}
+void KyDisposePtr(void* ptr) { disposePtr(ptr); }
 
-Long KyGetPtrSize(const void* ptr) {
-  return ptrHeader(ptr)->size;
-}
+Long KyGetPtrSize(const void* ptr) { return ptrHeader(ptr)->size; }
 
 void KyReallocPtr(void** ptr, Long size) {
   if (!check(ptr != nullptr, "ptr != NULL")) return;
@@ -117,29 +109,19 @@ void* KyCopyPtr(const void* ptr) {
   return std::memcpy(newPtr(size), ptr, static_cast<std::size_t>(size));
 }
 
-void KyPtrToPtr(char** ptr) {
-  *ptr = static_cast<char*>(KyCopyPtr(*ptr));
-}
+void KyPtrToPtr(char** ptr) { *ptr = static_cast<char*>(KyCopyPtr(*ptr)); }
 
-void* KyAllocate(Long size) {
-  return KyNewPtr(size);
-}
+void* KyAllocate(Long size) { return KyNewPtr(size); }
 
-void* KyAllocateClear(Long size) {
-  return KyNewPtrClear(size);
-}
+void* KyAllocateClear(Long size) { return KyNewPtrClear(size); }
 
 void KyDispose(void* p) {
   if (check(p != nullptr, "p != NULL")) disposePtr(p);
 }
 
-void* KyCopy(const void* p) {
-  return check(p != nullptr, "p != NULL") ? KyCopyPtr(p) : nullptr;
-}
+void* KyCopy(const void* p) { return check(p != nullptr, "p != NULL") ? KyCopyPtr(p) : nullptr; }
 
-Long KySize(const void* p) {
-  return check(p != nullptr, "p != NULL") ? KyGetPtrSize(p) : 0;
-}
+Long KySize(const void* p) { return check(p != nullptr, "p != NULL") ? KyGetPtrSize(p) : 0; }
 
 // ---- bytes in place
 
@@ -147,9 +129,7 @@ void KySetBlock(char* p, Long count, Long value) {
   if (count > 0) std::memset(p, value & 0xFF, static_cast<std::size_t>(count));
 }
 
-void KyClearBlock(char* p, Long count) {
-  KySetBlock(p, count, 0);
-}
+void KyClearBlock(char* p, Long count) { KySetBlock(p, count, 0); }
 
 void BLOCKMOVE(const void* from, void* to, Long count) {
   if (count > 0) std::memmove(to, from, static_cast<std::size_t>(count));
@@ -165,25 +145,15 @@ void KyInplace16bitReordering(unsigned short* const p, Long count) {
 
 // ---- system memory
 
-static Long clamped(UInt64 bytes) {
-  return static_cast<Long>(std::min<UInt64>(bytes, 0x7FFFFFFF));
-}
+static Long clamped(UInt64 bytes) { return static_cast<Long>(std::min<UInt64>(bytes, 0x7FFFFFFF)); }
 
-Long KyFreeMem() {
-  return clamped(platform::memoryFacts().freeVirtual);
-}
+Long KyFreeMem() { return clamped(platform::memoryFacts().freeVirtual); }
 
-Long KyMaxBlock() {
-  return clamped(platform::memoryFacts().freeVirtual);
-}
+Long KyMaxBlock() { return clamped(platform::memoryFacts().freeVirtual); }
 
-Long KyFreeMemPhysical() {
-  return clamped(platform::memoryFacts().freePhysical);
-}
+Long KyFreeMemPhysical() { return clamped(platform::memoryFacts().freePhysical); }
 
-Long KyGetHeapSize() {
-  return clamped(platform::memoryFacts().totalVirtual);
-}
+Long KyGetHeapSize() { return clamped(platform::memoryFacts().totalVirtual); }
 
 // ---- low memory
 
@@ -193,18 +163,14 @@ void RegLowMemThreshold(Long threshold) {
   if (threshold > lowMemThreshold) lowMemThreshold = threshold;
 }
 
-Long GetLowMemThreshold() {
-  return lowMemThreshold;
-}
+Long GetLowMemThreshold() { return lowMemThreshold; }
 
 lowMemMode_t SwapLowMemMode(lowMemMode_t mode) {
   const MemoryTenure held;
   return std::exchange(lowMemMode, mode);
 }
 
-Boolean IsMemoryBelowThresh() {
-  return false;
-}
+Boolean IsMemoryBelowThresh() { return false; }
 
 // ---- totals and reports
 
@@ -267,10 +233,6 @@ void KySetCheckHdlProc(unsigned char (*)(void*, Long), Long) {}
 void KyMemSLDisable() {}
 void KyMemSLEnable() {}
 
-Boolean KyMemReset() {
-  return false;
-}
+Boolean KyMemReset() { return false; }
 
-Boolean IsPayloadDropped() {
-  return false;
-}
+Boolean IsPayloadDropped() { return false; }

@@ -7,14 +7,10 @@
 
 namespace {
 
-Long lengthOf(const char* text) {
-  return text ? static_cast<Long>(std::strlen(text)) : 0;
-}
+Long lengthOf(const char* text) { return text ? static_cast<Long>(std::strlen(text)) : 0; }
 
 // The text of a handle that may be empty.
-const char* textOf(char** const h) {
-  return *h ? *h : "";
-}
+const char* textOf(char** const h) { return *h ? *h : ""; }
 
 }  // namespace
 
@@ -29,9 +25,7 @@ void KyDisposeSHdl(char** h) {
   if (h) KyDisposeHandle(h);
 }
 
-ULong KySHdlLength(char** const h) {
-  return h ? static_cast<ULong>(lengthOf(*h)) : 0;
-}
+ULong KySHdlLength(char** const h) { return h ? static_cast<ULong>(lengthOf(*h)) : 0; }
 
 char** KyStrToSHdl(char** h, const char* text) {
   if (!h) return nullptr;
@@ -60,13 +54,9 @@ char** KyStrToSHdlUpdate(char** h, const char* text) {
   return h;
 }
 
-char** KySHdlToSHdl(char** dst, char** const src) {
-  return KyStrToSHdl(dst, src ? textOf(src) : nullptr);
-}
+char** KySHdlToSHdl(char** dst, char** const src) { return KyStrToSHdl(dst, src ? textOf(src) : nullptr); }
 
-char** KySHdlToSHdlGrow(char** dst, char** const src) {
-  return src ? KyStrToSHdlGrow(dst, textOf(src)) : dst;
-}
+char** KySHdlToSHdlGrow(char** dst, char** const src) { return src ? KyStrToSHdlGrow(dst, textOf(src)) : dst; }
 
 char** KyAppendStrToSHdl(char** h, const char* text) {
   if (!text) return h;
@@ -82,9 +72,7 @@ char** KyAppendStrToSHdl(char** h, const char* text) {
   return h;
 }
 
-char** KyAppendSHdlToSHdl(char** h, char** const src) {
-  return KyAppendStrToSHdl(h, src ? textOf(src) : nullptr);
-}
+char** KyAppendSHdlToSHdl(char** h, char** const src) { return KyAppendStrToSHdl(h, src ? textOf(src) : nullptr); }
 
 char* KySHdlToStr(char* dst, char** const src, Long size) {
   if (!dst || size <= 0) return dst;

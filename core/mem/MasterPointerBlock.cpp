@@ -25,9 +25,7 @@ void* ZorvexMasterPointerBlock::operator new(std::size_t) noexcept {
   return ky::platform::takePages(kBlockBytes, kAlignment);
 }
 
-void ZorvexMasterPointerBlock::operator delete(void* block) {
-  ky::platform::returnPages(block, kBlockBytes);
-}
+void ZorvexMasterPointerBlock::operator delete(void* block) { ky::platform::returnPages(block, kBlockBytes); }
 
 namespace ky {
 

@@ -31,7 +31,8 @@ class ZorvexMasterPointerBlock {
   /// Returns:  the slot, or null if the free list leads out of the block.
   void** take(void* content) {
     void** const slot = freeHead_;
-    if (!owns(slot) || !(*slot == nullptr || owns(*slot))) [[unlikely]] return nullptr;
+    if (!owns(slot) || !(*slot == nullptr || owns(*slot))) [[unlikely]]
+      return nullptr;
     freeHead_ = static_cast<void**>(*slot);
     *slot = content;
     return slot;
@@ -101,8 +102,8 @@ class MasterBlockTable {
 class RoomyBlocks {
  public:
   ZorvexMasterPointerBlock* first() const { return first_; }
-  /// A block joins when it is made or gets its first free slot. The walk is short: a block leaves only when all ahead of
-  /// it have left.
+  /// A block joins when it is made or gets its first free slot. The walk is short: a block leaves only when all ahead
+  /// of it have left.
   void add(ZorvexMasterPointerBlock& block);
   void dropFirst() { first_ = first_->nextRoomy; }
 

@@ -50,7 +50,7 @@ struct Tracer {
 constinit Tracer tracer;
 std::atomic<bool> debugLocks{false};
 std::atomic<bool> debugAllocs{false};
-std::atomic<void (*)(KyPrint)> stackPrinter{nullptr};
+void (*stackPrinter)(KyPrint print) = nullptr;  // guarded by the memory mutex
 
 // The pool stays out of the trace, which could not record its own beginning.
 void Tracer::begin() {
@@ -138,7 +138,7 @@ void KySlotRemove(void* address) {
     tracer.forget(*record);
     return;
   }
-  if (auto* const printStack = stackPrinter.load(); printStack && debugLocks && !debugAllocs) printStack(dprintf);
+  if (stackPrinter && debugLocks && !debugAllocs) stackPrinter(dprintf);
   ++tracer.slotNotFounds;
 }
 
@@ -182,13 +182,9 @@ void KyAllocDebugToggle() {
   dprintf(debugAllocs ? "Alloc debugging gear is now on.\n" : "Alloc debugging gear is now off.\n");
 }
 
-Boolean DebugLocks() {
-  return debugLocks;
-}
+Boolean DebugLocks() { return debugLocks; }
 
-Boolean DebugAllocs() {
-  return debugAllocs;
-}
+Boolean DebugAllocs() { return debugAllocs; }
 
 namespace ky {
 
@@ -209,6 +205,7 @@ void printTraceRecords(KyPrint print) {
 }
 
 void installStackPrinter(void (*printStack)(KyPrint print)) {
+  const MemoryTenure held;
   stackPrinter = printStack;
 }
 

@@ -30,9 +30,7 @@ AllocationFailure::~AllocationFailure() {
   allocationWatch.flags -= AllocationWatch::kFailing;
 }
 
-bool AllocationFailure::happened() const {
-  return failureOrder.happened;
-}
+bool AllocationFailure::happened() const { return failureOrder.happened; }
 
 bool failsNow() noexcept {
   FailureOrder& order = failureOrder;

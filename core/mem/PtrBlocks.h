@@ -18,12 +18,8 @@ static_assert(sizeof(PtrHeader) == 16);
 
 inline constexpr std::size_t kLargestSmallPtr = kSmallBlocksInUse ? kLargestSmallBlock - sizeof(PtrHeader) : 0;
 
-inline PtrHeader* ptrHeader(void* p) {
-  return static_cast<PtrHeader*>(p) - 1;
-}
-inline const PtrHeader* ptrHeader(const void* p) {
-  return static_cast<const PtrHeader*>(p) - 1;
-}
+inline PtrHeader* ptrHeader(void* p) { return static_cast<PtrHeader*>(p) - 1; }
+inline const PtrHeader* ptrHeader(const void* p) { return static_cast<const PtrHeader*>(p) - 1; }
 
 /// Whether allocations are traced or made to fail: one test on the way of each.
 struct AllocationWatch {
@@ -47,12 +43,8 @@ bool failsNow() noexcept;
 /// Returns:  null for a negative size or if there is no memory.
 void* takeLargePtr(Long size) noexcept;
 
-inline bool isSmallPtr(Long size) {
-  return kSmallBlocksInUse && static_cast<ULong>(size) <= kLargestSmallPtr;
-}
-inline std::size_t shelfForPtr(Long size) {
-  return shelfFor(static_cast<std::size_t>(size) + sizeof(PtrHeader));
-}
+inline bool isSmallPtr(Long size) { return kSmallBlocksInUse && static_cast<ULong>(size) <= kLargestSmallPtr; }
+inline std::size_t shelfForPtr(Long size) { return shelfFor(static_cast<std::size_t>(size) + sizeof(PtrHeader)); }
 
 // Only the thread writes its counters, so that no read-modify-write is needed.
 inline void countPtr(ThreadShelves& mine, Int64 bytes, Int64 blocks) noexcept {
@@ -64,9 +56,11 @@ inline void countPtr(ThreadShelves& mine, Int64 bytes, Int64 blocks) noexcept {
 /// Raises:   MEM_OUT_OF_MEMORY.
 inline void* newPtrUntraced(Long size) {
   ThreadShelves* const mine = threadShelves();
-  if (!mine || (allocationWatch.failing() && failsNow())) [[unlikely]] raiseOutOfMemory();
+  if (!mine || (allocationWatch.failing() && failsNow())) [[unlikely]]
+    raiseOutOfMemory();
   void* const raw = isSmallPtr(size) ? takeSmallBlock(*mine, shelfForPtr(size)) : takeLargePtr(size);
-  if (!raw) [[unlikely]] raiseOutOfMemory();
+  if (!raw) [[unlikely]]
+    raiseOutOfMemory();
   auto* const header = static_cast<PtrHeader*>(raw);
   header->size = size;
   countPtr(*mine, size, 1);

@@ -27,9 +27,7 @@ inline constexpr std::size_t kShelves = kLargestSmallBlock / kBlockUnit + 1;
 
 /// Requires: 0 < `bytes` <= kLargestSmallBlock.
 /// Returns:  the shelf whose blocks hold `bytes`: `bytes` in units, rounded up.
-constexpr std::size_t shelfFor(std::size_t bytes) {
-  return (bytes + kBlockUnit - 1) / kBlockUnit;
-}
+constexpr std::size_t shelfFor(std::size_t bytes) { return (bytes + kBlockUnit - 1) / kBlockUnit; }
 
 struct FreeBlock {
   FreeBlock* next;
@@ -44,7 +42,7 @@ struct ThreadShelves {
   };
 
   Shelf shelf[kShelves];
-  std::atomic<Int64> bytes{0};   ///< written by the thread, read by whoever sums up
+  std::atomic<Int64> bytes{0};  ///< written by the thread, read by whoever sums up
   std::atomic<Int64> blocks{0};
   ThreadShelves* next = nullptr;
   ThreadShelves* previous = nullptr;
@@ -57,9 +55,7 @@ extern constinit thread_local ThreadShelves* tShelves __attribute__((tls_model("
 /// Returns:  null if there is no memory for them.
 ThreadShelves* makeThreadShelves() noexcept;
 
-inline ThreadShelves* threadShelves() noexcept {
-  return tShelves ? tShelves : makeThreadShelves();
-}
+inline ThreadShelves* threadShelves() noexcept { return tShelves ? tShelves : makeThreadShelves(); }
 
 /// Returns:  the shelf's first block after some were fetched; null if the memory is not there.
 void* fetchSmallBlocks(ThreadShelves& mine, std::size_t shelf) noexcept;
@@ -69,7 +65,8 @@ void returnHalf(ThreadShelves& mine, std::size_t shelf) noexcept;
 inline void* takeSmallBlock(ThreadShelves& mine, std::size_t shelf) noexcept {
   ThreadShelves::Shelf& from = mine.shelf[shelf];
   FreeBlock* const block = from.first;
-  if (!block) [[unlikely]] return fetchSmallBlocks(mine, shelf);
+  if (!block) [[unlikely]]
+    return fetchSmallBlocks(mine, shelf);
   from.first = block->next;
   --from.count;
   return block;
@@ -80,7 +77,8 @@ inline void giveSmallBlock(ThreadShelves& mine, std::size_t shelf, void* p) noex
   FreeBlock* const block = static_cast<FreeBlock*>(p);
   block->next = to.first;
   to.first = block;
-  if (++to.count >= to.limit) [[unlikely]] returnHalf(mine, shelf);
+  if (++to.count >= to.limit) [[unlikely]]
+    returnHalf(mine, shelf);
 }
 
 /// The same for a thread that has no shelves, because memory is short.

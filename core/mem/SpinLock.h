@@ -12,7 +12,8 @@ namespace ky {
 class SpinLock {
  public:
   void lock() {
-    if (taken_.exchange(true, std::memory_order_acquire)) [[unlikely]] lockSlow();
+    if (taken_.exchange(true, std::memory_order_acquire)) [[unlikely]]
+      lockSlow();
   }
   void unlock() { taken_.store(false, std::memory_order_release); }
 

@@ -16,17 +16,11 @@ __attribute__((destructor)) void endToolbox() {
 
 }  // namespace
 
-Toolbox* installToolbox(Toolbox* toolbox) {
-  return installed.exchange(toolbox);
-}
+Toolbox* installToolbox(Toolbox* toolbox) { return installed.exchange(toolbox); }
 
-Toolbox* toolbox() {
-  return installed.load(std::memory_order_acquire);
-}
+Toolbox* toolbox() { return installed.load(std::memory_order_acquire); }
 
-void installTemplateLookup(TemplateLookup lookup) {
-  templates = lookup;
-}
+void installTemplateLookup(TemplateLookup lookup) { templates = lookup; }
 
 const char* lookUpTemplate(const char* code) {
   const TemplateLookup lookup = templates;

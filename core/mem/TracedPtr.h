@@ -9,13 +9,15 @@ namespace ky {
 /// KyNewPtr(), without the detour of an exported name.
 inline void* newPtr(Long size) {
   void* const p = newPtrUntraced(size);
-  if (allocationWatch.traced()) [[unlikely]] KySlotAdd(p, size, 0);
+  if (allocationWatch.traced()) [[unlikely]]
+    KySlotAdd(p, size, 0);
   return p;
 }
 
 /// KyDisposePtr(), likewise.
 inline void disposePtr(void* p) {
-  if (allocationWatch.freesWatched()) [[unlikely]] KySlotRemove(p);
+  if (allocationWatch.freesWatched()) [[unlikely]]
+    KySlotRemove(p);
   disposePtrUntraced(p);
 }
 

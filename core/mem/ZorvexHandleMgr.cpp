@@ -26,17 +26,11 @@ constinit Boolean ZorvexHandleMgr::cInitialized = false;
 constinit ZorvexMasterPointerBlock* ZorvexHandleMgr::cFirstBlock = nullptr;
 constinit ZorvexHandleMgrStats ZorvexHandleMgr::cDebugStats;
 
-ZorvexHandleMgr::ZorvexHandleMgr() {
-  fatal("Cannot create an instance of ZorvexHandleMgr.");
-}
+ZorvexHandleMgr::ZorvexHandleMgr() { fatal("Cannot create an instance of ZorvexHandleMgr."); }
 
-ZorvexHandleMgr::~ZorvexHandleMgr() {
-  fatal("There should be no ZorvexHandleMgr to destruct.");
-}
+ZorvexHandleMgr::~ZorvexHandleMgr() { fatal("There should be no ZorvexHandleMgr to destruct."); }
 
-bool ZorvexHandleMgr::CheckInit() {
-  return check(cInitialized, "cInitialized");
-}
+bool ZorvexHandleMgr::CheckInit() { return check(cInitialized, "cInitialized"); }
 
 void ZorvexHandleMgr::ZorvexHandleMgrInit() {
   if (cInitialized) return;
@@ -76,7 +70,8 @@ void** ZorvexHandleMgr::CreateHandle(void* block) {
   {
     const SpinTenure held(cHandleMgrMutex);
     ZorvexMasterPointerBlock* currentBlock = roomy.first();
-    if (!currentBlock) [[unlikely]] currentBlock = addBlock();
+    if (!currentBlock) [[unlikely]]
+      currentBlock = addBlock();
     noMemory = !currentBlock;
     if (currentBlock) slot = currentBlock->take(block);
     if (slot) [[likely]] {
@@ -86,7 +81,8 @@ void** ZorvexHandleMgr::CreateHandle(void* block) {
       cDebugStats.MaxCurrentHandles = std::max(cDebugStats.MaxCurrentHandles, cDebugStats.NumCurrentHandles);
     }
   }
-  if (slot) [[likely]] return slot;
+  if (slot) [[likely]]
+    return slot;
   check(!noMemory, "currentBlock != NULL");
   raiseCounted(noMemory ? "MEM_OUT_OF_MEMORY" : "ZorvexMasterPointerBlock::CreateHandle (consistency check failed)");
   return nullptr;
@@ -121,13 +117,9 @@ unsigned char ZorvexHandleMgr::IsZorvexHandle(void** handle) {
   return CheckInit() && GetMasterBlock(handle) != nullptr;
 }
 
-ZorvexMasterPointerBlock* ZorvexHandleMgr::FirstBlock() {
-  return cFirstBlock;
-}
+ZorvexMasterPointerBlock* ZorvexHandleMgr::FirstBlock() { return cFirstBlock; }
 
-ZorvexMasterPointerBlock* ZorvexHandleMgr::GetMasterBlock(void** handle) {
-  return blockTable.find(handle);
-}
+ZorvexMasterPointerBlock* ZorvexHandleMgr::GetMasterBlock(void** handle) { return blockTable.find(handle); }
 
 void ZorvexHandleMgr::DumpStatistics(KyPrint print) {
   ZorvexHandleMgrStats stats;
@@ -144,10 +136,6 @@ void ZorvexHandleMgr::DumpStatistics(KyPrint print) {
   print("\tMaxCurrentHandles\t= %*.0f\n", kWidth, static_cast<double>(stats.MaxCurrentHandles));
 }
 
-void ZorvexHandleMgr::SetForceUniqueHandles(unsigned char force) {
-  cDbgForceUniqueHandles = force != 0;
-}
+void ZorvexHandleMgr::SetForceUniqueHandles(unsigned char force) { cDbgForceUniqueHandles = force != 0; }
 
-unsigned char ZorvexHandleMgr::GetForceUniqueHandles() {
-  return cDbgForceUniqueHandles;
-}
+unsigned char ZorvexHandleMgr::GetForceUniqueHandles() { return cDbgForceUniqueHandles; }

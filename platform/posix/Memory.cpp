@@ -23,9 +23,7 @@ void* takePages(std::size_t bytes, std::size_t alignment) noexcept {
   return reinterpret_cast<void*>(aligned);
 }
 
-void returnPages(void* pages, std::size_t bytes) noexcept {
-  munmap(pages, bytes);
-}
+void returnPages(void* pages, std::size_t bytes) noexcept { munmap(pages, bytes); }
 
 void preferLargePages(void* pages, std::size_t bytes) noexcept {
 #if defined(MADV_HUGEPAGE)
@@ -60,9 +58,7 @@ SystemMemory systemMemory() {
   return memory;
 }
 
-UInt64 limitOf(rlim_t limit) {
-  return limit == RLIM_INFINITY ? UINT64_MAX : static_cast<UInt64>(limit);
-}
+UInt64 limitOf(rlim_t limit) { return limit == RLIM_INFINITY ? UINT64_MAX : static_cast<UInt64>(limit); }
 
 // What a process can address is half of what a pointer can, less the bits that today's processors leave out.
 constexpr UInt64 kAddressSpace = sizeof(void*) == 8 ? UInt64{1} << 47 : UInt64{1} << 31;
@@ -88,7 +84,8 @@ MemoryFacts memoryFacts() {
   if (system.total != 0) facts.loadPercent = 100 - system.available * 100 / system.total;
 
   rlimit space{};
-  facts.totalVirtual = getrlimit(RLIMIT_AS, &space) == 0 ? std::min(limitOf(space.rlim_cur), kAddressSpace) : kAddressSpace;
+  facts.totalVirtual =
+      getrlimit(RLIMIT_AS, &space) == 0 ? std::min(limitOf(space.rlim_cur), kAddressSpace) : kAddressSpace;
   facts.freeVirtual = facts.totalVirtual - std::min(facts.totalVirtual, addressSpaceInUse());
 
   rlimit locked{};
