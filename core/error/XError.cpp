@@ -14,7 +14,7 @@ namespace {
 int (*raiseLog)(const char* line) = nullptr;
 void (*displayHook)(const char* text) = nullptr;
 
-void logRaise(const char* action, const XError& error) {
+void writeLog(const char* action, const XError& error) {
   if (!raiseLog) return;
   char line[512];
   const int used =
@@ -24,19 +24,18 @@ void logRaise(const char* action, const XError& error) {
 }
 
 [[noreturn]] void throwLogged(const char* action, const XError& error) {
-  logRaise(action, error);
+  writeLog(action, error);
   throw XError(error);
 }
 
 }  // namespace
 
-void XError::start(const char* code, const CellList& list) {
-  if (!code) return;
-  mCode = code;
-  mStack = new ErrorStackObj;
-  if (!mStack) return;
-  mStack->AddReference();
-  mStack->PushLevelAndParmList(code, list);
+ErrorStackObj* XError::newStack(const char* code, const CellList& list) {
+  auto* const stack = code ? new ErrorStackObj : nullptr;
+  if (!stack) return nullptr;
+  stack->AddReference();
+  stack->PushLevelAndParmList(code, list);
+  return stack;
 }
 
 void XError::Push(const char* code, const CellList& list) {
@@ -98,6 +97,12 @@ void operator+(const XError& error) {
   if (error.GetCode()) throwLogged("xraise", error);
 }
 
+void ky::logRaise(ErrorStackObj* stack, const char* code) {
+  if (!raiseLog) return;
+  if (stack) stack->AddReference();
+  writeLog("xraise", XError(stack, code));
+}
+
 void operator+(const XError::FileLine& place, XError& error) {
   error.SetFileAndLine(place);
   if (!error.GetCode()) return;
@@ -107,10 +112,11 @@ void operator+(const XError::FileLine& place, XError& error) {
 
 void xraisexerror(const XError& error) { throwLogged("xpropagate", error); }
 
-void ky::reraiseList(XError& caught, const char* code, const CellList& list) {
-  if (!caught.GetCode() || !code) return;
+bool ky::addLevel(XError& caught, const char* code, const CellList& list) {
+  if (!caught.GetCode() || !code) return false;
   caught.Push(code, list);
-  throwLogged("xreraise", caught);
+  writeLog("xreraise", caught);
+  return true;
 }
 
 const char* InternCode(const char* text) {

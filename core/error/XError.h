@@ -10,6 +10,11 @@
 #include "core/base/KyTypes.h"
 #include "core/error/ErrorStack.h"
 
+namespace ky {
+/// Writes the raise log's line for an error of these parts.
+KY_API void logRaise(ErrorStackObj* stack, const char* code);
+}  // namespace ky
+
 class KY_API XError {
  public:
   struct FileLine {
@@ -21,9 +26,9 @@ class KY_API XError {
   XError() noexcept = default;
   /// A null `code` gives no error, whatever follows. The code is not copied: see InternCode for one made at run time.
   template <ky::CellValue... List>
-  explicit XError(const char* code, List... labelsAndValues) {
+  explicit XError(const char* code, List... labelsAndValues) : mCode(code) {
     const ky::TypedCell cells[sizeof...(List) + 1] = {ky::TypedCell(labelsAndValues)...};
-    start(code, {cells, sizeof...(List)});
+    mStack = newStack(code, {cells, sizeof...(List)});
   }
   XError(const XError& other) noexcept
       : mStack(other.share()), mCode(other.mCode), mFile(other.mFile), mLine(other.mLine) {}
@@ -84,7 +89,8 @@ class KY_API XError {
   void ExpandString(char* buffer, int size, const char* text) const { ExpandString(buffer, size, text, GetTopLevel()); }
 
  private:
-  void start(const char* code, const ky::CellList& list);
+  XError(ErrorStackObj* stack, const char* code) noexcept : mStack(stack), mCode(code) {}
+  static ErrorStackObj* newStack(const char* code, const ky::CellList& list);
   void appendList(const ky::CellList& list);
   ErrorStackObj* share() const noexcept {
     if (mStack && mStack->IsShareable()) [[likely]] {
@@ -95,6 +101,9 @@ class KY_API XError {
   }
   ErrorStackObj* cloneStack() const noexcept;
 
+  friend void operator+(XError&& error);
+  friend void ky::logRaise(ErrorStackObj* stack, const char* code);
+
   ErrorStackObj* mStack = nullptr;
   const char* mCode = nullptr;
   const char* mFile = nullptr;
@@ -104,6 +113,16 @@ class KY_API XError {
 /// Raises `error`, if it is one: `+XError("DISK_EOF", "str filename", path, 0);`.
 KY_API void operator+(const XError& error);
 
+/// An error built where it is raised moves into the exception. All of it is inline, so that the compiler sees the
+/// temporary empty when the exception passes: the raising frame then has nothing to clean up, and there is none below
+/// it, which makes a raise as cheap as a bare throw.
+inline void operator+(XError&& error) {
+  if (!error.mCode) return;
+  ErrorStackObj* const stack = std::exchange(error.mStack, nullptr);
+  ky::logRaise(stack, error.mCode);
+  throw XError(stack, error.mCode);
+}
+
 /// Raises with position: adds "str fname" and "long fline" to the top level.
 KY_API void operator+(const XError::FileLine& place, XError& error);
 
@@ -111,14 +130,15 @@ KY_API void operator+(const XError::FileLine& place, XError& error);
 [[noreturn]] KY_API void xraisexerror(const XError& error);
 
 namespace ky {
-KY_API void reraiseList(XError& caught, const char* code, const CellList& list);
-}
+/// Adds a level and writes the raise log's line. Returns: false if there is nothing to raise.
+KY_API bool addLevel(XError& caught, const char* code, const CellList& list);
+}  // namespace ky
 
 /// Passes a caught error on with a level more. Returns if either has no code.
 template <ky::CellValue... List>
-void xreraise(XError& caught, const char* code, List... labelsAndValues) {
+inline void xreraise(XError& caught, const char* code, List... labelsAndValues) {
   const ky::TypedCell cells[sizeof...(List) + 1] = {ky::TypedCell(labelsAndValues)...};
-  ky::reraiseList(caught, code, {cells, sizeof...(List)});
+  if (ky::addLevel(caught, code, {cells, sizeof...(List)})) throw XError(caught);
 }
 
 /// A code made at run time, kept for the life of the process; equal texts give one pointer.
