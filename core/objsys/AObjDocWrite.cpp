@@ -14,6 +14,7 @@
 #include "core/objsys/DomainTrace.h"
 #include "core/objsys/WalkGuard.h"
 #include "core/os/VersionInfo.h"
+#include "core/utils/StreamWire.h"
 #include "platform/Clock.h"
 
 using namespace ky;
@@ -182,6 +183,8 @@ void AObjDoc::startContent(AStream::PtrWriteFunc writePtr) {
   stream->SetPtrFuncW(writePtr, this);
   stream->SetClassFuncW(WriteClassCB, this);
   stream->SetUseTags(1);
+  // A write that failed inside an object's tagged section, whose place this one takes, has left it open.
+  StreamWire::setTagged(*stream, false);
   setDataTrace(stream);
   stream->SetPosition(GetContentStartPos());
   writeHeader();

@@ -41,6 +41,9 @@ AUndoable::~AUndoable() {
   DeferredObject = this;
 }
 
+void* AUndoable::operator new(std::size_t size) { return AObject::operator new(size); }
+void* AUndoable::operator new(std::size_t size, void* where) { return AObject::operator new(size, where); }
+
 void AUndoable::operator delete(void* storage) {
   if (!DeferredObject) return AObject::operator delete(storage);
   succeeds([&] { check(DeferredObject == storage, "DeferredObject == objStorage"); });

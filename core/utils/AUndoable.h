@@ -45,6 +45,9 @@ class KY_API AUndoable : public APortable {
   /// Cuts the object's ties ahead of its end; here nothing.
   virtual void Unplug();
 
+  /// As AObject's; declared because a class's new and delete come in pairs.
+  static void* operator new(std::size_t size);
+  static void* operator new(std::size_t size, void* where);
   /// Frees the storage, unless the undo manager asked in the destructor for it to stay.
   static void operator delete(void* storage);
   static void operator delete(void*, void*) {}
