@@ -65,14 +65,16 @@ class KY_API RecursiveLock {
 
   bool tryTake() {
     const ULong me = tLockOwner;
-    ULong held = 0;
+    ULong held = word.load(std::memory_order_relaxed);
     if (me == 0) return false;
-    if (word.compare_exchange_strong(held, me, std::memory_order_acquire, std::memory_order_relaxed)) {
-      depth = 1;
+    if ((held & ~kWaiters) == me) {
+      ++depth;
       return true;
     }
-    if ((held & ~kWaiters) != me) return false;
-    ++depth;
+    if (held != 0 || !word.compare_exchange_strong(held, me, std::memory_order_acquire, std::memory_order_relaxed)) {
+      return false;
+    }
+    depth = 1;
     return true;
   }
 

@@ -1,0 +1,76 @@
+#include "core/debug/BogusObject.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "core/base/AObject.h"
+#include "core/error/Fatal.h"
+#include "core/mem/KyMemory.h"
+#include "tests/support/Raised.h"
+
+/// A class with slots beyond the root's. It is visible to other units, so that the compiler cannot know all overriders.
+class AClip : public AObject {
+ public:
+  virtual void Play() {}
+  virtual void Cut() {}
+  char name[16];
+};
+
+namespace {
+
+using namespace ky::test;
+
+/// What a debug allocator does to a block that it takes back: puts the trap's table over the object's.
+void stamp(AObject* object) {
+  InitBogusObject();
+  void* const table = ky::bogusTable();
+  std::memcpy(static_cast<void*>(object), &table, sizeof table);
+}
+
+std::string trapText(const char* message, const void* object) {
+  unsigned char bytes[4];
+  std::memcpy(bytes, object, sizeof bytes);
+  unsigned word = 0;
+  std::memcpy(&word, object, sizeof word);
+  const auto shown = [](unsigned char byte) { return byte >= 32 && byte < 127 ? byte : '.'; };
+  char text[256];
+  std::snprintf(text, sizeof text, "   %s\r   Object Addr:   0x%08lx\r   First 4 Bytes: 0x%08x '%c%c%c%c'\r", message,
+                reinterpret_cast<unsigned long>(object), word, shown(bytes[0]), shown(bytes[1]), shown(bytes[2]),
+                shown(bytes[3]));
+  return text;
+}
+
+int sReports = 0;
+
+unsigned char countAndGoOn(const char*, const char*, int) {
+  ++sReports;
+  FtlClearFatalError();
+  return false;
+}
+
+TEST(BogusObject, CatchesACallThroughAStampedBlock) {
+  auto* const clip = new AClip;
+  stamp(clip);
+  const XError error = errorRaisedBy([&] { clip->Cut(); });
+  EXPECT_STREQ(error.GetCode(), "FATAL_ERROR");
+  EXPECT_EQ(parm(error, "msg"), trapText("Calling a method on a freed object.", clip));
+  EXPECT_EQ(parm(error, "file"), "core/debug/BogusObject");
+  EXPECT_EQ(parm(error, "line"), "272");
+  AObject::operator delete(clip);
+}
+
+TEST(BogusObject, CatchesASecondDisposalAndFreesNothing) {
+  auto* const clip = new AClip;
+  stamp(clip);
+  sReports = 0;
+  const FtlProc before = FtlInstall(countAndGoOn);
+  clip->Dispose();
+  FtlInstall(before);
+  EXPECT_EQ(sReports, 1);
+  EXPECT_EQ(KySize(clip), Long{sizeof(AClip)});
+  AObject::operator delete(clip);
+}
+
+}  // namespace

@@ -1,0 +1,167 @@
+#include "core/error/Printing.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <regex>
+#include <thread>
+#include <vector>
+
+#include "core/error/UnitTestBase.h"
+#include "platform/Clock.h"
+#include "tests/support/Printed.h"
+
+namespace {
+
+using namespace ky::test;
+
+std::vector<std::string> sPieces;
+
+int collectPieces(const char* format, KyVaList args) {
+  char text[256];
+  sPieces.emplace_back(text, static_cast<std::size_t>(std::vsnprintf(text, sizeof text, format, args)));
+  return 0;
+}
+
+std::string sLines;
+int sLevel = 0;
+
+void collectLines(const char* line, int level) {
+  sLines += line;
+  sLevel = level;
+}
+
+/// Collects the console's lines.
+class Console {
+ public:
+  Console() : before(UnitTestBase::SetLineSink(collectLines)) { sLines.clear(); }
+  ~Console() {
+    UnitTestBase::SetVerbose(4);
+    UnitTestBase::SetLineSink(before);
+  }
+
+ private:
+  UnitTestBase::LineSink before;
+};
+
+TEST(DebugPrintf, PassesFormatAndArgumentsOnTheMainThread) {
+  const DebugPrinted out;
+  EXPECT_EQ(dprintf("%d %s\n", 7, "seven"), 0);
+  EXPECT_EQ(out.text(), "7 seven\n");
+}
+
+TEST(DebugPrintf, BelongsToTheMainThread) {
+  const DebugPrinted main;
+  const DebugOutput traces;
+  std::thread([] {
+    EXPECT_EQ(dbgInstallPrintf(collectPieces), nullptr);
+    dprintf("from a worker");
+  }).join();
+  EXPECT_EQ(main.text(), "");
+  EXPECT_NE(traces.text().find("WARNING: Attempt to dbgInstallPrintf for non-main thread!\n"), std::string::npos);
+  EXPECT_NE(traces.text().find("\tfrom a worker\n"), std::string::npos);
+}
+
+TEST(DebugPrintf, TextStoredBeforeIsPrintedInPiecesAtTheNextInstall) {
+  ky::storeDebugText(std::string(250, 's').c_str());
+  sPieces.clear();
+  const DbgPrintfProc before = dbgInstallPrintf(collectPieces);
+  dbgInstallPrintf(before);
+  EXPECT_EQ(sPieces, (std::vector<std::string>{std::string(100, 's'), std::string(100, 's'), std::string(50, 's')}));
+  dbgInstallPrintf(collectPieces);
+  dbgInstallPrintf(before);
+  EXPECT_EQ(sPieces.size(), 3u);
+}
+
+TEST(ConsolePrintf, IsALineOfLevelOneThatVerbosityCanHide) {
+  const Console console;
+  EXPECT_EQ(cprintf("%s %d\n", "take", 2), 7);
+  EXPECT_EQ(sLines, "take 2\n");
+  EXPECT_EQ(sLevel, 1);
+  UnitTestBase::SetVerbose(0);
+  cprintf("unseen");
+  UnitTestBase::AddComment("seen", 0);
+  EXPECT_EQ(sLines, "take 2\nseen");
+}
+
+TEST(ConsolePrintf, CutsWhatDoesNotFit) {
+  const Console console;
+  EXPECT_EQ(cprintf("%s", std::string(2'000, 'c').c_str()), 1023);
+  EXPECT_EQ(sLines, std::string(1023, 'c'));
+}
+
+TEST(ConsoleLog, KeepsTheLinesUpToItsLevel) {
+  const Console console;
+  const std::string folder = testing::TempDir() + "ky_console_log";
+  std::remove((folder + "/session.log").c_str());
+  ASSERT_TRUE(UnitTestBase::LogOn("session.log", folder.c_str(), 4));
+  UnitTestBase::AddComment("one\n", 1);
+  UnitTestBase::AddComment("five\n", 5);
+  UnitTestBase::LogOff();
+  UnitTestBase::AddComment("after\n", 1);
+  std::string logged;
+  std::getline(std::ifstream(folder + "/session.log"), logged, '\0');
+  EXPECT_EQ(logged, "one\n");
+  EXPECT_FALSE(UnitTestBase::LogOn("x", "/dev/null/nowhere", 4));
+}
+
+TEST(ConsoleCounts, AreClearedTogether) {
+  const Console console;
+  UnitTestBase::Expect(2, 1);
+  UnitTestBase::AddError("e");
+  UnitTestBase::AddProblem("p");
+  UnitTestBase::AddError("e");
+  const auto counts = UnitTestBase::GetCounts();
+  EXPECT_EQ(counts.errors, counts.expectedErrors);
+  EXPECT_EQ(counts.problems, counts.expectedProblems);
+  UnitTestBase::Renew();
+  EXPECT_EQ(UnitTestBase::GetCounts().errors + UnitTestBase::GetCounts().expectedErrors, 0);
+}
+
+TEST(OsPrintf, PrefixesSecondsAndEndsTheLineOnce) {
+  const auto before = ky::platform::setClockHooks({[] { return Int64{12'345'678}; }, nullptr});
+  const DebugOutput out;
+  EXPECT_EQ(OsPrintf("frame %d", 9), 21);
+  EXPECT_EQ(OsLog("a\nb"), 16);
+  EXPECT_EQ(OsLog(std::string(5'000, 'x').c_str()), 13 + 2046 + 1);
+  ky::platform::setClockHooks(before);
+  EXPECT_EQ(out.text(), "   12.345678\tframe 9\n   12.345678\ta\nb   12.345678\t" + std::string(2046, 'x') + "\n");
+}
+
+TEST(DbgTime, IsTheTimeOfDayAndEmptyWhereItDoesNotFit) {
+  char text[9] = "";
+  EXPECT_TRUE(std::regex_match(dbgTime(text, sizeof text), std::regex("[0-2][0-9]:[0-5][0-9]:[0-6][0-9]")));
+  EXPECT_STREQ(dbgTime(text, 5), "");
+}
+
+TEST(DbgCstring, QuotesEscapesAndCuts) {
+  const struct {
+    const char* text;
+    int size;
+    const char* want;
+  } cases[] = {
+      {"a\tb", 80, R"("a\tb")"},
+      {"'\"\\\n\r", 80, R"("\'\"\\\n\r")"},
+      {"\x01\x1f\x7f\xe9", 80, "\"\\x01\\x1F\x7f\xe9\""},
+      {"", 80, R"("")"},
+      {"abcdef", 9, R"("abcdef")"},
+      {"abcdefg", 9, R"("abc...")"},
+      {"abc\x01", 9, R"("abc...")"},
+      {"ab\tdefg", 9, R"("ab...")"},
+      {"abcdefg", 6, R"("...")"},
+      {"abcdefg", 5, R"("ab)"},
+      {"abcdefg", 1, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.want);
+    char buffer[81];
+    std::fill(std::begin(buffer), std::end(buffer), '#');
+    EXPECT_STREQ(dbgCstring(c.text, buffer, c.size), c.want);
+    EXPECT_EQ(buffer[c.size], '#');
+  }
+  EXPECT_STREQ(dbgCstring("own buffer", nullptr, 0), "\"own buffer\"");
+  EXPECT_EQ(std::string(dbgCstring(std::string(400, 'x').c_str(), nullptr, 0)).size(), 255u);
+}
+
+}  // namespace

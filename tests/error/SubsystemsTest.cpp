@@ -1,0 +1,104 @@
+#include "core/error/Subsystems.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/Bare.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+namespace {
+
+using namespace ky::test;
+using namespace std::string_literals;
+
+TEST(Subsystems, ANameIsRegisteredOnceIgnoringCase) {
+  const int id = dbgRegSubSystem("TestOnce");
+  const int count = dbgNumSubSystems();
+  EXPECT_EQ(dbgRegSubSystem("testonce"), id);
+  EXPECT_EQ(dbgGetSubSystemID("TESTONCE"), id);
+  EXPECT_EQ(dbgNumSubSystems(), count);
+  EXPECT_STREQ(dbgGetSubsysName(id), "TestOnce");
+  EXPECT_EQ(dbgGetSubSystemID("TestNever"), 0);
+}
+
+TEST(Subsystems, FlagsAreSetAndClearedByMask) {
+  const int id = dbgRegSubSystem("TestFlags");
+  EXPECT_EQ(dbgTestFlag(id, 15), 0);
+  EXPECT_EQ(dbgSetFlag(id, kDbgPrint | kDbgDebug), 10);
+  EXPECT_EQ(dbgSetFlag(id, kDbgPrint), 10);
+  EXPECT_EQ(dbgTestFlag(id, kDbgPrint | kDbgCheck), 2);
+  EXPECT_EQ(dbgClearFlag(id, kDbgPrint | kDbgCheck), 8);
+  dbgClearFlag(id, 15);
+}
+
+TEST(Subsystems, NoSubsystemHasNoFlags) {
+  for (const int id : {0, -1, 51}) {
+    EXPECT_EQ(dbgSetFlag(id, kDbgPrint), 0) << id;
+    EXPECT_EQ(dbgTestFlag(id, kDbgPrint), 0) << id;
+    EXPECT_EQ(checkFailedBy([&] { dbgGetSubsysName(id); }), "(id < dim(dbgFlags)) && (id >= 1)") << id;
+  }
+}
+
+BARE_TEST(Subsystems, TheTableHoldsFifty) {
+  raiseFatals();
+  for (int id = 1; id <= 50; ++id) EXPECT_EQ(dbgRegSubSystem(("s" + std::to_string(id)).c_str()), id);
+  EXPECT_EQ(checkFailedBy([] { dbgRegSubSystem("one more"); }), "nextID < dim(dbgFlags)");
+  EXPECT_EQ(dbgRegSubSystem("S50"), 50);
+
+  ky::restoreSubsystems("\1\0more\0\x02\0s7\0\x04\0", 2 + 7 + 5);
+  EXPECT_EQ(dbgNumSubSystems(), 50);
+  EXPECT_EQ(dbgTestFlag(7, 15), 4);
+}
+
+BARE_TEST(Subsystems, TheNamesShareOneArea) {
+  raiseFatals();
+  EXPECT_EQ(checkFailedBy([] { dbgRegSubSystem(std::string(800, 'n').c_str()); }),
+            "nextName + nameLen < MAX_SUBSYSTEMS * SUBSYS_NAMESIZE");
+  EXPECT_EQ(dbgRegSubSystem(std::string(797, 'n').c_str()), 1);
+  EXPECT_EQ(dbgRegSubSystem("o"), 2);
+  EXPECT_EQ(checkFailedBy([] { dbgRegSubSystem(""); }), "nextName + nameLen < MAX_SUBSYSTEMS * SUBSYS_NAMESIZE");
+}
+
+BARE_TEST(Subsystems, TheListShowsAWordForEachFlag) {
+  dbgSetFlag(dbgRegSubSystem("Undo"), kDbgPrint | kDbgStats);
+  dbgSetFlag(dbgRegSubSystem("ANameThatIsTooLongForIt"), kDbgCheck | kDbgDebug);
+  const Printed out;
+  ky::listSubsystems(Printed::print);
+  EXPECT_EQ(out.text(),
+            "           Subsystem   Check     Print     Stats     Debug\n"
+            "           ---------   -----     -----     -----     -----\n"
+            "                Undo   -----     PRINT     STATS     -----\n"
+            "ANameThatIsTooLongFo   CHECK     -----     -----     DEBUG\n");
+}
+
+BARE_TEST(Subsystems, TheSavedFormHoldsThoseWithAFlag) {
+  raiseFatals();
+  dbgSetFlag(dbgRegSubSystem("Undo"), kDbgPrint);
+  dbgRegSubSystem("Domain");
+  dbgSetFlag(dbgRegSubSystem("DL"), 15);
+  const std::string saved = "\1\0Undo\0\2\0DL\0\x0F\0"s;
+  ASSERT_EQ(ky::savedSubsystemsLength(), static_cast<Long>(saved.size()));
+  char buffer[32];
+  EXPECT_EQ(checkFailedBy([&] { ky::saveSubsystems(buffer, 13); }), "bufLen >= totalLen");
+  EXPECT_EQ(ky::saveSubsystems(buffer, sizeof buffer), 14);
+  EXPECT_EQ(std::string(buffer, 14), saved);
+}
+
+BARE_TEST(Subsystems, ASavedFormSetsFlagsAsFarAsItIsWhole) {
+  const std::string saved = "\1\0Undo\0\2\0DL\0\x0F\0"s;
+  for (std::size_t length = 0; length <= saved.size(); ++length) {
+    SCOPED_TRACE(length);
+    const std::string cut = saved.substr(0, length);
+    ky::restoreSubsystems(cut.data(), static_cast<Long>(length));
+    EXPECT_EQ(dbgGetSubSystemID("Undo") != 0, length >= 9);
+    EXPECT_EQ(dbgGetSubSystemID("DL") != 0, length >= 14);
+  }
+  EXPECT_EQ(dbgTestFlag(dbgGetSubSystemID("undo"), 15), 2);
+  EXPECT_EQ(dbgTestFlag(dbgGetSubSystemID("dl"), 15), 15);
+  ky::restoreSubsystems("\2\0Undo\0\x0F\0", 9);
+  EXPECT_EQ(dbgTestFlag(dbgGetSubSystemID("undo"), 15), 2);
+}
+
+}  // namespace

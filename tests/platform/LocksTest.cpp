@@ -1,0 +1,152 @@
+#include "platform/Locks.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <limits>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "platform/Threads.h"
+
+namespace {
+
+using namespace ky::platform;
+using namespace std::chrono_literals;
+
+/// What another thread gets that tries for at most `milliseconds`; it gives back what it got.
+Wait waitElsewhere(RecursiveLock& lock, Int64 milliseconds) {
+  return std::async(std::launch::async,
+                    [&] {
+                      const Wait got = lock.lockFor(milliseconds);
+                      if (got != Wait::timedOut) lock.unlock();
+                      return got;
+                    })
+      .get();
+}
+
+/// A thread that takes the lock, tells so, and does `then`.
+template <class Then>
+std::jthread holder(RecursiveLock& lock, Then then) {
+  std::promise<void> held;
+  auto isHeld = held.get_future();
+  std::jthread thread([&lock, then, held = std::move(held)]() mutable {
+    lock.lock();
+    held.set_value();
+    then();
+  });
+  isHeld.wait();
+  return thread;
+}
+
+TEST(RecursiveLock, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
+  RecursiveLock lock;
+  for (ULong level = 1; level <= 3; ++level) {
+    lock.lock();
+    EXPECT_EQ(lock.levelsHeld(), level);
+  }
+  for (ULong level = 3; level >= 1; --level) {
+    EXPECT_EQ(waitElsewhere(lock, 0), Wait::timedOut) << level;
+    EXPECT_TRUE(lock.unlock());
+  }
+  EXPECT_EQ(waitElsewhere(lock, 0), Wait::acquired);
+  EXPECT_FALSE(lock.unlock());
+}
+
+TEST(RecursiveLock, OnlyTheOwnerUnlocks) {
+  RecursiveLock lock;
+  const Lock hold(lock);
+  std::thread([&] {
+    EXPECT_FALSE(lock.isHeldByCaller());
+    EXPECT_FALSE(lock.unlock());
+    EXPECT_FALSE(lock.tryLock());
+    EXPECT_FALSE(lock.unlock());
+  }).join();
+  EXPECT_TRUE(lock.isHeldByCaller());
+}
+
+TEST(RecursiveLock, AWaitEndsAtItsLimit) {
+  RecursiveLock lock;
+  const Lock hold(lock);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(waitElsewhere(lock, 30), Wait::timedOut);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
+}
+
+TEST(RecursiveLock, ALimitBeyondTheClockIsNone) {
+  for (const Int64 limit : {std::numeric_limits<Int64>::max(), Int64{4'611'686'014'132'420'609}, kForever}) {
+    RecursiveLock lock;
+    const auto thread = holder(lock, [&] {
+      std::this_thread::sleep_for(10ms);
+      lock.unlock();
+    });
+    EXPECT_EQ(waitElsewhere(lock, limit), Wait::acquired) << limit;
+  }
+}
+
+TEST(RecursiveLock, PassesOnAsAbandonedFromAThreadThatEnded) {
+  RecursiveLock lock;
+  holder(lock, [] {}).join();
+  EXPECT_EQ(lock.lockFor(0), Wait::abandoned);
+  EXPECT_EQ(lock.levelsHeld(), 1u);
+  EXPECT_EQ(lock.lockFor(0), Wait::acquired);
+  lock.unlock();
+  lock.unlock();
+  EXPECT_EQ(waitElsewhere(lock, 0), Wait::acquired);
+}
+
+TEST(RecursiveLock, ItsOwnersEndWakesWhoeverWaits) {
+  RecursiveLock lock;
+  const auto thread = holder(lock, [] { std::this_thread::sleep_for(20ms); });
+  EXPECT_EQ(lock.lockFor(kForever), Wait::abandoned);
+  lock.unlock();
+}
+
+TEST(RecursiveLock, KeepsThreadsApartAndLosesNoWaiter) {
+  constexpr int kThreads = 6;
+  constexpr int kRounds = 4'000;
+  RecursiveLock locks[2];
+  int counts[2] = {};
+  int timeouts = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        std::mt19937 random(static_cast<unsigned>(t));
+        for (int i = 0; i < kRounds; ++i) {
+          const auto which = random() % 2;
+          const bool patient = random() % 8 != 0;
+          const bool got = locks[which].lockFor(patient ? kForever : random() % 2) != Wait::timedOut;
+          if (got) {
+            ++counts[which];
+            if (random() % 64 == 0) std::this_thread::yield();
+            locks[which].unlock();
+          } else {
+            const Lock hold(locks[0]);
+            ++timeouts;
+          }
+        }
+      });
+    }
+  }
+  EXPECT_EQ(counts[0] + counts[1] + timeouts, kThreads * kRounds);
+}
+
+TEST(AtThreadExit, RunsRoutinesLatestFirstEvenThoseAskedForMeanwhile) {
+  static std::string order;
+  order.clear();
+  std::thread([] {
+    atThreadExit([](void* name) { order += static_cast<const char*>(name); }, const_cast<char*>("a"));
+    atThreadExit(
+        [](void*) {
+          order += "b";
+          atThreadExit([](void*) { order += "c"; }, nullptr);
+        },
+        nullptr);
+  }).join();
+  EXPECT_EQ(order, "bca");
+}
+
+}  // namespace

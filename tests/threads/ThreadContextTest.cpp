@@ -1,0 +1,247 @@
+#include "core/threads/ThreadContext.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <barrier>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/error/XError.h"
+#include "platform/Debugger.h"
+#include "platform/Threads.h"
+#include "tests/support/Bare.h"
+#include "tests/support/Printed.h"
+
+namespace {
+
+using namespace ky::test;
+
+std::atomic<int> sBreaks{0};
+
+/// Counts stops in the debugger and collects what was reported before them.
+class Reports {
+ public:
+  Reports() : before(ky::platform::setBreakHook([] { ++sBreaks; })) { sBreaks = 0; }
+  ~Reports() { ky::platform::setBreakHook(before); }
+
+  int count() const { return sBreaks; }
+  bool tell(const char* text) const { return output.text().find(text) != std::string::npos; }
+
+ private:
+  ky::platform::BreakHook before;
+  DebugOutput output;
+};
+
+template <class Body>
+void onThread(Body body) {
+  std::thread(body).join();
+}
+
+bool isListed(ULong threadID) {
+  const Reports reports;
+  return ThreadContext::Find(threadID) != nullptr;
+}
+
+void collectAll() {
+  for (int i = 0; i < 100; ++i) ThreadContext::ThreadContextGC();
+}
+
+TEST(ThreadContext, TheStartingThreadIsTheMainThread) {
+  ThreadContext* const own = ThreadContext::Find();
+  EXPECT_EQ(own, ThreadContext::GetMainThreadContext());
+  EXPECT_EQ(ThreadContext::GetManagementPolicy(), eMultithreaded);
+  EXPECT_TRUE(own->IsMainThread());
+  EXPECT_TRUE(own->IsMac2WinSafe());
+  EXPECT_TRUE(own->IsCoopThread());
+  EXPECT_EQ(own->GetThreadID(), GetCurrentOSThreadID());
+  const Reports reports;
+  ThreadContext::Initialize(eMultithreaded);
+  EXPECT_TRUE(reports.tell("ThreadContextManager::SetMainThreadContext: The main thread is already registered."));
+}
+
+TEST(ThreadContext, RegisterKeepsTheFlags) {
+  const struct {
+    ULong flags;
+    int main, mac2WinSafe, coop, mpSafe, fpuNotNeeded;
+  } cases[] = {
+      {ThreadContext::kCoopFlags, 0, 1, 1, 0, 0},
+      {0, 0, 0, 0, 0, 0},
+      {ThreadContext::kMPsafe, 0, 0, 0, 1, 0},
+      {ThreadContext::kFPUnotNeeded, 0, 0, 0, 0, 1},
+  };
+  for (const auto& c : cases) {
+    onThread([&] {
+      const ThreadContext* const own = ThreadContext::Register(c.flags);
+      EXPECT_EQ(own->IsMainThread(), c.main);
+      EXPECT_EQ(own->IsMac2WinSafe(), c.mac2WinSafe);
+      EXPECT_EQ(own->IsCoopThread(), c.coop);
+      EXPECT_EQ(own->IsNonZorvexThread(), c.coop);
+      EXPECT_EQ(own->IsMPsafe(), c.mpSafe);
+      EXPECT_EQ(own->IsFPUnotNeeded(), c.fpuNotNeeded);
+      ThreadContext::Unregister();
+    });
+  }
+}
+
+TEST(ThreadContext, RegisteringTwiceIsReportedAndGivesTheOneThatStands) {
+  const Reports reports;
+  onThread([] {
+    ThreadContext* const own = ThreadContext::Register();
+    EXPECT_EQ(ThreadContext::Register(ThreadContext::kCoopFlags), own);
+    EXPECT_FALSE(own->IsCoopThread());
+    UnregisterThreadContext();
+  });
+  EXPECT_EQ(reports.count(), 1);
+  EXPECT_TRUE(reports.tell("ThreadContext::Register(): Thread context already exists."));
+}
+
+TEST(ThreadContext, UnregisterEndsTheContextOnce) {
+  const Reports reports;
+  onThread([] {
+    RegisterThreadContext();
+    const ULong id = GetCurrentOSThreadID();
+    EXPECT_NE(ThreadContext::Find(id), nullptr);
+    ThreadContext::Unregister();
+    EXPECT_EQ(ThreadContext::Find(id), nullptr);
+    ThreadContext::Unregister();
+  });
+  EXPECT_EQ(reports.count(), 2);
+  EXPECT_TRUE(reports.tell("ThreadContext::Find(OSThreadID_t): Thread context not registered."));
+  EXPECT_TRUE(reports.tell("ThreadContext::Unregister(): Thread context does not exist."));
+}
+
+TEST(ThreadContext, AForeignThreadGetsOneByItselfIfAllowed) {
+  const Reports reports;
+  onThread([] {
+    ThreadContext* const own = ThreadContext::Find();
+    ASSERT_NE(own, nullptr);
+    EXPECT_EQ(own, ThreadContext::Find());
+    EXPECT_EQ(own, ThreadContext::Find(GetCurrentOSThreadID()));
+    EXPECT_FALSE(own->IsMainThread());
+    EXPECT_FALSE(own->IsCoopThread());
+  });
+  EXPECT_EQ(reports.count(), 0);
+  ThreadContext::SetAutomaticThreadContextCreation(false);
+  onThread([] { EXPECT_EQ(ThreadContext::Find(), nullptr); });
+  ThreadContext::SetAutomaticThreadContextCreation(true);
+  EXPECT_TRUE(reports.tell("ThreadContext::Find(): Thread context not registered."));
+}
+
+TEST(ThreadContext, AtMostTenEndedThreadsAreCollectedAtATime) {
+  constexpr int kThreads = 13;
+  collectAll();
+  std::barrier allSeen(kThreads);
+  std::vector<ULong> ids(kThreads);
+  {
+    std::vector<std::jthread> threads;
+    for (ULong& id : ids) {
+      threads.emplace_back([&] {
+        id = ThreadContext::Find()->GetThreadID();
+        allSeen.arrive_and_wait();
+      });
+    }
+  }
+  for (const long left : {3, 0}) {
+    ThreadContext::ThreadContextGC();
+    EXPECT_EQ(std::count_if(ids.begin(), ids.end(), isListed), left);
+  }
+  EXPECT_TRUE(isListed(GetCurrentOSThreadID()));
+}
+
+TEST(ThreadContext, ACallBehindAThreadsEndGetsAContextOffTheList) {
+  ULong id = 0;
+  onThread([&id] {
+    ky::platform::atThreadExit(
+        [](void* out) {
+          ThreadContext* const late = ThreadContext::Find();
+          ASSERT_NE(late, nullptr);
+          EXPECT_EQ(late, ThreadContext::Find());
+          *static_cast<ULong*>(out) = late->GetThreadID();
+        },
+        &id);
+    ThreadContext::Find();
+  });
+  EXPECT_NE(id, 0u);
+  collectAll();
+  EXPECT_FALSE(isListed(id));
+}
+
+TEST(ThreadContext, AKilledThreadsContextIsTakenOffTheList) {
+  ThreadContext* context = nullptr;
+  ULong id = 0;
+  onThread([&] {
+    context = ThreadContext::Register();
+    id = context->GetThreadID();
+  });
+  {
+    const Reports reports;
+    ThreadContext::ThreadTerminated(context);
+    EXPECT_TRUE(reports.tell("TCM:threadTerminated, unlisting context x"));
+    EXPECT_TRUE(reports.tell("TC:threadTerminated, deleting context x"));
+  }
+  EXPECT_FALSE(isListed(id));
+}
+
+TEST(ThreadContext, TheCurrentErrorStartsAtItsOwnEmptyOne) {
+  onThread([] {
+    ThreadContext* const own = ThreadContext::Find();
+    const XError* const base = own->GetXCurrent();
+    EXPECT_EQ(base->GetCode(), nullptr);
+    const XError error("STRM_EOF", 0);
+    own->SetXCurrent(&error);
+    EXPECT_EQ(ThreadContext::Find()->GetXCurrent(), &error);
+    own->ResetXCurrent();
+    EXPECT_EQ(own->GetXCurrent(), base);
+  });
+}
+
+TEST(ThreadContext, ItsDataGoesWithIt) {
+  static int sAlive;
+  struct Data : ThreadContextData {
+    Data() { ++sAlive; }
+    ~Data() override { --sAlive; }
+  };
+  onThread([] {
+    ThreadContext* const own = ThreadContext::Register();
+    own->SetThreadContextData(new Data);
+    own->SetThreadContextData(new Data);
+    EXPECT_EQ(sAlive, 1);
+    ThreadContext::Unregister();
+    EXPECT_EQ(sAlive, 0);
+  });
+}
+
+BARE_TEST(ThreadContext, TheFirstFindSettlesOnASingleThread) {
+  const Reports reports;
+  EXPECT_EQ(ThreadContext::GetManagementPolicy(), eManagementNotSet);
+  EXPECT_TRUE(ThreadContext::Find()->IsMainThread());
+  EXPECT_EQ(ThreadContext::GetManagementPolicy(), eSingleThreaded);
+  onThread([] {
+    EXPECT_EQ(ThreadContext::Register(), nullptr);
+    ThreadContext::Unregister();
+  });
+  EXPECT_TRUE(
+      reports.tell("ThreadContext::Register(): This application is not initialized as multithreaded. "
+                   "Use ThreadContext::Initialize(2) first."));
+  EXPECT_TRUE(reports.tell("ThreadContext::Unregister(): This application is not initialized as multithreaded."));
+  EXPECT_EQ(reports.count(), 2);
+}
+
+BARE_TEST(ThreadContext, ThePolicyStaysWhenTheMainThreadUnregisters) {
+  ThreadContext::Initialize(eMultithreaded);
+  ThreadContext::Unregister();
+  EXPECT_EQ(ThreadContext::GetMainThreadContext(), nullptr);
+  const Reports reports;
+  ThreadContext::Initialize(eSingleThreaded);
+  EXPECT_TRUE(
+      reports.tell("ThreadContextManager::SetMainThreadContext: The context management policy can not be changed."));
+  ThreadContext::Initialize(eMultithreaded);
+  EXPECT_EQ(ThreadContext::GetMainThreadContext(), ThreadContext::Find());
+  EXPECT_EQ(reports.count(), 1);
+}
+
+}  // namespace
