@@ -1,0 +1,94 @@
+#include "core/error/SystemErrors.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "core/error/ExceptionContainer.h"
+#include "platform/Errors.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+TEST(SystemErrors, FileFailuresHaveADiskCodeAboveTheHostsNumber) {
+  const struct {
+    int err;
+    const char* code;
+  } rows[] = {
+      {platform::fileErrorOf(ENOENT), "DISK_FILE_NOT_FOUND"},
+      {platform::fileErrorOf(ENOTDIR), "DISK_FILE_NOT_FOUND"},
+      {platform::fileErrorOf(ENFILE), "DISK_TOO_MANY_OPEN"},
+      {platform::fileErrorOf(EISDIR), "DISK_ACCESS_DENIED"},
+      {platform::fileErrorOf(ESPIPE), "DISK_SEEK_ERROR"},
+      {platform::fileErrorOf(ETXTBSY), "DISK_SHARING_VIOLATION"},
+      {platform::fileErrorOf(EAGAIN), "DISK_FILE_LOCKED"},
+      {38, "DISK_EOF"},
+      {platform::fileErrorOf(EEXIST), "DISK_FILE_ALREADY_EXISTS"},
+      {183, "DISK_FILE_ALREADY_EXISTS"},
+      {platform::fileErrorOf(ENOSPC), "DISK_FULL"},
+      {platform::fileErrorOf(ENAMETOOLONG), "DISK_INVALID_FILENAME_SYNTAX"},
+      {platform::fileErrorOf(ENOTEMPTY), "DISK_DIR_NOT_EMPTY"},
+      {267, "DISK_DIR_NOT_FOUND"},
+      {platform::fileErrorOf(EIO), "DISK_IO_ERROR"},
+      {static_cast<int>(0x80030013), "DISK_LOCKED"},
+      {static_cast<int>(0x8003001D), "DISK_WRITE_ERROR"},
+      {static_cast<int>(0x8003001E), "DISK_READ_ERROR"},
+      {platform::fileErrorOf(ENOMEM), "FILE_OTHER"},
+      {0, "FILE_OTHER"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.err);
+    const XError error = errorRaisedBy([&] { xraiseWinFileError(row.err, "reel.bin"); });
+    EXPECT_STREQ(error.GetCode(), row.code);
+    EXPECT_EQ(parm(error, "filename"), "reel.bin");
+    EXPECT_STREQ(error.GetLevelCode(1), "SYS_ERROR");
+    Long status = 0;
+    EXPECT_TRUE(error.GetParm(&status, 1, "status"));
+    EXPECT_EQ(status, row.err);
+  }
+}
+
+TEST(SystemErrors, TextsAreTheHostsAndFitTheBuffer) {
+  char text[64];
+  platform::errorText(platform::fileErrorOf(ENOMEM), text, sizeof text);
+  EXPECT_STREQ(text, std::strerror(ENOMEM));
+  platform::errorText(5, text, sizeof text);
+  EXPECT_STREQ(text, std::strerror(EACCES));
+  platform::errorText(5, text, 4);
+  EXPECT_EQ(std::strlen(text), 3u);
+  EXPECT_EQ(codeRaisedBy([] { SysNTerrorRaise(2); }), std::string("System error:\n") + std::strerror(ENOENT));
+}
+
+TEST(SystemErrors, AFatalMayBeLeftByAnError) {
+  const XError error = errorRaisedBy([] { FatalErrXRaise("trouble", "core/lists/AArray", 7); });
+  char text[128];
+  error.ExpandString(text, sizeof text, nullptr);
+  EXPECT_STREQ(text, "Exception: FATAL_ERROR, msg:trouble, file:core/lists/AArray, line:7");
+}
+
+TEST(ExceptionContainer, DeliversWhatWasStoredOnce) {
+  static int lines;
+  ExceptionContainer container;
+  EXPECT_TRUE(container.StoreExceptionMessage(XError()));
+  EXPECT_FALSE(container.IsThereAStoredException());
+  char text[8] = "before!";
+  container.GetExceptionString(text, sizeof text);
+  EXPECT_EQ(std::string(text, sizeof text), std::string(sizeof text, '\0'));
+
+  EXPECT_TRUE(container.StoreExceptionMessage(XError("CODE", "int n", 4, 0)));
+  EXPECT_TRUE(container.StoreExceptionMessage(XError())) << "changes nothing";
+  EXPECT_STREQ(container.GetException(), "CODE");
+  char line[64];
+  container.GetExceptionString(line, sizeof line);
+  EXPECT_STREQ(line, "Exception: CODE, n:4");
+
+  xSetLogFunc([](const char*) { return ++lines; });
+  const XError delivered = errorRaisedBy([&] { container.DoStoredException(); });
+  xSetLogFunc(nullptr);
+  EXPECT_EQ(parm(delivered, "n"), "4");
+  EXPECT_EQ(lines, 0) << "the raise was logged where it happened";
+  EXPECT_EQ(codeRaisedBy([&] { container.DoStoredException(); }), "");
+}

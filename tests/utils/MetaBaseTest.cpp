@@ -1,0 +1,114 @@
+#include "core/utils/MetaBase.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+unsigned char idOf(const char* name) {
+  unsigned char tid = 99;
+  MBFind(name, &tid);
+  return tid;
+}
+
+std::string printed(unsigned char tid, const void* value, const char* format = nullptr) {
+  char text[MBPrintRoom];
+  MBGetPrintProc(tid)(text, format, value);
+  return text;
+}
+
+}  // namespace
+
+TEST(MetaBase, BuiltInTypesHaveTheirNumbersAndSizes) {
+  const struct {
+    const char* name;
+    int size;
+  } rows[] = {{"str", 4},    {"ptr", sizeof(void*)}, {"int", 4},     {"u_int", 4}, {"long", 4},  {"u_long", 4},
+              {"float", 4},  {"double", 8},          {"Boolean", 1}, {"Byte", 1},  {"Char4", 4}, {"char", 4},
+              {"u_char", 4}, {"short", 4},           {"u_short", 4}};
+  for (unsigned char tid = 1; const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(idOf(row.name), tid);
+    EXPECT_TRUE(MBIsType(tid, row.name));
+    EXPECT_EQ(MBSizeOf("abc", tid), row.size) << "a text counts its zero byte";
+    ++tid;
+  }
+  unsigned char tid = 7;
+  const char* const label = "widget w";
+  EXPECT_EQ(MBFind(label, &tid), label);
+  EXPECT_EQ(tid, TIDunknown);
+  EXPECT_STREQ(MBFind("longest", &tid), "est");
+  EXPECT_FALSE(MBIsType(TIDunknown, "str"));
+  EXPECT_FALSE(MBIsType(32, "str"));
+}
+
+TEST(MetaBase, ScannedValuesSurviveAPackedFrame) {
+  const struct {
+    const char* type;
+    const char* text;
+    const char* want;
+  } rows[] = {
+      {"str", "reel 7", "reel 7"},  {"ptr", "1f", "0x1f"},         {"int", "-12", "-12"},    {"u_int", "ff", "ff"},
+      {"long", " 70000x", "70000"}, {"u_long", "10", "0x10"},      {"float", "0.5", "0.5"},  {"double", "2.25", "2.25"},
+      {"Boolean", "true", "TRUE"},  {"Boolean", "yes", "FALSE"},   {"Boolean", "1", "TRUE"}, {"Byte", "200", "-56"},
+      {"Char4", "  OBJD", "OBJD"},  {"Char4", "ab", "ab"},         {"char", "q", "q"},       {"u_char", "A", "41"},
+      {"short", "-3", "-3"},        {"u_short", "ffff", "0xffff"}, {"int", "", "0"},         {"Char4", "", ""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.type) + " " + row.text);
+    const unsigned char tid = idOf(row.type);
+    alignas(8) char frame[16];
+    std::memset(frame, 0x5A, sizeof frame);
+    const short used = MBGetPushProc(tid)(frame, MBGetScanProc(tid)(row.text));
+    EXPECT_EQ(used, 8);
+    char* cursor = frame;
+    const void* const pulled = MBGetPullProc(tid)(&cursor);
+    EXPECT_EQ(cursor, frame + used);
+    EXPECT_EQ(printed(tid, pulled), row.want);
+  }
+}
+
+TEST(MetaBase, AZeroByteEndsAFourCharacterTextButIsCounted) {
+  const Char4 code = MakeChar4("a\0cd");
+  char text[MBPrintRoom];
+  EXPECT_EQ(MBGetPrintProc(idOf("Char4"))(text, nullptr, &code), 4);
+  EXPECT_STREQ(text, "a");
+}
+
+TEST(MetaBase, TextThatIsNoNumberIsAMismatch) {
+  for (const char* type : {"ptr", "int", "u_int", "long", "u_long", "float", "double", "Byte", "short", "u_short"}) {
+    EXPECT_EQ(codeRaisedBy([&] { MBGetScanProc(idOf(type))("reel"); }), "MB_SCAN_MISMATCM") << type;
+  }
+}
+
+TEST(MetaBase, UnknownTypesAreFailedChecks) {
+  const char* const text = "tid > TIDunknown && tid < NextInstall";
+  EXPECT_EQ(checkFailedBy([] { MBSizeOf("", TIDunknown); }), text);
+  EXPECT_EQ(checkFailedBy([] { MBGetPullProc(31); }), text);
+  const XError error = errorRaisedBy([] { MBGetPushProc(255); });
+  EXPECT_EQ(parm(error, "file"), "core/utils/MetaBase");
+}
+
+// Fills the table for good, so it stands last in this program.
+TEST(MetaBaseFull, SynonymsAreTypesOfTheirOwnUntilTheTableIsFull) {
+  MBInstallSynonym("enum", "Byte");
+  const unsigned char tid = idOf("enum");
+  EXPECT_EQ(tid, 16);
+  EXPECT_FALSE(MBIsType(tid, "Byte"));
+  EXPECT_EQ(MBGetScanProc(tid), MBGetScanProc(idOf("Byte")));
+  MBInstallSynonym("nothing", "widget");
+  EXPECT_EQ(MBGetPullProc(idOf("nothing")), nullptr);
+  EXPECT_EQ(XError("CODE", "nothing n", 5, 0).GetTopLevel(), 1) << "a type without procedures takes no value";
+  EXPECT_EQ(codeRaisedBy([] {
+              while (true) MBInstallSynonym("more", "int");
+            }),
+            "MB_TYPE_TABLE_FULL");
+  EXPECT_EQ(idOf("more"), 18);
+}
