@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "tests/support/Bare.h"
 #include "tests/support/Raised.h"
 
 using namespace ky;
@@ -96,8 +97,10 @@ TEST(MetaBase, UnknownTypesAreFailedChecks) {
   EXPECT_EQ(parm(error, "file"), "core/utils/MetaBase");
 }
 
-// Fills the table for good, so it stands last in this program.
-TEST(MetaBaseFull, SynonymsAreTypesOfTheirOwnUntilTheTableIsFull) {
+// Fills the table for good, so it has a process of its own.
+BARE_TEST(MetaBase, SynonymsAreTypesOfTheirOwnUntilTheTableIsFull) {
+  EXPECT_TRUE(XError("CODE", "int n", 5, 0).FindCode("CODE")) << "before the types stand, errors lack their parameters";
+  MBInit();
   MBInstallSynonym("enum", "Byte");
   const unsigned char tid = idOf("enum");
   EXPECT_EQ(tid, 16);
