@@ -1,0 +1,123 @@
+#include "apps/support/Program.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "core/error/CurrentError.h"
+#include "core/error/Fatal.h"
+#include "core/error/Guarded.h"
+#include "core/error/SystemErrors.h"
+#include "core/error/XError.h"
+#include "core/os/HostStart.h"
+
+namespace support {
+namespace {
+
+/// The words for the codes that a user of the programs can meet; parameters stand in angle brackets.
+const char* messageFor(const char* code) {
+  static const struct {
+    const char* code;
+    const char* words;
+  } messages[] = {
+      {"AOBJDOC_BAD_MAGIC", "this is a document, but not an object document"},
+      {"AOBJDOC_VERSION_MISMATCH", "this document was written by a newer program (its version is not known here)"},
+      {"CORE_INTEGER_TOO_BIG", "<intName> is <intVal>, and <maxIntVal> is the largest allowed"},
+      {"DISK_ACCESS_DENIED", "access to \"<filename>\" is denied, or it is a folder"},
+      {"DISK_DIR_NOT_EMPTY", "the folder \"<filename>\" is not empty"},
+      {"DISK_DIR_NOT_FOUND", "there is no folder \"<filename>\""},
+      {"DISK_FILE_ALREADY_EXISTS", "\"<filename>\" exists already"},
+      {"DISK_FILE_LOCKED", "\"<filename>\" is locked by another program"},
+      {"DISK_FILE_NOT_FOUND", "there is no file \"<filename>\""},
+      {"DISK_FULL", "there is no room left on the disk for \"<filename>\""},
+      {"DISK_INVALID_FILENAME_SYNTAX", "\"<filename>\" cannot be a file's name here"},
+      {"DISK_IO_ERROR", "the disk failed while working on \"<filename>\""},
+      {"DISK_SHARING_VIOLATION", "\"<filename>\" is in use by another program"},
+      {"DISK_TOO_MANY_OPEN", "too many files are open to open \"<filename>\""},
+      {"DISK_WRITE_ERROR", "<filename> could not be written: <msg>"},
+      {"DOMAIN_BAD_MAGIC", "this is not a document of this family"},
+      {"DOMAIN_BAD_STRM_DATA", "the document is damaged: <reason>"},
+      {"DOMAIN_COPYIN_FAILED", "the document could not be written"},
+      {"DOMAIN_COPYOUT_FAILED", "the document could not be read"},
+      {"DOMAIN_KEY_UNKNOWN", "this is a document of a kind that is not known here"},
+      {"FATAL_ERROR", "the program found itself in a state that must not be (<msg>, <file>, line <line>)"},
+      {"FILE_OTHER", "\"<filename>\" could not be used"},
+      {"MEM_OUT_OF_MEMORY", "there is not enough memory"},
+      {"NO_OBJECT_CREATED", "the document is damaged: it refers to an object that could not be made"},
+      {"STRM_EOF", "the document ends too early"},
+      {"SYS_ERROR", "<msg>"},
+  };
+  for (const auto& message : messages)
+    if (std::strcmp(message.code, code) == 0) return message.words;
+  return nullptr;
+}
+
+/// A broken invariant becomes an error like any other, so that it is worded and the old file stays whole.
+unsigned char raiseFatal(const char* text, const char* file, int line) {
+  FatalErrXRaise(text, file, line);
+  return true;
+}
+
+/// Every level of the error, the newest first: what was attempted, then what failed beneath it.
+std::string words(const XError& error) {
+  const StSetCurrentException current(&error);
+  std::string text;
+  for (int level = ESGetTopLevel(); level > 0; --level) {
+    char message[512] = "";
+    const char* code = ESGetLevelCode(level);
+    error.ExpandString(message, sizeof message, messageFor(code), level);
+    text += (text.empty() ? "" : ": ") + std::string(message);
+  }
+  return text.empty() ? std::string("no details are known") : text;
+}
+
+void flushOutput() {
+  errno = 0;
+  if (std::fflush(stdout) != 0 || std::ferror(stdout))
+    +XError("DISK_WRITE_ERROR", "str filename", "standard output", "str msg", std::strerror(errno), 0);
+}
+
+}  // namespace
+
+std::string versionText(const std::string& program) { return program + " " KY_VERSION " (KyCoreM2W10)"; }
+
+void showExamplesFirst(CLI::App& app, const std::string& examples) {
+  std::string indented = "Examples:\n  ";
+  for (const char c : examples) indented += c == '\n' ? "\n  " : std::string(1, c);
+  app.description(indented + "\n\n" + app.get_description());
+}
+
+int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work) {
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& wrong) {
+    if (wrong.get_exit_code() == 0) return app.exit(wrong), kDone;
+    std::fprintf(stderr, "%s: %s\nRun %s --help for examples and options.\n", app.get_name().c_str(), wrong.what(),
+                 app.get_name().c_str());
+    return kWrongUsage;
+  }
+
+  const std::string name = app.get_name();
+  int status = kFailed;
+  const auto refusable = [&] {
+    try {
+      status = work();
+    } catch (const RefusedInput& refused) {
+      std::fprintf(stderr, "%s: %s\n", name.c_str(), refused.what());
+      status = kRefused;
+    }
+    flushOutput();
+  };
+  KyHostSettings settings;
+  settings.fatalHandler = raiseFatal;
+  KyStartHost(settings);
+  ky::guarded(refusable, [&](XError& caught) {
+    std::fflush(stdout);
+    const char* code = caught.GetCode() ? caught.GetCode() : "ERROR_OTHER";
+    std::fprintf(stderr, "%s: %s: %s\n", name.c_str(), code, words(caught).c_str());
+    status = kFailed;
+  });
+  return status;
+}
+
+}  // namespace support

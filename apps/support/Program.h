@@ -1,0 +1,33 @@
+// What the programs share: start-up, exit statuses, worded errors.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+namespace support {
+
+enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kRefused = 3 };
+
+/// Input that a program reads well but cannot accept; its text is the whole message.
+class RefusedInput : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// "reel 0.1.0 (KyCoreM2W10)": what --version prints.
+std::string versionText(const std::string& program);
+
+/// Puts `examples`, one a line, at the head of --help.
+void showExamplesFirst(CLI::App& app, const std::string& examples);
+
+/// Parses the command line, starts the library, runs `work` and words whatever ends it early.
+///
+/// A raised error goes to standard error as "program: CODE: words" and gives `kFailed`; refused input gives
+/// `kRefused`, a wrong command line `kWrongUsage`. Output that cannot be written is an error too.
+///
+/// Returns:  the exit status.
+int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work);
+
+}  // namespace support
