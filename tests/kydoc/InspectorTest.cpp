@@ -1,0 +1,172 @@
+#include "apps/kydoc/Inspector.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using kydoc::Findings;
+using kydoc::Header;
+using kydoc::Record;
+
+namespace {
+
+/// Lays a document out byte by byte, each value in the given order.
+class Layout {
+ public:
+  explicit Layout(bool bigEndian) : big_(bigEndian) {}
+
+  Layout& number(std::uint32_t value, int width) {
+    for (int i = 0; i < width; ++i)
+      bytes_.push_back(static_cast<std::uint8_t>(value >> 8 * (big_ ? width - 1 - i : i)));
+    return *this;
+  }
+  Layout& text(const std::string& value) {
+    number(static_cast<std::uint32_t>(value.size()), 2);
+    return raw(value);
+  }
+  Layout& raw(const std::string& value) {
+    bytes_.insert(bytes_.end(), value.begin(), value.end());
+    return *this;
+  }
+  Layout& code(const char (&value)[5]) { return number(MakeChar4(value), 4); }
+
+  std::vector<std::uint8_t> bytes() const { return bytes_; }
+
+ private:
+  bool big_;
+  std::vector<std::uint8_t> bytes_;
+};
+
+struct Shape {
+  int version = 4;
+  bool big = false;
+  std::uint32_t count = 2;
+  std::uint32_t root = 2;
+};
+
+/// Two objects: 'ABCD' with a body of four bytes (the last the end mark), 'WXYZ' with the end mark alone.
+std::vector<std::uint8_t> document(const Shape& shape) {
+  Layout out(shape.big);
+  out.text("Domain").code("OBJD").text("AObjDoc").number(static_cast<std::uint32_t>(shape.version), 1);
+  out.text("2024/02/29 23:59:58").number(shape.count, 4);
+  if (shape.version > 1) out.number(shape.root, 4);
+  if (shape.version > 3) {
+    shape.big ? out.code("MMMM") : out.code("IIII");
+    out.number(7, 4).number(0xFFFFFFFF, 4).code("REEL").code("KYCR");
+    out.text("1.2" + std::string(27, ' ')).raw(std::string(16, '\0'));
+  }
+  out.code("ABCD").number(4, 4).raw(std::string("\x02\x01\x05\x03", 4));
+  out.code("WXYZ").number(1, 4).raw("\x03");
+  return out.bytes();
+}
+
+std::string faultIn(const std::vector<std::uint8_t>& bytes) {
+  const Findings findings = kydoc::inspect(bytes, {}, {});
+  return findings.fault ? kydoc::faultText(*findings.fault) : "";
+}
+
+}  // namespace
+
+TEST(Inspector, ReadsEveryVersionInEitherByteOrder) {
+  for (int version = 1; version <= 4; ++version) {
+    for (const bool big : {false, true}) {
+      if (version < 4 && !big) continue;  // old documents are big-endian
+      SCOPED_TRACE(std::to_string(version) + (big ? " big" : " little"));
+      Header header;
+      std::vector<Record> records;
+      const auto bytes = document({.version = version, .big = big});
+      const Findings findings = kydoc::inspect(
+          bytes, [&](const Header& h) { header = h; }, [&](const Record& r) { records.push_back(r); });
+      ASSERT_FALSE(findings.fault) << kydoc::faultText(*findings.fault);
+      EXPECT_EQ(findings.tail, 0);
+      EXPECT_EQ(header.domain, "OBJD");
+      EXPECT_EQ(header.swapped, big);
+      EXPECT_EQ(header.version, version);
+      EXPECT_EQ(header.timestamp, "2024/02/29 23:59:58");
+      EXPECT_EQ(header.rootObject.has_value(), version > 1);
+      EXPECT_EQ(header.byteOrder.value_or("none"), version < 4 ? "none" : big ? "MMMM" : "IIII");
+      EXPECT_EQ(header.uidLow.value_or(0), version < 4 ? 0 : 0xFFFFFFFF);
+      EXPECT_EQ(header.fileType.value_or(""), version < 4 ? "" : "REEL");
+      EXPECT_EQ(header.creatorVersion.value_or(""), version < 4 ? "" : "1.2");
+      ASSERT_EQ(records.size(), 2u);
+      EXPECT_EQ(kydoc::codeText(records[0].classID), "ABCD");
+      EXPECT_EQ(records[0].body.size(), 4u);
+      EXPECT_EQ(records[1].number, 2);
+      EXPECT_EQ(records[1].offset, static_cast<std::int64_t>(bytes.size()) - 9);
+    }
+  }
+}
+
+TEST(Inspector, NamesTheFirstFault) {
+  const auto good = document({});
+  ASSERT_EQ(faultIn(good), "");
+  const auto with = [&](std::size_t at, std::uint8_t value) {
+    auto bytes = good;
+    bytes[at] = value;
+    return bytes;
+  };
+  const auto cut = [&](std::size_t length) { return std::vector(good.begin(), good.begin() + length); };
+  const struct {
+    const char* name;
+    std::vector<std::uint8_t> bytes;
+    const char* want;
+  } cases[] = {
+      {"empty", {}, "at byte 0: expected an object document, found an empty file"},
+      {"magic length", with(0, 9),
+       "at byte 0: expected the length 6 of the domain magic, in either byte order, found 9"},
+      {"magic", with(2, 'd'), "at byte 2: expected \"Domain\", found \"domain\""},
+      {"key", with(8, 0), "at byte 8: expected the domain key 'OBJD', found 'OBJ\\x00'"},
+      {"version", with(21, 5), "at byte 21: expected a document version of 1 to 4, found 5"},
+      {"timestamp", with(23, 0x80),
+       "at byte 22: expected the timestamp of 0 to 79 characters, found a length of -32749"},
+      {"count", with(46, 0x7F),
+       "at byte 43: expected a number of objects that the file can hold (at most 2), found 2130706434"},
+      {"root", with(47, 3), "at byte 47: expected a root object of 1 to 2, found 3"},
+      {"byte order", with(51, 'i'), "at byte 51: expected the byte order 'IIII' or 'MMMM', found 'IIIi'"},
+      {"length", with(123, 200),
+       "at byte 123, object 1 of class 'ABCD': expected a length of 0 to 13 bytes, found 200"},
+      {"end mark", with(130, 4),
+       "at byte 130, object 1 of class 'ABCD': expected the end mark (byte 3) as the last byte of the object, found "
+       "byte 4"},
+      {"header cut", cut(100),
+       "at byte 71: expected the creator version and the spare words (48 bytes), found only 29 bytes to the end of the "
+       "file"},
+      {"record cut", cut(139), "at byte 135, object 2 of class 'WXYZ': expected a length of 0 to 0 bytes, found 1"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(faultIn(c.bytes), c.want);
+  }
+}
+
+TEST(Inspector, TellsTheTailOfALongerOlderDocument) {
+  auto bytes = document({});
+  bytes.insert(bytes.end(), 11, 0xEE);
+  const Findings findings = kydoc::inspect(bytes, {}, {});
+  EXPECT_FALSE(findings.fault);
+  EXPECT_EQ(findings.tail, 11);
+}
+
+TEST(Inspector, AcceptsADocumentWithoutObjectsOnlyWithoutARoot) {
+  EXPECT_EQ(faultIn(document({.count = 0, .root = 0})), "");
+  EXPECT_EQ(faultIn(document({.count = 0, .root = 1})),
+            "at byte 47: expected root object 0 in an empty document, found 1");
+}
+
+TEST(Inspector, SurvivesEveryFlippedByteAndEveryCut) {
+  for (const bool big : {false, true}) {
+    for (int version = big ? 1 : 4; version <= 4; ++version) {
+      const auto good = document({.version = version, .big = big});
+      for (std::size_t i = 0; i < good.size(); ++i) {
+        EXPECT_NE(faultIn({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(i)}), "") << "cut at " << i;
+        for (const int flip : {0x01, 0x80, 0xFF}) {
+          auto bytes = good;
+          bytes[i] = static_cast<std::uint8_t>(bytes[i] ^ flip);
+          kydoc::inspect(
+              bytes, [](const Header&) {}, [](const Record&) {});
+        }
+      }
+    }
+  }
+}
