@@ -30,17 +30,15 @@ void report(const void* object, const char* message) {
 
 }  // namespace
 
-#define KY_TRAP(n) \
-  virtual void trap##n() { report(this, nullptr); }
+// clang-format off
+#define KY_TRAP(n) virtual void trap##n() { report(this, nullptr); }
 #define KY_TEN_TRAPS(n) \
-  KY_TRAP(n##0)         \
-  KY_TRAP(n##1)         \
-  KY_TRAP(n##2) KY_TRAP(n##3) KY_TRAP(n##4) KY_TRAP(n##5) KY_TRAP(n##6) KY_TRAP(n##7) KY_TRAP(n##8) KY_TRAP(n##9)
-#define KY_HUNDRED_TRAPS(n)                                                                                         \
-  KY_TEN_TRAPS(n##0)                                                                                                \
-  KY_TEN_TRAPS(n##1)                                                                                                \
-  KY_TEN_TRAPS(n##2) KY_TEN_TRAPS(n##3) KY_TEN_TRAPS(n##4) KY_TEN_TRAPS(n##5) KY_TEN_TRAPS(n##6) KY_TEN_TRAPS(n##7) \
-      KY_TEN_TRAPS(n##8) KY_TEN_TRAPS(n##9)
+  KY_TRAP(n##0) KY_TRAP(n##1) KY_TRAP(n##2) KY_TRAP(n##3) KY_TRAP(n##4) \
+  KY_TRAP(n##5) KY_TRAP(n##6) KY_TRAP(n##7) KY_TRAP(n##8) KY_TRAP(n##9)
+#define KY_HUNDRED_TRAPS(n) \
+  KY_TEN_TRAPS(n##0) KY_TEN_TRAPS(n##1) KY_TEN_TRAPS(n##2) KY_TEN_TRAPS(n##3) KY_TEN_TRAPS(n##4) \
+  KY_TEN_TRAPS(n##5) KY_TEN_TRAPS(n##6) KY_TEN_TRAPS(n##7) KY_TEN_TRAPS(n##8) KY_TEN_TRAPS(n##9)
+// clang-format on
 
 /// Its table is wider than that of any other class, so that a virtual call on a block stamped with it lands in a trap,
 /// whichever slot the freed object's class used.

@@ -29,7 +29,8 @@ KY_API void fatal(const char* text, const char* file = __builtin_FILE(), int lin
 ///
 /// Returns:  `ok`, so that a caller whose handler goes on can leave safely: `if (!check(...)) return;`.
 inline bool check(bool ok, const char* text, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
-  if (!ok) [[unlikely]] checkFailed(text, file, line);
+  if (!ok) [[unlikely]]
+    checkFailed(text, file, line);
   return ok;
 }
 

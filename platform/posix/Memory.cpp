@@ -8,7 +8,30 @@
 #include <cstdint>
 #include <cstdio>
 
+#if defined(KY_SANITIZED)
+// The leak checker looks for pointers only where it is told to, and these pages hold the only ones to many blocks.
+extern "C" {
+__attribute__((weak)) void __lsan_register_root_region(const void* start, std::size_t bytes);
+__attribute__((weak)) void __lsan_unregister_root_region(const void* start, std::size_t bytes);
+}
+#endif
+
 namespace ky::platform {
+namespace {
+
+void searchForPointers([[maybe_unused]] void* pages, [[maybe_unused]] std::size_t bytes) noexcept {
+#if defined(KY_SANITIZED)
+  if (__lsan_register_root_region) __lsan_register_root_region(pages, bytes);
+#endif
+}
+
+void searchNoMore([[maybe_unused]] void* pages, [[maybe_unused]] std::size_t bytes) noexcept {
+#if defined(KY_SANITIZED)
+  if (__lsan_unregister_root_region) __lsan_unregister_root_region(pages, bytes);
+#endif
+}
+
+}  // namespace
 
 void* takePages(std::size_t bytes, std::size_t alignment) noexcept {
   const std::size_t reserved = bytes + alignment;
@@ -20,10 +43,14 @@ void* takePages(std::size_t bytes, std::size_t alignment) noexcept {
   if (aligned != from) munmap(start, aligned - from);
   const std::uintptr_t end = aligned + bytes;
   if (end != from + reserved) munmap(reinterpret_cast<void*>(end), from + reserved - end);
+  searchForPointers(reinterpret_cast<void*>(aligned), bytes);
   return reinterpret_cast<void*>(aligned);
 }
 
-void returnPages(void* pages, std::size_t bytes) noexcept { munmap(pages, bytes); }
+void returnPages(void* pages, std::size_t bytes) noexcept {
+  searchNoMore(pages, bytes);
+  munmap(pages, bytes);
+}
 
 void preferLargePages(void* pages, std::size_t bytes) noexcept {
 #if defined(MADV_HUGEPAGE)

@@ -42,6 +42,10 @@ std::string trapText(const char* message, const void* object) {
   return text;
 }
 
+// The stamp is just what the check for the right table reports.
+__attribute__((no_sanitize("vptr"))) void cut(AClip* clip) { clip->Cut(); }
+__attribute__((no_sanitize("vptr"))) void disposeAgain(AClip* clip) { clip->Dispose(); }
+
 int sReports = 0;
 
 unsigned char countAndGoOn(const char*, const char*, int) {
@@ -53,7 +57,7 @@ unsigned char countAndGoOn(const char*, const char*, int) {
 TEST(BogusObject, CatchesACallThroughAStampedBlock) {
   auto* const clip = new AClip;
   stamp(clip);
-  const XError error = errorRaisedBy([&] { clip->Cut(); });
+  const XError error = errorRaisedBy([&] { cut(clip); });
   EXPECT_STREQ(error.GetCode(), "FATAL_ERROR");
   EXPECT_EQ(parm(error, "msg"), trapText("Calling a method on a freed object.", clip));
   EXPECT_EQ(parm(error, "file"), "core/debug/BogusObject");
@@ -66,7 +70,7 @@ TEST(BogusObject, CatchesASecondDisposalAndFreesNothing) {
   stamp(clip);
   sReports = 0;
   const FtlProc before = FtlInstall(countAndGoOn);
-  clip->Dispose();
+  disposeAgain(clip);
   FtlInstall(before);
   EXPECT_EQ(sReports, 1);
   EXPECT_EQ(KySize(clip), Long{sizeof(AClip)});
