@@ -1,0 +1,106 @@
+#include "core/objsys/ADomain.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/objsys/Film.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+/// Tells of its end; closing it may fail.
+class Watched : public AStream {
+ public:
+  static Watched* New(bool fails) {
+    auto* stream = new Watched;
+    stream->IStream();
+    stream->fails = fails;
+    return stream;
+  }
+  void Dispose() override {
+    ++ended;
+    const bool raises = fails;
+    AStream::Dispose();
+    if (raises) +XError("STREAM_CLOSE", 0);
+  }
+  static inline int ended = 0;
+  bool fails = false;
+};
+
+std::string prologueWith(std::size_t at, const char* bytes) {
+  std::string text = saved(nullptr);
+  text.replace(at, std::strlen(bytes), bytes);
+  return text;
+}
+
+}  // namespace
+
+TEST(ADomain, OpensByTheKeyAndRefusesAPrologueThatIsNone) {
+  registerFilm();
+  EXPECT_EQ(codeRaisedBy([] { loaded(prologueWith(2, "domain")); }), "DOMAIN_BAD_MAGIC");
+  EXPECT_EQ(codeRaisedBy([] { loaded(prologueWith(0, "\x07")); }), "DOMAIN_BAD_MAGIC");
+  EXPECT_EQ(codeRaisedBy([] { loaded(""); }), "STRM_EOF");
+  const XError error = errorRaisedBy([] { loaded(prologueWith(8, "XJBO")); });
+  EXPECT_STREQ(error.GetCode(), "DOMAIN_KEY_UNKNOWN");
+  EXPECT_EQ(parm(error, "key"), std::to_string(Long(MakeChar4("OBJX"))));
+  EXPECT_EQ(codeRaisedBy([] { ADomain::Register(Long(MakeChar4("OBJD")), nullptr); }), "DOMAIN_DUPLICATE_KEY");
+}
+
+TEST(ADomain, ClosesTheStreamThatIsIts) {
+  registerFilm();
+  Watched::ended = 0;
+  AObjDoc* doc = AObjDoc::New(Watched::New(false), 1, 0);
+  doc->SetStream(Watched::New(false), 0);
+  EXPECT_EQ(Watched::ended, 1);
+  doc->SetDeleteDev(1);
+  doc->Close();
+  EXPECT_EQ(Watched::ended, 2);
+  Owned<Watched> mine(Watched::New(false));
+  AObjDoc::New(mine.get(), 0, 0)->Close();
+  EXPECT_EQ(Watched::ended, 2);
+}
+
+TEST(ADomain, EndsEvenIfTheStreamFailsToClose) {
+  registerFilm();
+  Watched::ended = 0;
+  AObjDoc* doc = AObjDoc::New(Watched::New(true), 1, 0);
+  EXPECT_EQ(codeRaisedBy([&] { doc->Close(); }), "STREAM_CLOSE");
+  EXPECT_EQ(Watched::ended, 1);
+}
+
+TEST(ADomain, KeepsItsDescriptorOverAChangeOfStream) {
+  registerFilm();
+  Bytes one, two;
+  Owned<AObjDoc> doc(AObjDoc::New(one.stream.get(), 0, Long(kFilmType)));
+  AIODesc* const desc = doc->GetIODesc();
+  doc->SetStream(two.stream.get(), 0);
+  EXPECT_EQ(doc->GetIODesc(), desc);
+  Owned<Clip> clip(Clip::New("c"));
+  doc->CopyIn(clip.get());
+  EXPECT_EQ(two.text().substr(119), saved(clip.get()).substr(119));
+  EXPECT_EQ(doc->GetContentStartPos(), 21);
+}
+
+TEST(ADomain, ASecondWriteStartsAgainAndLeavesTheOldTail) {
+  registerFilm();
+  Bytes bytes;
+  Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, Long(kFilmType)));
+  Owned<Clip> clip(Clip::New("a long name"));
+  doc->CopyIn(clip.get());
+  const std::string first = bytes.text();
+  doc->CopyIn(nullptr);
+  EXPECT_EQ(bytes.text().size(), first.size());
+  EXPECT_EQ(bytes.text().substr(119), first.substr(119));
+  EXPECT_EQ(doc->CopyOut(), nullptr);
+}
+
+TEST(ADomain, IsNotItselfStored) {
+  Owned<ADomain> domain(ADomain::RegNew());
+  EXPECT_EQ(codeRaisedBy([&] { domain->Put(nullptr, nullptr); }), "FATAL_ERROR");
+  EXPECT_EQ(codeRaisedBy([&] { domain->Get(nullptr, nullptr); }), "DOMAIN_BAD_STRM_DATA");
+  EXPECT_EQ(codeRaisedBy([&] { domain->GetDomainKey(); }), "FATAL_ERROR");
+  EXPECT_EQ(codeRaisedBy([&] { domain->CopyIn(nullptr); }), "FATAL_ERROR");
+  EXPECT_EQ(codeRaisedBy([&] { domain->CopyOut(); }), "FATAL_ERROR");
+}

@@ -1,0 +1,469 @@
+#include "core/objsys/AObjDoc.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "core/error/Subsystems.h"
+#include "core/lists/AUnknownArray.h"
+#include "core/mem/KyMemory.h"
+#include "core/objsys/AUnknown.h"
+#include "core/os/VersionInfo.h"
+#include "tests/objsys/Film.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+constexpr std::size_t kTimestamp = 24;
+constexpr std::size_t kUid = 55;
+constexpr std::size_t kFirstRecord = 119;
+
+std::string fromHex(const std::string& digits) {
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) bytes += char(std::stoi(digits.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+
+/// The bytes that the page on this format shows in its block of that kind.
+std::string examplePage(const std::string& kind) {
+  const auto root = std::filesystem::path(KY_TEST_DATA).parent_path().parent_path();
+  std::ifstream page(root / "docs/formats/object-document.md");
+  std::string digits;
+  bool inside = false;
+  for (std::string line; std::getline(page, line);) {
+    if (line.starts_with("```")) inside = line == "```" + kind;
+    if (!inside || line.size() < 6 || line.starts_with("```")) continue;
+    line = line.substr(4, line.find(';') - 4);
+    std::copy_if(line.begin(), line.end(), std::back_inserter(digits), [](char c) { return c != ' '; });
+  }
+  return fromHex(digits);
+}
+
+/// Puts the time and the identifier of `from` into `document`: the two things that no two documents share.
+std::string withIdentityOf(const std::string& from, std::string document) {
+  document.replace(kTimestamp, 19, from, kTimestamp, 19);
+  document.replace(kUid, 8, from, kUid, 8);
+  return document;
+}
+
+struct NamedProgram {
+  NamedProgram() {
+    version.major = 1;
+    setProgramVersion(&version);
+  }
+  ~NamedProgram() { setProgramVersion(nullptr); }
+  ProgramVersion version;
+};
+
+struct Ring {
+  Ring() {
+    a->rate = 25;
+    b->rate = 30;
+    a->next = b.get();
+    b->next = a.get();
+  }
+  Owned<Clip> a{Clip::New("A", 1)};
+  Owned<Clip> b{Clip::New("B", 2)};
+};
+
+/// Takes a loaded ring of two apart and tells it; ends both.
+std::string described(APortable* root) {
+  auto* const a = static_cast<Clip*>(root);
+  Clip* const b = a->next;
+  std::string text;
+  for (Clip* clip : {a, b})
+    text += std::string(clip->nameText()) + ' ' + std::to_string(clip->in) + '@' + std::to_string(clip->rate) + ' ';
+  text += b->next == a ? "closed" : "open";
+  a->Dispose();
+  b->Dispose();
+  return text;
+}
+
+std::string reasonRaisedBy(const std::string& document) {
+  const XError error = errorRaisedBy([&] { Owned<APortable>(loaded(document)); });
+  if (!error.GetCode()) return "";
+  char text[256];
+  const int level = error.FindLevel("DOMAIN_BAD_STRM_DATA");
+  if (level && error.GetParmAsString(text, sizeof text, level, "reason")) return text;
+  return error.GetLevelCode(1);
+}
+
+/// A document whose one object is of a class that nobody registered, with `body` for its bytes.
+std::string documentOfUnknown(const std::string& body) {
+  std::string document = saved(nullptr);
+  const auto putLong = [&](std::size_t at, Long value) { std::memcpy(&document[at], &value, 4); };
+  document += std::string("MYST") + std::string(4, '\0') + body;
+  putLong(43, 1);
+  putLong(47, 1);
+  putLong(kFirstRecord + 4, Long(body.size()));
+  return document;
+}
+
+class SlowDoc : public AObjDoc {
+ public:
+  static SlowDoc* New(AStream* stream) {
+    auto* doc = new SlowDoc;
+    doc->IObjDoc(stream, 0, 1, Long(kFilmType));
+    return doc;
+  }
+  void SpeedyCopyIn(APortable*) override { +XError("MEM_OUT_OF_MEMORY", 0); }
+};
+
+std::string savedWithShortMemory(APortable* root) {
+  registerFilm();
+  Bytes bytes;
+  Owned<SlowDoc> doc(SlowDoc::New(bytes.stream.get()));
+  doc->CopyIn(root);
+  return bytes.text();
+}
+
+class ListWatcher : public AObjDoc {
+ public:
+  static ListWatcher* New(AStream* stream) {
+    auto* doc = new ListWatcher;
+    doc->IObjDoc(stream, 0, 1, Long(kFilmType));
+    return doc;
+  }
+  Long PrefltObject(AStream* stream, APortable* object) override {
+    slots = ArrayAccess::slots(*preflightList);
+    return AObjDoc::PrefltObject(stream, object);
+  }
+  Long slots = 0;
+};
+
+}  // namespace
+
+TEST(AObjDoc, WritesTheBytesThatThePageShows) {
+  const NamedProgram program;
+  const Ring ring;
+  const std::string page = examplePage("example");
+  ASSERT_EQ(page.size(), 177u);
+  EXPECT_EQ(withIdentityOf(page, saved(ring.a.get())), page);
+}
+
+TEST(AObjDoc, KeepsTheByteOrderAndIdentityOfADocumentThatItWritesBack) {
+  const NamedProgram program;
+  registerFilm();
+  for (const char* kind : {"example", "big-endian"}) {
+    SCOPED_TRACE(kind);
+    const std::string page = examplePage(kind);
+    Bytes bytes(page);
+    Owned<ADomain> doc(ADomain::OpenFromStream(bytes.stream.get(), 0));
+    auto* const a = static_cast<Clip*>(doc->CopyOut());
+    doc->CopyIn(a);
+    std::string written = bytes.text();
+    written.replace(kTimestamp, 19, page, kTimestamp, 19);
+    EXPECT_EQ(written, page);
+    EXPECT_EQ(described(a), "A 1@25 B 2@30 closed");
+  }
+}
+
+TEST(AObjDoc, ReadsTheOlderVersions) {
+  const struct {
+    const char* name;
+    const char* hex;
+    const char* want;
+  } cases[] = {
+      {"1: numbers of one byte, the root last",
+       "0006446f6d61696e4f424a440007414f626a446f63010013323032362f31312f32312030323a34323a333500000002434c4950000000090"
+       "1"
+       "0000000200014202434c495000000009010000000100014101",
+       "A 1@0 B 2@0 closed"},
+      {"2: numbers of four bytes",
+       "0006446f6d61696e4f424a440007414f626a446f63020013323032362f31312f32312030323a34323a33350000000200000002434c49500"
+       "0"
+       "00000c010000000200014200000002434c49500000000c010000000100014100000001",
+       "A 1@0 B 2@0 closed"},
+      {"3: tags and minor versions",
+       "0006446f6d61696e4f424a440007414f626a446f63030013323032362f31312f32312030323a34323a33350000000200000002434c49500"
+       "0"
+       "000015020100000002000142000000020101470000001e03434c495000000015020100000001000141000000010101470000001903",
+       "A 1@25 B 2@30 closed"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(described(loaded(fromHex(c.hex))), c.want);
+  }
+  // Version 2 may name any object as its root.
+  std::string second = fromHex(cases[1].hex);
+  second[50] = 1;
+  EXPECT_EQ(described(loaded(second)), "B 2@0 A 1@0 closed");
+}
+
+TEST(AObjDoc, AnEmptyDocumentHasNoRoot) {
+  const std::string document = saved(nullptr);
+  EXPECT_EQ(document.size(), kFirstRecord);
+  EXPECT_EQ(document.substr(43, 8), std::string(8, '\0'));
+  EXPECT_EQ(document.substr(71, 32), std::string("\x1E\0", 2) + std::string(30, ' '));
+  EXPECT_EQ(loaded(document), nullptr);
+}
+
+TEST(AObjDoc, EachDocumentHasAnIdentifierOfItsOwn) {
+  KyUid one, two;
+  MakeUid(&one);
+  MakeUid(&two);
+  EXPECT_EQ(one.high, two.high);
+  EXPECT_LT(one.low, two.low);
+}
+
+TEST(AObjDoc, OwnersAndTheirItemsComeBackAsTheyWere) {
+  Clip* const shared = Clip::New("shared");
+  Reel* const inner = Reel::New({shared, Clip::New("")});
+  Owned<Reel> outer(Reel::New({inner, Clip::New("own"), nullptr}));
+  outer->leader = shared;
+  inner->leader = outer.get();
+  const Long before = Clip::alive;
+
+  Owned<Reel> copy(static_cast<Reel*>(loaded(saved(outer.get()))));
+  auto* const innerCopy = static_cast<Reel*>(copy->items[0]);
+  ASSERT_EQ(copy->count, 3);
+  EXPECT_EQ(copy->items[2], nullptr);
+  EXPECT_EQ(copy->leader, innerCopy->items[0]);
+  EXPECT_EQ(innerCopy->leader, copy.get());
+  EXPECT_STREQ(static_cast<Clip*>(innerCopy->items[0])->nameText(), "shared");
+  copy.reset();
+  EXPECT_EQ(Clip::alive, before);
+}
+
+TEST(AObjDoc, TheLowMemoryWriteReadsTheSame) {
+  const Ring ring;
+  const std::string document = savedWithShortMemory(ring.a.get());
+  EXPECT_EQ(document.size(), saved(ring.a.get()).size());
+  EXPECT_EQ(described(loaded(document)), "A 1@25 B 2@30 closed");
+  EXPECT_EQ(savedWithShortMemory(nullptr).size(), kFirstRecord);
+}
+
+TEST(AObjDoc, AnyFailingAllocationOfASaveIsRaisedOrWorkedAround) {
+  const Ring ring;
+  bool workedAround = false;
+  bool reached = true;
+  for (Long nth = 1; reached && nth < 200; ++nth) {
+    SCOPED_TRACE(nth);
+    Bytes bytes;
+    Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, Long(kFilmType)));
+    std::string code;
+    {
+      const AllocationFailure failure(nth);
+      code = codeRaisedBy([&] { doc->CopyIn(ring.a.get()); });
+      reached = failure.happened();
+    }
+    if (code.empty()) {
+      workedAround |= reached;
+      EXPECT_EQ(described(loaded(bytes.text())), "A 1@25 B 2@30 closed");
+    } else {
+      EXPECT_EQ(code, "DOMAIN_COPYIN_FAILED");
+    }
+  }
+  EXPECT_FALSE(reached);
+  EXPECT_TRUE(workedAround);
+}
+
+TEST(AObjDoc, TheLowMemoryWriteRefusesToNestTooDeep) {
+  std::vector<Owned<Clip>> chain;
+  for (int i = 0; i < 20001; ++i) {
+    chain.emplace_back(Clip::New("c"));
+    if (i) chain[std::size_t(i)]->next = chain[std::size_t(i - 1)].get();
+  }
+#if !defined(KY_SANITIZED)  // whose frames are too large for so many
+  EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[20000].get()); }), "DOMAIN_COPYIN_FAILED");
+  EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[19999].get()); }), "");
+#endif
+  EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[2000].get()); }), "");
+}
+
+TEST(AObjDoc, TheNextWriteStartsWithAQuarterMoreSlots) {
+  registerFilm();
+  std::vector<Owned<Clip>> chain;
+  for (std::size_t i = 0; i < 200; ++i) {
+    chain.emplace_back(Clip::New("c"));
+    if (i) chain[i]->next = chain[i - 1].get();
+  }
+  Bytes bytes;
+  Owned<ListWatcher> doc(ListWatcher::New(bytes.stream.get()));
+  doc->CopyIn(chain[199].get());
+  EXPECT_EQ(doc->slots, 200);
+  doc->CopyIn(chain[199].get());
+  EXPECT_EQ(doc->slots, 250);
+}
+
+TEST(AObjDoc, AnUnknownClassIsCountedAndWrittenBackUnchanged) {
+  const std::string document = documentOfUnknown(std::string("\x02\x07secret \0 bytes\x03", 17));
+  const std::string body = document.substr(kFirstRecord);
+  static Long seen;
+  SetHandleUnknownsCB([](Long classID) { seen = classID; });
+  Owned<AUnknownArray> counts(AUnknownArray::New());
+  gUnknownArray = counts.get();
+  Owned<APortable> unknown(loaded(document));
+  Owned<APortable>(loaded(document));
+  gUnknownArray = nullptr;
+  SetHandleUnknownsCB(nullptr);
+
+  Long classID;
+  std::memcpy(&classID, "MYST", 4);
+  EXPECT_TRUE(unknown->IsInstanceOf("AUnknown"));
+  EXPECT_EQ(GetWriteClassID(unknown.get()), classID);
+  EXPECT_EQ(seen, classID);
+  ASSERT_EQ(counts->GetNumItems(), 1);
+  EXPECT_EQ(elements<AUnknownArray::Entry>(counts.get())[0].count, 2);
+
+  EXPECT_EQ(saved(unknown.get()).substr(kFirstRecord), body);
+  Owned<AObject> copy(unknown->Copy());
+  unknown.reset();
+  EXPECT_EQ(saved(static_cast<APortable*>(copy.get())).substr(kFirstRecord), body);
+  EXPECT_EQ(saved(Owned<APortable>(loaded(documentOfUnknown("\x03"))).get()).substr(kFirstRecord + 8), "\x03");
+}
+
+TEST(AObjDoc, UnknownsCanBeDropped) {
+  // The reel is read behind its item, the unknown, and sees none; a reel read ahead of it would keep its address.
+  Owned<Reel> reel(Reel::New({Clip::New("item")}));
+  std::string document = saved(reel.get());
+  document.replace(kFirstRecord, 4, "MYST");
+  AObjDoc::SetNoUnknowns(1);
+  Owned<Reel> without(static_cast<Reel*>(loaded(document)));
+  EXPECT_EQ(loaded(documentOfUnknown("\x03")), nullptr);
+  AObjDoc::SetNoUnknowns(0);
+  ASSERT_EQ(without->count, 1);
+  EXPECT_EQ(without->items[0], nullptr);
+  Owned<Reel> with(static_cast<Reel*>(loaded(document)));
+  EXPECT_TRUE(with->items[0]->IsInstanceOf("AUnknown"));
+}
+
+TEST(AObjDoc, RefusesWhatCannotBeRight) {
+  const Ring ring;
+  const std::string ringDoc = saved(ring.a.get());
+  Owned<Reel> reel(Reel::New({Reel::New({}), Reel::New({})}));
+  // Records: the second inner reel, the first, the outer. A body is mark, count, items, leader, end.
+  const std::string reelDoc = saved(reel.get());
+  const std::size_t outerItems = kFirstRecord + 2 * (8 + 11) + 8 + 6;
+  const std::string longest("\xFF\xFF\xFF\x7F", 4);
+  const struct {
+    const char* name;
+    const std::string& document;
+    std::size_t at;
+    std::string bytes;
+    const char* reason;
+  } cases[] = {
+      {"version 5", ringDoc, 21, "\x05", "AOBJDOC_VERSION_MISMATCH"},
+      {"version 0", ringDoc, 21, std::string(1, '\0'), "AOBJDOC_VERSION_MISMATCH"},
+      {"other text", ringDoc, 16, "Q", "AOBJDOC_BAD_MAGIC"},
+      {"negative count", ringDoc, 43, "\xFF\xFF\xFF\xFF", "Object count out-of-bounds"},
+      {"huge count", ringDoc, 43, longest, "Object count out-of-bounds"},
+      {"root 0", ringDoc, 47, std::string(4, '\0'), "Root object out-of-bounds"},
+      {"root beyond the last", ringDoc, 47, "\x03", "Root object out-of-bounds"},
+      {"negative length", ringDoc, kFirstRecord + 4, "\xFF\xFF\xFF\xFF", "Object length out-of-bounds"},
+      {"huge length", ringDoc, kFirstRecord + 4, longest, "Object length out-of-bounds"},
+      {"unknown on file", ringDoc, kFirstRecord, "NKNU", "PCREG_UNKNOWN_ENCOUNTERED"},
+      {"pointer beyond the last", ringDoc, kFirstRecord + 8 + 9, "\x03", "Object ID out-of-bounds"},
+      {"pointer to another class", reelDoc, kFirstRecord, "PILC", "STRM_ILLEGAL_OBJECT_VERSION"},
+      {"newer major version", ringDoc, kFirstRecord + 9, "\x02", "STRM_ILLEGAL_OBJECT_VERSION"},
+      {"two owners", reelDoc, outerItems, "\x01", "An object has two owners"},
+      {"owned root", reelDoc, outerItems, "\x03", "The root object has an owner"},
+      {"a domain on file", reelDoc, kFirstRecord, "NMOD", "Domain portability not implemented."},
+  };
+  const Long alive = Clip::alive;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::string document = c.document;
+    document.replace(c.at, c.bytes.size(), c.bytes);
+    EXPECT_EQ(reasonRaisedBy(document), c.reason);
+  }
+  // A clip that another refers to is left to that one, which does not dispose its neighbour.
+  EXPECT_LE(Clip::alive - alive, 2 * 4);
+}
+
+TEST(AObjDoc, ABodyReadPastItsLengthIsRefused) {
+  const Ring ring;
+  std::string document = saved(ring.a.get());
+  document[kFirstRecord + 4] = 20;
+  // The record behind is then found one byte early, but the first body gives it away in the loading pass already.
+  const XError error = errorRaisedBy([&] { loaded(document); });
+  EXPECT_STREQ(error.GetCode(), "DOMAIN_COPYOUT_FAILED");
+}
+
+TEST(AObjDoc, APointerToAnotherClassIsRefused) {
+  Owned<Clip> clip(Clip::New("c"));
+  clip->next = clip.get();
+  Owned<Reel> reel(Reel::New({}));
+  reel->leader = clip.get();
+  std::string document = saved(reel.get());
+  document[kFirstRecord + 8 + 9] = 2;  // the clip's next becomes the reel
+  EXPECT_EQ(reasonRaisedBy(document), "Object of an unexpected class");
+}
+
+TEST(AObjDoc, DeferredChecksRunOnceAllIsLoaded) {
+  Owned<Clip> nameless(Clip::New("x"));
+  OwnedHandle(std::exchange(nameless->name, nullptr));
+  Owned<Reel> reel(Reel::New({}));
+  reel->leader = nameless.get();
+  EXPECT_EQ(reasonRaisedBy(saved(reel.get())), "A leader without a name");
+}
+
+TEST(AObjDoc, AFailedLoadDisposesWhatNobodyRefersTo) {
+  Owned<Reel> reel(Reel::New({Clip::New("a"), Clip::New("b"), Clip::New("c")}));
+  std::string document = saved(reel.get());
+  document.back() = 0;  // the root's end mark, read last of all
+  const Long alive = Clip::alive;
+  EXPECT_EQ(reasonRaisedBy(document), "STRM_UNEXPECTED_TAG");
+  EXPECT_EQ(Clip::alive, alive);
+}
+
+TEST(AObjDoc, NeedsAStreamThatCanSeek) {
+  class Tape : public AStream {
+   public:
+    static Tape* New() {
+      auto* tape = new Tape;
+      tape->IStream();
+      return tape;
+    }
+    Boolean IsRandom() override { return 0; }
+  };
+  registerFilm();
+  Owned<Tape> tape(Tape::New());
+  EXPECT_EQ(codeRaisedBy([&] { AObjDoc::New(tape.get(), 1, 0); }), "DOMAIN_RAND_STRM_REQUIRED");
+  Bytes bytes;
+  Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, 0));
+  EXPECT_EQ(codeRaisedBy([&] { doc->SetStream(tape.get(), 0); }), "DOMAIN_RAND_STRM_REQUIRED");
+}
+
+TEST(AObjDoc, OneWalkAtATime) {
+  class Nested : public Reel {
+   public:
+    void Put(AStream* stream, AIODesc* desc) override {
+      if (!std::exchange(entered, true)) saved(nullptr);
+      Reel::Put(stream, desc);
+    }
+    bool entered = false;
+  };
+  Owned<Nested> reel(new Nested);
+  EXPECT_EQ(codeRaisedBy([&] { saved(reel.get()); }), "DOMAIN_COPYIN_FAILED");
+  reel->entered = true;
+  EXPECT_EQ(codeRaisedBy([&] { saved(reel.get()); }), "");
+}
+
+TEST(AObjDoc, TracesItsWalks) {
+  const Ring ring;
+  const std::string document = saved(ring.a.get());
+  const int domain = dbgGetSubSystemID("Domain");
+  dbgSetFlag(domain, kDbgPrint);
+  const DebugPrinted out;
+  described(loaded(saved(ring.a.get())));
+  dbgClearFlag(domain, kDbgPrint);
+  std::string text = out.text();
+  for (std::size_t at = 0; (at = text.find(':', at)) != std::string::npos;) text.replace(at - 2, 8, "now");
+  EXPECT_EQ(text,
+            "AObjDoc CopyIn started on a Clip (now).\n"
+            "  Preflight.\n"
+            "  Writing 2 objects (now).\n"
+            "  AObjDoc CopyIn finished (now)\n"
+            "AObjDoc CopyOut started (now)\n"
+            "  Creating 2 objects (now)\n"
+            "  Loading 2 objects (now)\n"
+            "  AObjDoc CopyOut of a Clip finished (now)\n");
+}

@@ -1,0 +1,148 @@
+#include "core/objsys/APortable.h"
+
+#include <gtest/gtest.h>
+
+#include "core/lists/AArray.h"
+#include "core/objsys/AIODesc.h"
+#include "tests/objsys/Film.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+/// A clip of a later program: two more tagged fields, and a level of its own behind them.
+class LaterClip : public Clip {
+ public:
+  static LaterClip* New() {
+    auto* clip = new LaterClip;
+    clip->setName("later");
+    return clip;
+  }
+  void Put(AStream* stream, AIODesc* desc) override {
+    Clip::Put(stream, desc);
+    stream->WriteString("remark", "behind the known fields");
+    stream->WriteInt64("length", 1);
+    stream->WriteClassMark(Long(MakeChar4("LATE")), 9);
+    stream->WriteBeginTagMark(3);
+    stream->WriteBytes("bytes", "bytes", 5);
+  }
+};
+
+class Nameless : public APortable {};
+
+}  // namespace
+
+TEST(APortable, AClassThatSaysNothingOfItselfIsFatal) {
+  Owned<Nameless> object(new Nameless);
+  EXPECT_EQ(codeRaisedBy([&] { object->GetClassID(); }), "FATAL_ERROR");
+  EXPECT_EQ(codeRaisedBy([&] { object->GetVersionWritten(); }), "FATAL_ERROR");
+  EXPECT_EQ(codeRaisedBy([&] { object->GetExtensionDescription(); }), "FATAL_ERROR");
+  EXPECT_EQ(codeRaisedBy([&] { object->Copy(); }), "FATAL_ERROR");
+}
+
+TEST(APortable, TheDeclaredLinesGiveAClassItsIdentity) {
+  Owned<Reel> reel(Reel::New({}));
+  EXPECT_STREQ(reel->ClassName(), "Reel");
+  EXPECT_EQ(reel->GetClassID(), MakeChar4("REEL"));
+  EXPECT_EQ(reel->GetVersionWritten(), 2);
+  EXPECT_EQ(reel->GetMinVersionRead(), 2);
+  EXPECT_EQ(reel->GetMaxVersionRead(), 3);
+  EXPECT_STREQ(reel->GetExtensionDescription(), "NO_EXTENSIONS");
+  for (const char* name : {"Reel", "AUndoable", "APortable", "AObject"}) EXPECT_TRUE(reel->IsInstanceOf(name)) << name;
+  EXPECT_FALSE(reel->IsInstanceOf("reel"));
+}
+
+TEST(APortable, AWalkStartsWithNothingVisited) {
+  Owned<Clip> clip(Clip::New("c"));
+  APortable::IncrementGlobalVisitID();
+  EXPECT_FALSE(clip->WasVisited());
+  clip->MarkVisited();
+  EXPECT_TRUE(clip->WasVisited());
+  APortable::IncrementGlobalVisitID();
+  EXPECT_FALSE(clip->WasVisited());
+  clip->SetDomainData(-3);
+  EXPECT_EQ(clip->GetDomainData(), -3);
+}
+
+TEST(APortable, FieldsOfALaterProgramAreSteppedOver) {
+  registerFilm();
+  Owned<LaterClip> later(LaterClip::New());
+  later->rate = 24;
+  const std::string document = saved(later.get());
+  Owned<Clip> read(static_cast<Clip*>(loaded(document)));
+  EXPECT_STREQ(read->nameText(), "later");
+  EXPECT_EQ(read->rate, 24);
+}
+
+TEST(APortable, BecomesLikeAnObjectThatIsNoLarger) {
+  Owned<Clip> clip(Clip::New("c", 3));
+  Owned<Clip> other(Clip::New("o", 4));
+  std::swap(clip->name, other->name);  // flat bytes: only one of the two may own the name afterwards
+  OwnedHandle(std::exchange(clip->name, nullptr));
+  OwnedHandle name(std::exchange(other->name, nullptr));
+  clip->BecomeLike(other.get());
+  EXPECT_EQ(clip->in, 4);
+  Owned<Reel> reel(Reel::New({}));
+  ASSERT_GT(reel->Size(), clip->Size());
+  EXPECT_EQ(checkFailedBy([&] { clip->BecomeLike(reel.get()); }), "KySize(dest) >= KySize(source)");
+}
+
+TEST(APortable, DumpsThroughTheInstalledRoutine) {
+  Owned<Clip> clip(Clip::New("c"));
+  APortable::InstallDumpRoutine(
+      [](APortable* object, KyPrint print, int indent) { print("%*s%s\n", indent, "", object->ClassName()); });
+  {
+    const Printed out;
+    clip->Dump(out.print, 2);
+    EXPECT_EQ(out.text(), "  Clip\n");
+  }
+  APortable::InstallDumpRoutine(nullptr);
+  const Printed out;
+  clip->Dump(out.print, 2);
+  EXPECT_TRUE(out.text().starts_with("  > Clip (object: 0x"));
+}
+
+TEST(AIODesc, TellsThePurpose) {
+  const struct {
+    AIODesc* desc;
+    int kind;
+    const char* name;
+  } cases[] = {{AStoreDesc::New(), 1, "AStoreDesc"},
+               {AUndoDesc::New(), 2, "AUndoDesc"},
+               {APrintDesc::New(), 3, "APrintDesc"},
+               {AConv55Desc::New(), 6, "AConv55Desc"},
+               {AConv62Desc::New(), 7, "AConv62Desc"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Owned<AIODesc> desc(c.desc);
+    EXPECT_EQ(desc->GetIOKind(), c.kind);
+    EXPECT_STREQ(desc->ClassName(), c.name);
+    EXPECT_TRUE(desc->IsInstanceOf(c.name) && desc->IsInstanceOf("AIODesc"));
+    EXPECT_FALSE(desc->GetPtrsOnly());
+    desc->SetPtrsOnly(1);
+    EXPECT_TRUE(desc->GetPtrsOnly());
+  }
+}
+
+TEST(AIODesc, OnlyStorageDefersChecks) {
+  static int runs;
+  runs = 0;
+  const auto count = [](AObject*) { ++runs; };
+  const auto refuse = [](AObject*) { raiseBadStreamData("no"); };
+  Owned<AUndoDesc> undo(AUndoDesc::New());
+  Owned<AStoreDesc> store(AStoreDesc::New());
+  deferCheck(undo.get(), nullptr, count);
+  deferCheck(store.get(), nullptr, count);
+  deferCheck(store.get(), nullptr, refuse);
+  deferCheck(store.get(), nullptr, count);
+  Owned<AObject> copy(store->Copy());
+  static_cast<AStoreDesc*>(copy.get())->RunDeferredChecks();
+  EXPECT_EQ(runs, 0);
+  EXPECT_EQ(codeRaisedBy([&] { store->RunDeferredChecks(); }), "DOMAIN_BAD_STRM_DATA");
+  EXPECT_EQ(runs, 1);
+  store->RunDeferredChecks();
+  EXPECT_EQ(runs, 1);
+}

@@ -1,0 +1,85 @@
+#include "core/objsys/PClass.h"
+
+#include <gtest/gtest.h>
+
+#include "core/error/DumpTable.h"
+#include "core/error/Subsystems.h"
+#include "core/objsys/AUnknown.h"
+#include "tests/objsys/Film.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+constexpr Long kClip = Long(Clip::portableID);
+constexpr Long kOldClip = Long(MakeChar4("clip"));
+constexpr Long kNobody = Long(MakeChar4("Nob?"));
+
+void registerOldClip() {
+  registerFilm();
+  static bool done = false;
+  if (!std::exchange(done, true)) PClassAddAlias(kOldClip, kClip);
+}
+}  // namespace
+
+TEST(PClass, FindsClassesByIdentifierAndByName) {
+  registerFilm();
+  EXPECT_STREQ(FindClassName(kClip), "Clip");
+  EXPECT_STREQ(FindClassName(Long(MakeChar4("UNDO"))), "AUndoable");
+  EXPECT_STREQ(FindClassName(Long(MakeChar4("DOMN"))), "ADomain");
+  EXPECT_EQ(FindPCID("Reel"), Long(Reel::portableID));
+  EXPECT_EQ(FindPCID("reel"), 0);
+  const XError error = errorRaisedBy([] { FindClassName(kNobody); });
+  EXPECT_STREQ(error.GetCode(), "PCREG_UNKNOWN_CLASSID");
+  EXPECT_EQ(parm(error, "classID"), std::to_string(kNobody));
+}
+
+TEST(PClass, RefusesASecondClassUnderAnIdentifier) {
+  registerFilm();
+  const XError error = errorRaisedBy([] { Clip::PCRegister(); });
+  EXPECT_STREQ(error.GetCode(), "PCREG_DUPLICATE_CLASSID");
+  EXPECT_EQ(parm(error, "classStr"), "CLIP");
+  EXPECT_EQ(parm(error, "classID"), std::to_string(kClip));
+  EXPECT_EQ(codeRaisedBy([] { PClassAddAlias(Long(Reel::portableID), kClip); }), "PCREG_DUPLICATE_CLASSID");
+  EXPECT_EQ(codeRaisedBy([] { PClassAddAlias(1, kNobody); }), "PCREG_UNKNOWN_CLASSID");
+}
+
+TEST(PClass, AnAliasCreatesTheCurrentClassAndIsNeverWritten) {
+  registerOldClip();
+  Owned<APortable> object(NewByClassID(kOldClip, 0));
+  EXPECT_TRUE(object->IsInstanceOf("Clip"));
+  EXPECT_EQ(GetWriteClassID(object.get()), kClip);
+  EXPECT_STREQ(FindClassName(kOldClip), "Clip");
+  EXPECT_EQ(FindPCID("Clip"), kClip);
+}
+
+TEST(PClass, MakesAStandInForAClassItDoesNotKnow) {
+  registerFilm();
+  const int subsystem = dbgGetSubSystemID("PClass");
+  dbgSetFlag(subsystem, kDbgPrint);
+  const DebugPrinted out;
+  Owned<APortable> object(NewByClassID(kNobody, 0));
+  dbgClearFlag(subsystem, kDbgPrint);
+  EXPECT_EQ(out.text(), "Attempted to create unknown class 'Nob?', substituting AUnknown.\n");
+  ASSERT_TRUE(object->IsInstanceOf("AUnknown"));
+  EXPECT_EQ(static_cast<AUnknown*>(object.get())->GetOrigClassID(), kNobody);
+  EXPECT_EQ(codeRaisedBy([] { NewByClassID(Long(MakeChar4("UNKN")), 4); }), "PCREG_UNKNOWN_ENCOUNTERED");
+}
+
+TEST(PClass, DumpsARowForEachClass) {
+  registerOldClip();
+  static bool done = false;
+  if (!std::exchange(done, true)) PClassAdd(Long(MakeChar4("ABST")), "Abstract", nullptr);
+  const Printed out;
+  DmpDumpOne(out.print, "PClass Registry");
+  const std::string& text = out.text();
+  for (const char* line : {"Registered classes:     ", "Unknowns encountered:   ",
+                           "                             Written   Min   Max   Attributes supported      \n",
+                           "                  Clip CLIP     1       1     1    rate (1)\n",
+                           "                  Clip clip     1       1     1    rate (1)\n",
+                           "                  Reel REEL     2       2     3    NO_EXTENSIONS\n",
+                           "              Abstract ABST   ???     ???   ???    ?????\n"})
+    EXPECT_NE(text.find(line), std::string::npos) << line << text;
+}
