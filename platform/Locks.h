@@ -53,6 +53,9 @@ class KY_API RecursiveLock {
     return true;
   }
 
+  /// Frees the lock whoever holds it, for an owner that will not come back; an owner that does is refused its `unlock`.
+  void forceUnlock();
+
   bool isHeldByCaller() const {
     return tLockOwner != 0 && (word.load(std::memory_order_relaxed) & ~kWaiters) == tLockOwner;
   }
@@ -81,6 +84,7 @@ class KY_API RecursiveLock {
   Wait lockSlow(Int64 milliseconds);
   Wait waitInLine(Int64 milliseconds);
   void unlockSlow();
+  void free();
 
   std::atomic<ULong> word{0};  ///< the owner's number, 0 when free, and kWaiters
   ULong depth = 0;             ///< the owner's to touch

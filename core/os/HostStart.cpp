@@ -25,6 +25,8 @@ void start(const KyHostSettings& settings) {
   dbgInstallPrintf(settings.debugPrintf ? settings.debugPrintf : printOnStandardOutput);
   KyMemInit();
   ESInit();
+  xSetLogFunc(settings.raiseLog);
+  ky::setFatalLog(settings.fatalLog);
   FtlInstall(settings.fatalHandler);
   MBInit();
   // Here belong the manufacturers of locators.
@@ -33,6 +35,7 @@ void start(const KyHostSettings& settings) {
   InstallUIrtns(ui.GetWaitingProc(), ui.GetThermProc(), ui.GetUIResetProc(), ui.GetUICloseProc());
   if (settings.uiMessage) InstallUImsg(settings.uiMessage);
   if (settings.uiDialog) InstallUIdialog(settings.uiDialog);
+  ky::setProgramVersion(settings.version);
   // Here belong the hardware facts, and the commands' developer mode.
   TCSetLoop(settings.timecodeLoops);
   // Here belong the folders of temporary files and of error reports.

@@ -137,9 +137,18 @@ Wait RecursiveLock::waitInLine(Int64 milliseconds) {
 }
 
 void RecursiveLock::unlockSlow() {
-  WaitingRoom& shared = room();
-  const std::lock_guard hold(shared.gate);
-  Waiter* const next = shared.firstFor(this);
+  const std::lock_guard hold(room().gate);
+  if (isHeldByCaller()) free();
+}
+
+void RecursiveLock::forceUnlock() {
+  const std::lock_guard hold(room().gate);
+  free();
+}
+
+// Under the gate.
+void RecursiveLock::free() {
+  Waiter* const next = room().firstFor(this);
   word.store(next ? kWaiters : 0, std::memory_order_release);
   if (next) {
     next->woken = true;

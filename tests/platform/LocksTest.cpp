@@ -104,6 +104,23 @@ TEST(RecursiveLock, ItsOwnersEndWakesWhoeverWaits) {
   lock.unlock();
 }
 
+TEST(RecursiveLock, ForcedFreeItGoesToWhoeverWaits) {
+  RecursiveLock lock;
+  std::promise<void> done;
+  const auto thread = holder(lock, [&, finished = done.get_future().share()] {
+    finished.wait();
+    EXPECT_FALSE(lock.unlock());
+  });
+  auto waiter = std::async(std::launch::async, [&] { return lock.lockFor(kForever); });
+  EXPECT_EQ(waiter.wait_for(10ms), std::future_status::timeout);
+  lock.forceUnlock();
+  EXPECT_EQ(waiter.get(), Wait::acquired);
+  lock.forceUnlock();
+  EXPECT_EQ(lock.lockFor(0), Wait::acquired);
+  lock.unlock();
+  done.set_value();
+}
+
 TEST(RecursiveLock, KeepsThreadsApartAndLosesNoWaiter) {
   constexpr int kThreads = 6;
   constexpr int kRounds = 4'000;
