@@ -20,6 +20,7 @@ inline ULong commonDivisor(ULong a, ULong b) {
   a >>= std::countr_zero(a);
   b >>= std::countr_zero(b);
   while (a != b) {
+    if (a == 1 || b == 1) return 1u << twos;
     const ULong difference = a > b ? a - b : b - a;
     b = a < b ? a : b;
     a = difference >> std::countr_zero(difference);

@@ -48,6 +48,11 @@ bool product(const Rational& a, const Rational& b, Parts& out) {
   return productFits(out.num) && productFits(out.den);
 }
 
+Long divided(Long n, ULong common) {
+  const ULong quotient = magnitude(n) / common;
+  return static_cast<Long>(n < 0 ? 0 - quotient : quotient);
+}
+
 /// Divides both by what they have in common.
 inline void reduceFields(Long& num, Long& den) {
   if (num == den && num != 0) {
@@ -56,8 +61,8 @@ inline void reduceFields(Long& num, Long& den) {
   }
   const ULong common = commonDivisor(magnitude(num), magnitude(den));
   if (common <= 1) return;
-  num = static_cast<Long>(Int64{num} / common);
-  den = static_cast<Long>(Int64{den} / common);
+  num = divided(num, common);
+  den = divided(den, common);
 }
 
 /// The constructor's work, where the compiler may inline it.

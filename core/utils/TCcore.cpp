@@ -18,7 +18,9 @@ timecodeDesc_t sDefaultDesc{0, 30, 0};
 bool sTCLoops = false;
 bool sTCLoopsIsSet = false;
 
-timecodeDesc_t described(const timecodeDesc_t* desc) { return desc && desc->fps != 0 ? *desc : sDefaultDesc; }
+const timecodeDesc_t& described(const timecodeDesc_t* desc) {
+  return desc && (desc->fps & 0xFFFF) != 0 ? *desc : sDefaultDesc;
+}
 
 bool isDrop(const timecodeDesc_t& desc) { return desc.flags & kDrop; }
 
@@ -47,46 +49,37 @@ inline Long counted(const Fields& f, const Units& u) {
          f.seconds * u.second + f.frames;
 }
 
-inline Fields split(Long n, const Units& u, bool drop) {
-  Fields f;
-  f.days = n / u.day;
-  n -= f.days * u.day;
-  f.hours = n / u.hour;
-  n -= f.hours * u.hour;
-  const Long tens = n / u.tenMinutes;
-  n -= tens * u.tenMinutes;
-  const Long ones = (drop ? n - 2 : n) / u.minute;
-  n -= ones * u.minute;
-  f.minutes = tens * 10 + ones;
-  f.seconds = n / u.second;
-  f.frames = n - f.seconds * u.second;
-  return f;
+/// The quotients do not wait for each other: each is taken from the whole count.
+template <class Number>
+inline Fields dropFields(Number n) {
+  constexpr Number ten = kDropUnits.tenMinutes, minute = kDropUnits.minute, second = kDropUnits.second;
+  const Number allTens = n / ten, allHours = n / (ten * 6), days = n / (ten * 144);
+  n -= allTens * ten;
+  const Number ones = (n == 0 || n == 1 ? 0 : n - 2) / minute;
+  n -= ones * minute;
+  const Number seconds = n / second;
+  return {Long(days), Long(allHours - days * 24), Long((allTens - allHours * 6) * 10 + ones), Long(seconds),
+          Long(n - seconds * second)};
 }
 
-template <ULong Fps>
-Fields splitAt(Long n) {
-  constexpr Units units = nonDropUnits(Fps);
-  return split(n, units, false);
+template <class Number>
+inline Fields nonDropFields(Number n, Number fps) {
+  const Number allSeconds = fps == 30 ? n / 30 : n / fps;  // the usual rate divides by a constant
+  const Number allMinutes = allSeconds / 60, allHours = allSeconds / 3600, days = allSeconds / 86400;
+  return {Long(days), Long(allHours - days * 24), Long(allMinutes - allHours * 60), Long(allSeconds - allMinutes * 60),
+          Long(n - allSeconds * fps)};
 }
 
-/// The usual rates divide by constants.
-Fields fieldsOf(Long n, const timecodeDesc_t& desc) {
-  if (isDrop(desc)) return split(n, kDropUnits, true);
-  switch (desc.fps) {
-    case 24:
-      return splitAt<24>(n);
-    case 25:
-      return splitAt<25>(n);
-    case 30:
-      return splitAt<30>(n);
-    case 60:
-      return splitAt<60>(n);
-    default:
-      return split(n, nonDropUnits(desc.fps), false);
-  }
+/// Counts that are known not to be negative are split as unsigned numbers, which is quicker.
+template <class Number>
+inline Fields fieldsOf(Number n, const timecodeDesc_t& desc, bool drop) {
+  return drop ? dropFields(n) : nonDropFields(n, static_cast<Number>(desc.fps & 0xFFFF));
 }
 
-Fields fieldsOf(const timecode_t& tc) { return fieldsOf(tc.frames, described(&tc.desc)); }
+Fields fieldsOf(const timecode_t& tc) {
+  const timecodeDesc_t& desc = described(&tc.desc);
+  return fieldsOf(tc.frames, desc, isDrop(desc));
+}
 
 timecode_t constructed(const Fields& fields, timecodeDesc_t desc) {
   if (desc.fps != 30) setDrop(desc, false);
@@ -233,19 +226,20 @@ constexpr auto kPairs = [] {
   return pairs;
 }();
 
-/// A field beyond two digits spills into the characters behind '9', as adding to the digits has it.
-inline UInt64 pairOf(Long field) {
-  if (static_cast<ULong>(field) < kPairs.size()) [[likely]]
-    return kPairs[static_cast<std::size_t>(field)];
-  if (field <= 0) return kPairs[0];
-  return static_cast<unsigned char>('0' + field / 10) | static_cast<UInt64>('0' + field % 10) << 8;
+UInt64 pairOf(Long field) { return kPairs[static_cast<std::size_t>(field)]; }
+
+/// Frames beyond two digits spill into the characters behind '9', as adding to the digits has it.
+UInt64 framesPair(Long frames) {
+  if (frames < static_cast<Long>(kPairs.size())) [[likely]]
+    return pairOf(frames);
+  return static_cast<unsigned char>('0' + frames / 10) | static_cast<UInt64>('0' + frames % 10) << 8;
 }
 
-/// Writes eleven characters and the end.
+/// Writes the fields of a count that is not negative, eleven characters and the end.
 inline void writeFields(const Fields& f, char separator, char* to) {
   const UInt64 s = static_cast<unsigned char>(separator);
   const UInt64 front = pairOf(f.hours) | s << 16 | pairOf(f.minutes) << 24 | s << 40 | pairOf(f.seconds) << 48;
-  const auto back = static_cast<ULong>(s | pairOf(f.frames) << 8);
+  const auto back = static_cast<ULong>(s | framesPair(f.frames) << 8);
   std::memcpy(to, &front, sizeof(front));
   std::memcpy(to + sizeof(front), &back, sizeof(back));
 }
@@ -265,33 +259,46 @@ Long blankZeros(char* digits) {
 }
 
 char signFor(Long frames, short flags) {
-  if (!(flags & (kTCSign | kTCBlankSign))) return '\0';
   if (frames < 0) return '-';
   return flags & kTCSign ? '+' : ' ';
 }
 
-}  // namespace
+/// Writes the digits of a count without its sign; the lowest count, which has no opposite, shows as 0.
+inline void writeCount(Long frames, const timecodeDesc_t& desc, bool drop, char* to) {
+  const Long size = frames < 0 ? -frames : frames;
+  writeFields(fieldsOf(static_cast<ULong>(size < 0 ? 0 : size), desc, drop), drop ? ';' : ':', to);
+}
 
-char* TCToStr(timecode_t tc, char* buf, Long, short flags) {
-  if (!check(buf != nullptr, "buf != NULL")) return buf;
-  buf[0] = '\0';
-  if (flags & kTCEmptyForZero && tc.frames == 0) return buf;
-  if (flags & kTCEmptyForAbsent && tc.frames == kTCAbsent) return buf;
-
-  timecodeDesc_t desc = described(&tc.desc);
-  if (flags & kTCNonDrop) setDrop(desc, false);
+[[gnu::noinline]] void writeFlagged(Long frames, const timecodeDesc_t& desc, bool drop, char* buf, short flags) {
   char* digits = buf;
-  const char sign = signFor(tc.frames, flags);
+  const char sign = flags & (kTCSign | kTCBlankSign) ? signFor(frames, flags) : '\0';
   if (sign) *digits++ = sign;
-  writeFields(fieldsOf(tc.frames < 0 ? -tc.frames : tc.frames, desc), isDrop(desc) ? ';' : ':', digits);
+  writeCount(frames, desc, drop, digits);
 
-  if (!(flags & (kTCBlankZeros | kTCTrimZeros))) return buf;
+  if (!(flags & (kTCBlankZeros | kTCTrimZeros))) return;
   const Long blanks = blankZeros(digits);
   if (flags & kTCTrimZeros) {
     std::memmove(digits, digits + blanks, static_cast<std::size_t>(kTextLength - blanks + 1));
   } else if (sign && blanks > 0) {
     buf[0] = ' ';
     digits[blanks - 1] = sign;
+  }
+}
+
+}  // namespace
+
+char* TCToStr(timecode_t tc, char* buf, Long, short flags) {
+  if (!check(buf != nullptr, "buf != NULL")) return buf;
+  if ((flags & kTCEmptyForZero && tc.frames == 0) || (flags & kTCEmptyForAbsent && tc.frames == kTCAbsent)) {
+    buf[0] = '\0';
+    return buf;
+  }
+  const timecodeDesc_t& desc = described(&tc.desc);
+  const bool drop = isDrop(desc) && !(flags & kTCNonDrop);
+  if (flags & (kTCSign | kTCBlankSign | kTCBlankZeros | kTCTrimZeros)) {
+    writeFlagged(tc.frames, desc, drop, buf, flags);
+  } else {
+    writeCount(tc.frames, desc, drop, buf);
   }
   return buf;
 }
@@ -327,38 +334,54 @@ class FieldScan {
   bool sawSemicolon = false;
 };
 
-/// The usual form, dd:dd:dd:dd with `:` or `;`, read without a loop: what is left of each byte after its digit zero or
-/// its colon is taken away must be below ten, or below two for the separators.
-///
-/// Requires: eleven characters.
-/// Returns:  false for anything else, which the scan then judges.
-inline bool readUsualForm(const char* text, timecodeDesc_t desc, timecode_t* out) {
-  constexpr UInt64 zeros = 0x30303A30303A3030, limits = 0x76767E76767E7676, high = 0x8080808080808080;
-  constexpr UInt64 separators = 0x0000FF0000FF0000;
-  UInt64 head;
-  ULong tail;
-  std::memcpy(&head, text, sizeof(head));
-  std::memcpy(&tail, text + 7, sizeof(tail));
-  head ^= zeros;
-  tail ^= 0x30303A30;
-  if ((((head + limits) | head) & high) != 0 || (((tail + 0x76767E76) | tail) & 0x80808080) != 0) return false;
+/// Returns:  the value of two digits, or above 99.
+inline ULong pairIn(const char* text) {
+  const auto tens = static_cast<unsigned char>(text[0] - '0');
+  if (tens > 9) return 100;
+  const auto ones = static_cast<unsigned char>(text[1] - '0');
+  return ones > 9 ? 100 : tens * 10u + ones;
+}
 
-  if (desc.fps == 30) setDrop(desc, (head & separators) != 0 || (tail & 0xFF00) != 0);
-  const UInt64 pairs = head * 10 + (head >> 8);  // bytes 0, 3 and 6 hold a pair's value
-  const auto pairAt = [pairs](int shift) { return static_cast<Long>(pairs >> shift & 0xFF); };
-  *out = constructed({0, pairAt(0), pairAt(24), pairAt(48), static_cast<Long>((tail >> 16 & 0xFF) * 10 + (tail >> 24))},
-                     desc);
+/// Returns:  0 for a colon, 1 for a semicolon, or above 1.
+inline ULong separatorIn(char c) { return static_cast<unsigned char>(c - ':'); }
+
+/// The usual form: four pairs of digits with `:` or `;` between them.
+///
+/// Returns:  false for anything else, which the backward scan then judges.
+inline bool readUsualForm(const char* text, timecodeDesc_t& desc, Fields& fields) {
+  const ULong hours = pairIn(text);
+  if (hours > 99) return false;
+  const ULong first = separatorIn(text[2]);
+  if (first > 1) return false;
+  const ULong minutes = pairIn(text + 3);
+  if (minutes > 99) return false;
+  const ULong second = separatorIn(text[5]);
+  if (second > 1) return false;
+  const ULong seconds = pairIn(text + 6);
+  if (seconds > 99) return false;
+  const ULong third = separatorIn(text[8]);
+  if (third > 1) return false;
+  const ULong frames = pairIn(text + 9);
+  if (frames > 99 || text[11] != '\0') return false;
+  if (desc.fps == 30) setDrop(desc, first | second | third);
+  fields = {0, static_cast<Long>(hours), static_cast<Long>(minutes), static_cast<Long>(seconds),
+            static_cast<Long>(frames)};
   return true;
 }
 
 }  // namespace
 
 unsigned char TCStrToTC(timecode_t* out, const char* text, short flags, const timecodeDesc_t* desc) {
-  timecodeDesc_t start = described(desc);
+  const timecodeDesc_t& given = described(desc);
+  timecodeDesc_t start{given.flags, given.fps, given.reserved};  // word by word: the compiler keeps it in registers
   if (flags & kTCNonDrop) setDrop(start, false);
-  const std::size_t length = std::strlen(text);
-  if (length == kTextLength && readUsualForm(text, start, out)) return 1;
+  Fields usual;
+  if (readUsualForm(text, start, usual)) {
+    *out = constructed(usual, start);
+    return 1;
+  }
 
+  const std::size_t length = std::strlen(text);
   *out = {start, flags & kTCEmptyForAbsent ? kTCAbsent : 0};
   if (length == 0) return 0;
   FieldScan scan(start);

@@ -1,0 +1,194 @@
+#include "core/math/CUtils.h"
+
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <numeric>
+#include <random>
+#include <string>
+
+#include "core/math/KyFixedMath.h"
+#include "tests/support/Raised.h"
+
+using namespace ky::test;
+
+namespace {
+
+/// Values at which widths and signs change, mixed with small and arbitrary ones.
+Long awkward(std::mt19937& random) {
+  constexpr Long edges[] = {0, 1, -1, 2, -2, 0x7FFF, -0x8000, 0x8000, 0x3FFFFFFF, -0x40000000, INT32_MAX, INT32_MIN};
+  switch (random() % 3) {
+    case 0:
+      return edges[random() % std::size(edges)];
+    case 1:
+      return static_cast<Long>(random() % 41) - 20;
+    default:
+      return static_cast<Long>(random());
+  }
+}
+
+Int64 modelFloor(Int64 a, Int64 b) { return a / b - (a < 0 && a % b != 0); }
+
+}  // namespace
+
+TEST(CUtils, DivisionsAgreeWithTheirRulesInWideArithmetic) {
+  std::mt19937 random(83);
+  for (int i = 0; i < 20000; ++i) {
+    const Long a = awkward(random), b = awkward(random);
+    SCOPED_TRACE(std::to_string(a) + ", " + std::to_string(b));
+    const Int64 wideA = a, wideB = b;
+    EXPECT_EQ(gcd(a, b), static_cast<Long>(std::gcd(wideA, wideB)));
+    if (b == 0) continue;
+    EXPECT_EQ(divFloor(a, b), static_cast<Long>(modelFloor(wideA, wideB)));
+    EXPECT_EQ(divFloor(wideA, wideB), modelFloor(wideA, wideB));
+    EXPECT_EQ(divCeil(a, b), static_cast<Long>(wideA / wideB + (a > 0 && wideA % wideB != 0)));
+    EXPECT_EQ(rem(a, b), static_cast<Long>(wideA % wideB));
+    const Int64 least = (wideA % wideB + wideB) % wideB;  // of the divisor's sign
+    EXPECT_EQ(mod(a, b), static_cast<Long>(least));
+  }
+}
+
+TEST(CUtils, DivisionsKeepTheirSigns) {
+  EXPECT_EQ(mod(-1, 5), 4);
+  EXPECT_EQ(mod(-5, 5), 0);
+  EXPECT_EQ(rem(-7, 3), -1);
+  EXPECT_EQ(rem(7, -3), 1);
+  EXPECT_EQ(divFloor(-7, 2), -4);
+  EXPECT_EQ(divFloor(7, -2), -3);  // the divisor's sign is not looked at
+  EXPECT_EQ(divCeil(7, 2), 4);
+  EXPECT_EQ(divFloor(INT64_MIN, Int64{-1}), INT64_MIN);
+}
+
+TEST(CUtils, DivisionByZeroIsRaisedAsTheFaultItIs) {
+  const struct {
+    const char* name;
+    void (*divide)();
+  } cases[] = {{"divFloor", [] { divFloor(Long{1}, Long{0}); }},
+               {"divFloor64", [] { divFloor(Int64{1}, Int64{0}); }},
+               {"divCeil", [] { divCeil(1, 0); }},
+               {"mod", [] { mod(1, 0); }},
+               {"rem", [] { rem(1, 0); }},
+               {"KyFixedMod16", [] {
+                  Long result;
+                  KyFixedMod16(1, 0, &result);
+                }}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const XError error = errorRaisedBy(c.divide);
+    EXPECT_STREQ(error.GetCode(), "Structured Exception");
+    EXPECT_EQ(parm(error, "ExceptionString"), "INT_DIVIDE_BY_ZERO");
+    EXPECT_EQ(static_cast<ULong>(std::stol(parm(error, "ExceptionCode"))), 0xC0000094);
+  }
+}
+
+TEST(CUtils, LimitTestsTheUpperBoundLast) {
+  const struct { Long value, low, high, want; } cases[] = {{5, 1, 9, 5}, {0, 1, 9, 1}, {10, 1, 9, 9}, {5, 9, 1, 1}};
+  for (const auto& c : cases) {
+    Long value = c.value;
+    limitlong(&value, c.low, c.high);
+    EXPECT_EQ(value, c.want);
+  }
+}
+
+TEST(CUtils, ScalingRoundsAndNarrowsByWidth) {
+  EXPECT_EQ(ratioCalcSS(7, 1, 2), 4);
+  EXPECT_EQ(ratioCalcSS(-7, 1, 2), -3);
+  EXPECT_EQ(ratioCalcSS(30000, 30000, 1), static_cast<short>(900000000));
+  EXPECT_EQ(ratioCalcSS(7, 1, 0), 0);
+  EXPECT_EQ(ratioCalcLS(123456, 7, 7), 123456);
+  EXPECT_EQ(ratioCalcLS(100001, 1, 2), 50000);  // 25000 scaled, shifted back twice
+  EXPECT_EQ(ratioCalcSL(100, 100000, 200000), 50);
+  EXPECT_EQ(ratioCalcSL(100, 1, 0x100000), 0);
+  EXPECT_EQ(ratioCalcLL(1000000, 1000000, 3), INT32_MIN);  // beyond 32 bits
+  EXPECT_EQ(ratioCalcLL(1000000, 1000, 3), 333333333);
+  EXPECT_EQ(ratioCalcLL(1, 1, 0), 0);
+
+  Long remainder = -1;
+  EXPECT_EQ(MultAndDiv64Bit(1000003, 7, 8, &remainder), 875002);
+  EXPECT_EQ(remainder, 5);
+  EXPECT_EQ(MultAndDiv64Bit(-7, 1, 2, nullptr), -3);
+}
+
+TEST(CUtils, MappingCarriesOneRangeIntoAnother) {
+  const struct {
+    Long value, fromMin, fromMax, toMin, toMax, want;
+  } cases[] = {{0, 0, 10, 100, 200, 100},  {10, 0, 10, 100, 200, 200},
+               {5, 0, 10, 200, 100, 150},  {1, 0, 2, 0, 1, 1},
+               {3, 3, 3, 7, 9, 7},         {7, 10, 0, 0, 100, 30},
+               {5, 0, 100000, 0, 10, 0},   {50000, 0, 100000, 0, 7000, 3500},
+               {5, 0, 10, 0, 80000, 40000}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.value);
+    EXPECT_EQ(mapFromTo(c.value, c.fromMin, c.fromMax, c.toMin, c.toMax), c.want);
+    EXPECT_EQ(mapFromToInt(c.value, c.fromMin, c.fromMax, c.toMin, c.toMax), c.want);
+    EXPECT_EQ(mapFromToSmooth(c.value, c.fromMin, c.fromMax, c.toMin, c.toMax, 0), c.want);
+  }
+}
+
+TEST(CUtils, MappingRoundsHalfAwayFromZeroAndExtrapolates) {
+  EXPECT_EQ(mapFromTo(1, 0, 2, 0, -1), -1);
+  EXPECT_EQ(mapFromTo(20, 0, 10, 0, -5), -10);
+  EXPECT_EQ(mapFromTo(INT32_MAX, 0, 1, 0, INT32_MAX), INT32_MIN);  // out of range
+  EXPECT_EQ(mapFromToInt(1, 0, 2, 10, 0), 5);
+  EXPECT_EQ(checkFailedBy([] { mapFromToInt(11, 0, 10, 0, 1); }),
+            "fromMin <= oldVal && oldVal <= fromMax || fromMin >= oldVal && oldVal >= fromMax");
+}
+
+TEST(CUtils, SmoothMappingIsAnSCurveThatSharesEndsAndMiddleWithTheLine) {
+  const auto smooth = [](Long value, double percent) { return mapFromToSmooth(value, 0, 100, 1000, 0, percent); };
+  for (const double percent : {1.0, 50.0, 100.0}) {
+    EXPECT_EQ(smooth(0, percent), 1000);
+    EXPECT_EQ(smooth(50, percent), 500);
+    EXPECT_EQ(smooth(100, percent), 0);
+  }
+  EXPECT_EQ(smooth(25, 100), 854);  // 1000 - (1 - cos 45 deg) * 500
+  EXPECT_EQ(smooth(25, 50), 802);   // half way to the line's 750
+}
+
+TEST(CUtils, FixedPointSplitsAndTakesTheModulo) {
+  Long integer, fraction;
+  KyFixedTrunc16(-0x4000, &integer, &fraction);
+  EXPECT_EQ(integer, -0x10000);
+  EXPECT_EQ(fraction, 0xC000);
+  KyFixedTrunc16(0x28000, &integer, nullptr);
+  EXPECT_EQ(integer, 0x20000);
+
+  const struct {
+    Long a, b, want;
+  } cases[] = {{0x58000, 0x20000, 0x18000},
+               {-0x58000, 0x20000, -0x18000},
+               {0x10000, 0x20000, 0x10000},
+               {0x7FFFFFFF, 3, 1},
+               {INT32_MIN, -1, 0}};
+  for (const auto& c : cases) {
+    Long result = 77;
+    KyFixedMod16(c.a, c.b, &result);
+    EXPECT_EQ(result, c.want);
+  }
+  KyFixedMod16(1, 0, nullptr);
+}
+
+TEST(CUtils, TextIsComparedAndFoundIgnoringAsciiCase) {
+  EXPECT_EQ(CIstrcmp("Reel_01", "rEEL_01"), 0);
+  EXPECT_LT(CIstrcmp("ab", "ABC"), 0);
+  EXPECT_GT(CIstrcmp("\xE4", "z"), 0);  // bytes are unsigned
+  EXPECT_NE(CIstrcmp("\xC4", "\xE4"), 0);
+
+  EXPECT_TRUE(issubstr("CUT", "Rough cut 3"));
+  EXPECT_TRUE(issubstr("", ""));
+  EXPECT_TRUE(issubstr("ab", "aab"));
+  EXPECT_FALSE(issubstr("aab", "aaab"));  // does not go back in the text
+  EXPECT_FALSE(issubstr("cutter", "cut"));
+}
+
+TEST(CUtils, BoundedCopyAlwaysEnds) {
+  char to[4] = {'x', 'x', 'x', 'x'};
+  strncpyz(to, "abcdef", 3);
+  EXPECT_STREQ(to, "ab");
+  EXPECT_EQ(to[3], 'x');
+  strncpyz(to, "", 4);
+  EXPECT_STREQ(to, "");
+  to[0] = 'k';
+  strncpyz(to, "z", 0);
+  EXPECT_EQ(to[0], 'k');
+}
