@@ -3,7 +3,8 @@
 #include <cstring>
 
 #include "core/error/Assert.h"
-#include "core/error/Guarded.h"
+#include "core/error/XError.h"
+#include "core/mem/HandleSlots.h"
 #include "core/mem/HandleTotals.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/MemoryMutex.h"
@@ -33,94 +34,28 @@ Toolbox* toolboxFor(const char* complaint) {
 }
 
 bool isFake(const void* handle) {
-  return ZorvexHandleMgr::IsZorvexHandle(static_cast<void**>(const_cast<void*>(handle)));
+  if (slotOwner(handle)) [[likely]]
+    return true;
+  return ZorvexHandleMgr::IsZorvexHandle(static_cast<void**>(const_cast<void*>(handle)));  // false, once it is started
 }
 
-// ---- fake handles
-
+// The block goes with the failure.
 char** newFake(void* block) {
-  char** handle = nullptr;
-  const auto create = [&] { handle = reinterpret_cast<char**>(ZorvexHandleMgr::CreateHandle(block)); };
-  guardedReraise(create, [&] {
+  auto failure = SlotFailure::none;
+  void** const slot = newSlot(block, failure);
+  if (!slot) [[unlikely]] {
     if (block) disposePtr(block);
-  });
-  return handle;
-}
-
-void disposeFake(void* handle) {
-  if (!isFake(handle)) {
-    +XError("KyDisposeHandleZorvex: bad fake handle", 0);
-    return;
+    raiseSlotFailure(failure);
   }
-  if (void* const block = ZorvexHandleMgr::DeleteHandle(static_cast<void**>(handle))) disposePtr(block);
+  return reinterpret_cast<char**>(slot);
 }
-
-Long fakeSize(const void* handle) {
-  // Wears the dispose routine's text: reports have been read by it for as long as there are handles.
-  if (!isFake(handle)) +XError("KyDisposeHandleZorvex: bad fake handle", 0);
-  const void* const block = *static_cast<void* const*>(handle);
-  return block ? ptrHeader(block)->size : 0;
-}
-
-void setFakeSize(void* handle, Long newSize) {
-  if (!isFake(handle)) +XError("KySetHandleSizeZorvex: bad fake handle", 0);
-  if (!check(newSize >= 0, "newSize >= 0")) return;
-  void* block = *static_cast<void**>(handle);
-  KyReallocPtr(&block, newSize);
-  *static_cast<void**>(handle) = block;
-}
-
-void reallocFake(void* handle, Long newSize) {
-  if (!isFake(handle)) +XError("KySetHandleSizeZorvex: bad fake handle", 0);
-  if (!check(newSize >= 0, "newSize >= 0")) return;
-  void*& slot = *static_cast<void**>(handle);
-  void* const old = slot;
-  slot = newPtr(newSize);
-  if (old) disposePtr(old);
-}
-
-// ---- real handles
 
 char** countedReal(char** handle, Long size) {
   if (!handle) raiseOutOfMemory();
   ++handleTotals().numHdls;
   handleTotals().totalHdl += size;
-  if (DebugAllocs()) KySlotAdd(handle, size, 0);
+  if (allocationWatch.traced()) KySlotAdd(handle, size, 0);
   return handle;
-}
-
-void disposeReal(void* handle) {
-  Toolbox* const box = toolboxFor("KyDisposeHandleMac: Not Mac2Win safe!!!");
-  if (!box) return;
-  char** const real = static_cast<char**>(handle);
-  const MemoryTenure held;
-  const Long size = box->handleSize(real);
-  if (size >= kStampedBytes) std::memset(*real, 0xFF, kStampedBytes);  // a use after the end is to show
-  box->disposeHandle(real);
-  handleTotals().totalHdl -= size;
-  --handleTotals().numHdls;
-  if (DebugAllocs() || DebugLocks()) KySlotRemove(handle);
-}
-
-Long realSize(const void* handle) {
-  Toolbox* const box = toolboxFor("KyGetHandleSizeMac: Not Mac2Win safe!!!");
-  if (!box) return 0;
-  const MemoryTenure held;
-  return box->handleSize(static_cast<char**>(const_cast<void*>(handle)));
-}
-
-void setRealSize(void* handle, Long newSize) {
-  Toolbox* const box = toolboxFor("KySetHandleSizeMac: Not Mac2Win safe!!!");
-  if (!box) return;
-  const MemoryTenure held;
-  if (!box->setHandleSize(static_cast<char**>(handle), newSize)) raiseOutOfMemory();
-}
-
-void reallocReal(void* handle, Long newSize) {
-  Toolbox* const box = toolboxFor("KyReallocHandleMac: Not Mac2Win safe!!!");
-  if (!box) return;
-  const MemoryTenure held;
-  if (!box->reallocHandle(static_cast<char**>(handle), newSize)) raiseOutOfMemory();
 }
 
 void copyInto(char** handle, const void* src, Long size) {
@@ -212,18 +147,103 @@ short KyPtrToHandZorvex(const void* src, char*** out, Long size) {
 
 // ---- disposing and resizing
 
-void KyDisposeHandle(void* handle) { isFake(handle) ? disposeFake(handle) : disposeReal(handle); }
+static void disposeFake(ZorvexMasterPointerBlock& owner, void* handle) {
+  auto failure = SlotFailure::none;
+  void* const block = endSlot(owner, static_cast<void**>(handle), failure);
+  if (failure != SlotFailure::none) [[unlikely]]
+    raiseSlotFailure(failure);
+  if (block) disposePtr(block);
+}
 
-Long KyGetHandleSize(const void* handle) { return isFake(handle) ? fakeSize(handle) : realSize(handle); }
+static Long fakeSize(const void* handle) {
+  const void* const block = *static_cast<const void* const*>(handle);
+  return block ? ptrHeader(block)->size : 0;
+}
+
+void KyDisposeHandleZorvex(void* handle) {
+  if (ZorvexMasterPointerBlock* const owner = slotOwner(handle)) {
+    disposeFake(*owner, handle);
+  } else {
+    +XError("KyDisposeHandleZorvex: bad fake handle", 0);
+  }
+}
+
+// Wears the dispose routine's text: reports have been read by it for as long as there are handles.
+Long KyGetHandleSizeZorvex(const void* handle) {
+  if (!isFake(handle)) +XError("KyDisposeHandleZorvex: bad fake handle", 0);
+  return fakeSize(handle);
+}
+
+void KySetHandleSizeZorvex(void* handle, Long newSize) {
+  if (!isFake(handle)) +XError("KySetHandleSizeZorvex: bad fake handle", 0);
+  if (!check(newSize >= 0, "newSize >= 0")) return;
+  void*& slot = *static_cast<void**>(handle);
+  void* block = slot;
+  KyReallocPtr(&block, newSize);
+  slot = block;
+}
+
+void KyReallocHandleZorvex(void* handle, Long newSize) {
+  if (!isFake(handle)) +XError("KySetHandleSizeZorvex: bad fake handle", 0);
+  if (!check(newSize >= 0, "newSize >= 0")) return;
+  void*& slot = *static_cast<void**>(handle);
+  void* const old = slot;
+  slot = newPtr(newSize);
+  if (old) disposePtr(old);
+}
+
+void KyDisposeHandleMac(void* handle) {
+  Toolbox* const box = toolboxFor("KyDisposeHandleMac: Not Mac2Win safe!!!");
+  if (!box) return;
+  char** const real = static_cast<char**>(handle);
+  const MemoryTenure held;
+  const Long size = box->handleSize(real);
+  if (size >= kStampedBytes) std::memset(*real, 0xFF, kStampedBytes);  // a use after the end is to show
+  box->disposeHandle(real);
+  handleTotals().totalHdl -= size;
+  --handleTotals().numHdls;
+  if (allocationWatch.freesWatched()) KySlotRemove(handle);
+}
+
+Long KyGetHandleSizeMac(const void* handle) {
+  Toolbox* const box = toolboxFor("KyGetHandleSizeMac: Not Mac2Win safe!!!");
+  if (!box) return 0;
+  const MemoryTenure held;
+  return box->handleSize(static_cast<char**>(const_cast<void*>(handle)));
+}
+
+void KySetHandleSizeMac(void* handle, Long newSize) {
+  Toolbox* const box = toolboxFor("KySetHandleSizeMac: Not Mac2Win safe!!!");
+  if (!box) return;
+  const MemoryTenure held;
+  if (!box->setHandleSize(static_cast<char**>(handle), newSize)) raiseOutOfMemory();
+}
+
+void KyReallocHandleMac(void* handle, Long newSize) {
+  Toolbox* const box = toolboxFor("KyReallocHandleMac: Not Mac2Win safe!!!");
+  if (!box) return;
+  const MemoryTenure held;
+  if (!box->reallocHandle(static_cast<char**>(handle), newSize)) raiseOutOfMemory();
+}
+
+void KyDisposeHandle(void* handle) {
+  if (ZorvexMasterPointerBlock* const owner = slotOwner(handle)) [[likely]] {
+    disposeFake(*owner, handle);
+  } else if (!isFake(handle)) {
+    KyDisposeHandleMac(handle);
+  }
+}
+
+Long KyGetHandleSize(const void* handle) { return isFake(handle) ? fakeSize(handle) : KyGetHandleSizeMac(handle); }
 
 Long KyGetHandleSizeFast(const void* handle) { return KyGetHandleSize(handle); }
 
 void KySetHandleSize(void* handle, Long newSize) {
-  isFake(handle) ? setFakeSize(handle, newSize) : setRealSize(handle, newSize);
+  isFake(handle) ? KySetHandleSizeZorvex(handle, newSize) : KySetHandleSizeMac(handle, newSize);
 }
 
 void KyReallocHandle(void* handle, Long newSize) {
-  isFake(handle) ? reallocFake(handle, newSize) : reallocReal(handle, newSize);
+  isFake(handle) ? KyReallocHandleZorvex(handle, newSize) : KyReallocHandleMac(handle, newSize);
 }
 
 char** KyResizeHandle(void* handle, Long newSize) {
@@ -284,7 +304,7 @@ char** KyCopyHand(char** oldHandle) {
   if (!check(oldHandle != nullptr, "oldHandle != NULL")) return nullptr;
   const bool fake = isFake(oldHandle);
   if (!*oldHandle) return fake ? KyNewEmptyHandleZorvex() : KyNewEmptyHandleMac();
-  const Long size = fake ? fakeSize(oldHandle) : realSize(oldHandle);
+  const Long size = KyGetHandleSize(oldHandle);
   char** const copy = fake ? KyNewHandleZorvex(size) : KyNewHandleMac(size);
   copyInto(copy, *oldHandle, size);
   return copy;

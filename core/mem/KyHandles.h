@@ -55,6 +55,20 @@ KY_API void KySetHandleSize(void* handle, Long newSize);
 /// Requires: "newSize >= 0".
 /// Raises:   MEM_OUT_OF_MEMORY, with the handle as it was.
 KY_API void KyReallocHandle(void* handle, Long newSize);
+/// What the four do with a handle that is known to be a real one. Fatal on a thread that may not call the toolbox.
+KY_API void KyDisposeHandleMac(void* handle);
+KY_API Long KyGetHandleSizeMac(const void* handle);
+KY_API void KySetHandleSizeMac(void* handle, Long newSize);
+KY_API void KyReallocHandleMac(void* handle, Long newSize);
+
+/// What the four do with a handle that is known to be a fake one.
+///
+/// Raises:   "KyDisposeHandleZorvex: bad fake handle", "KySetHandleSizeZorvex: bad fake handle".
+KY_API void KyDisposeHandleZorvex(void* handle);
+KY_API Long KyGetHandleSizeZorvex(const void* handle);
+KY_API void KySetHandleSizeZorvex(void* handle, Long newSize);
+KY_API void KyReallocHandleZorvex(void* handle, Long newSize);
+
 /// KySetHandleSize().
 ///
 /// Returns:  `handle`.

@@ -35,7 +35,7 @@ void MasterBlockTable::put(const Cells& cells, ZorvexMasterPointerBlock* block) 
   cells.block[i & cells.mask].store(block, std::memory_order_release);
 }
 
-const MasterBlockTable::Cells* MasterBlockTable::grown(const Cells& old) const {
+const MasterBlockTable::Cells* MasterBlockTable::grown(const Cells& old) {
   const std::size_t size = 2 * (old.mask + 1);
   Cell* const cell = new (std::nothrow) Cell[size]();
   const Cells* const larger = cell ? new (std::nothrow) Cells{size - 1, cell, &old} : nullptr;

@@ -71,7 +71,9 @@ class MasterBlockTable {
     const Cells& cells = *cells_.load(std::memory_order_acquire);
     for (std::size_t i = hash(start);; ++i) {
       auto* const block = cells.block[i & cells.mask].load(std::memory_order_acquire);
-      if (reinterpret_cast<std::uintptr_t>(block) == start) return block && block->owns(address) ? block : nullptr;
+      if (reinterpret_cast<std::uintptr_t>(block) == start) [[likely]] {
+        return block && block->owns(address) ? block : nullptr;
+      }
       if (!block) return nullptr;
     }
   }
@@ -81,16 +83,17 @@ class MasterBlockTable {
 
  private:
   using Cell = std::atomic<ZorvexMasterPointerBlock*>;
+  // A table in use is never freed, for a reader may still be in it: a larger one keeps it.
   struct Cells {
     std::size_t mask;
     Cell* block;
-    const Cells* outgrown;  // kept, for a reader may still be in it
+    const Cells* outgrown;
   };
   static constexpr std::size_t kFirstCells = 64;
 
   static std::size_t hash(std::uintptr_t start) { return start / ZorvexMasterPointerBlock::kAlignment; }
   static void put(const Cells& cells, ZorvexMasterPointerBlock* block);
-  const Cells* grown(const Cells& old) const;
+  static const Cells* grown(const Cells& old);
 
   Cell first_[kFirstCells] = {};
   Cells firstCells_{kFirstCells - 1, first_, nullptr};

@@ -5,6 +5,7 @@
 
 #include "core/error/XError.h"
 #include "core/mem/KyMemory.h"
+#include "platform/Memory.h"
 
 namespace ky {
 
@@ -17,6 +18,8 @@ struct FailureOrder {
   bool happened = false;
 };
 thread_local FailureOrder failureOrder;
+
+constexpr std::size_t kPageAlignment = 4096;
 
 }  // namespace
 
@@ -52,6 +55,14 @@ void* takeLargePtr(Long size) noexcept {
 
 namespace {
 
+void count(Int64 bytes, Int64 blocks) noexcept {
+  if (ThreadShelves* const mine = threadShelves()) {
+    countPtr(*mine, bytes, blocks);
+  } else {
+    countAlone(bytes, blocks);
+  }
+}
+
 void* resizeLarge(void* p, Long size) {
   PtrHeader* const header = ptrHeader(p);
   const Int64 growth = Int64{size} - header->size;
@@ -59,11 +70,7 @@ void* resizeLarge(void* p, Long size) {
   if (!raw) raiseOutOfMemory();
   auto* const moved = static_cast<PtrHeader*>(raw);
   moved->size = size;
-  if (ThreadShelves* const mine = threadShelves()) {
-    countPtr(*mine, growth, 0);
-  } else {
-    countAlone(growth, 0);
-  }
+  count(growth, 0);
   return moved + 1;
 }
 
@@ -90,6 +97,18 @@ void* resizePtrUntraced(void* p, Long size) {
   if (isSmallPtr(size) || isSmallPtr(old)) return resizeByCopy(p, size);
   if (allocationWatch.failing() && failsNow()) raiseOutOfMemory();
   return resizeLarge(p, size);
+}
+
+void* takeCountedPages(Long bytes) noexcept {
+  if (allocationWatch.failing() && failsNow()) return nullptr;
+  void* const pages = platform::takePages(static_cast<std::size_t>(bytes), kPageAlignment);
+  if (pages) count(bytes, 1);
+  return pages;
+}
+
+void returnCountedPages(void* pages, Long bytes) noexcept {
+  platform::returnPages(pages, static_cast<std::size_t>(bytes));
+  count(-Int64{bytes}, -1);
 }
 
 }  // namespace ky

@@ -90,4 +90,10 @@ inline void disposePtrUntraced(void* p) noexcept {
 /// Raises:   MEM_OUT_OF_MEMORY, with the block as it was.
 void* resizePtrUntraced(void* p, Long size);
 
+/// Whole pages that count as one pointer block: without a header, so that they take up no page more.
+///
+/// Returns:  null if there is no memory.
+void* takeCountedPages(Long bytes) noexcept;
+void returnCountedPages(void* pages, Long bytes) noexcept;
+
 }  // namespace ky

@@ -3,6 +3,8 @@
 
 #include <atomic>
 
+#include "platform/SingleThread.h"
+
 namespace ky {
 
 /// Cheaper than the native lock by a read-modify-write. Nothing that may block, raise or report runs under it, so a
@@ -23,16 +25,22 @@ class SpinLock {
   std::atomic<bool> taken_{false};
 };
 
-/// Holds a spin lock for a scope.
+/// Holds a spin lock for a scope. A process of one thread does without, for the lock would be half of the work.
+///
+/// Requires: no thread is started in the scope.
 class SpinTenure {
  public:
-  explicit SpinTenure(SpinLock& lock) : lock_(lock) { lock_.lock(); }
-  ~SpinTenure() { lock_.unlock(); }
+  explicit SpinTenure(SpinLock& lock) : lock_(platform::isSingleThreaded() ? nullptr : &lock) {
+    if (lock_) lock_->lock();
+  }
+  ~SpinTenure() {
+    if (lock_) lock_->unlock();
+  }
   SpinTenure(const SpinTenure&) = delete;
   SpinTenure& operator=(const SpinTenure&) = delete;
 
  private:
-  SpinLock& lock_;
+  SpinLock* lock_;
 };
 
 }  // namespace ky

@@ -5,7 +5,7 @@
 
 #include "core/error/Assert.h"
 #include "core/error/XError.h"
-#include "core/mem/MasterPointerBlock.h"
+#include "core/mem/HandleSlots.h"
 #include "core/mem/SpinLock.h"
 
 using namespace ky;
@@ -15,37 +15,19 @@ namespace {
 // Guards the blocks' free lists, the chain and the counters. Errors are raised behind it, for the raise log may be a
 // client that makes handles.
 constinit SpinLock cHandleMgrMutex;
-constinit MasterBlockTable blockTable;
+std::atomic<bool> cInitialized{false};
+constinit ZorvexMasterPointerBlock* lastBlock = nullptr;
 constinit RoomyBlocks roomy;
-ZorvexMasterPointerBlock* lastBlock = nullptr;
+constinit ZorvexHandleMgrStats cDebugStats;
 std::atomic<bool> cDbgForceUniqueHandles{false};
 
-}  // namespace
-
-constinit Boolean ZorvexHandleMgr::cInitialized = false;
-constinit ZorvexMasterPointerBlock* ZorvexHandleMgr::cFirstBlock = nullptr;
-constinit ZorvexHandleMgrStats ZorvexHandleMgr::cDebugStats;
-
-ZorvexHandleMgr::ZorvexHandleMgr() { fatal("Cannot create an instance of ZorvexHandleMgr."); }
-
-ZorvexHandleMgr::~ZorvexHandleMgr() { fatal("There should be no ZorvexHandleMgr to destruct."); }
-
-bool ZorvexHandleMgr::CheckInit() { return check(cInitialized, "cInitialized"); }
-
-void ZorvexHandleMgr::ZorvexHandleMgrInit() {
-  if (cInitialized) return;
-  {
-    const SpinTenure held(cHandleMgrMutex);
-    cFirstBlock = addBlock();
-  }
-  cInitialized = check(cFirstBlock != nullptr, "currentBlock != NULL");
-}
+bool checkInit() { return check(cInitialized, "cInitialized"); }
 
 // Appends a block to the chain, the lock held.
-ZorvexMasterPointerBlock* ZorvexHandleMgr::addBlock() {
+ZorvexMasterPointerBlock* addBlock() noexcept {
   auto* const block = new ZorvexMasterPointerBlock(lastBlock, nullptr);
   if (!block) return nullptr;
-  if (!blockTable.add(block)) {
+  if (!masterBlocks.add(block)) {
     delete block;
     return nullptr;
   }
@@ -55,7 +37,54 @@ ZorvexMasterPointerBlock* ZorvexHandleMgr::addBlock() {
   return block;
 }
 
-void ZorvexHandleMgr::raiseCounted(const char* code) {
+}  // namespace
+
+namespace ky {
+
+constinit MasterBlockTable masterBlocks;
+
+void** newSlot(void* content, SlotFailure& failure) noexcept {
+  const SpinTenure held(cHandleMgrMutex);
+  ZorvexMasterPointerBlock* currentBlock = roomy.first();
+  if (!currentBlock) [[unlikely]] {
+    currentBlock = cInitialized ? addBlock() : nullptr;
+    if (!currentBlock) {
+      failure = cInitialized ? SlotFailure::noMemory : SlotFailure::notStarted;
+      return nullptr;
+    }
+  }
+  void** const slot = currentBlock->take(content);
+  if (!slot) [[unlikely]] {
+    failure = SlotFailure::inconsistent;
+    return nullptr;
+  }
+  if (currentBlock->isFull()) [[unlikely]]
+    roomy.dropFirst();
+  ++cDebugStats.NumTotalHandles;
+  const Int64 current = ++cDebugStats.NumCurrentHandles;
+  cDebugStats.MaxCurrentHandles = std::max(cDebugStats.MaxCurrentHandles, current);
+  return slot;
+}
+
+void* endSlot(ZorvexMasterPointerBlock& owner, void** slot, SlotFailure& failure) noexcept {
+  const SpinTenure held(cHandleMgrMutex);
+  void* const content = *slot;
+  // A used slot never holds the address of one. The last of the free ones holds null and passes for an empty handle.
+  if (owner.owns(content)) [[unlikely]] {
+    failure = SlotFailure::freeAlready;
+    return nullptr;
+  }
+  const bool forGood = cDbgForceUniqueHandles.load(std::memory_order_relaxed);
+  if (owner.isFull() && !forGood) [[unlikely]]
+    roomy.add(owner);
+  owner.give(slot, forGood);
+  --cDebugStats.NumCurrentHandles;
+  return content;
+}
+
+namespace {
+
+void raiseCounted(const char* code) {
   {
     const SpinTenure held(cHandleMgrMutex);
     ++cDebugStats.NumErrors;
@@ -63,63 +92,73 @@ void ZorvexHandleMgr::raiseCounted(const char* code) {
   +XError(code, 0);
 }
 
-void** ZorvexHandleMgr::CreateHandle(void* block) {
-  if (!CheckInit()) return nullptr;
-  void** slot = nullptr;
-  bool noMemory = false;
+}  // namespace
+
+void raiseSlotFailure(SlotFailure failure) {
+  switch (failure) {
+    case SlotFailure::none:
+      break;
+    case SlotFailure::notStarted:
+      checkInit();
+      raiseCounted("MEM_OUT_OF_MEMORY");
+      break;
+    case SlotFailure::noMemory:
+      check(false, "currentBlock != NULL");
+      raiseCounted("MEM_OUT_OF_MEMORY");
+      break;
+    case SlotFailure::inconsistent:
+      raiseCounted("ZorvexMasterPointerBlock::CreateHandle (consistency check failed)");
+      break;
+    case SlotFailure::freeAlready:
+      raiseCounted("ZorvexMasterPointerBlock::Contains (can't delete a free handle)");
+      break;
+    case SlotFailure::unknown:
+      raiseCounted("ZorvexHandleMgr::DeleteHandle (not an Zorvex handle)");
+      break;
+  }
+}
+
+}  // namespace ky
+
+ZorvexHandleMgr::ZorvexHandleMgr() { fatal("Cannot create an instance of ZorvexHandleMgr."); }
+
+ZorvexHandleMgr::~ZorvexHandleMgr() { fatal("There should be no ZorvexHandleMgr to destruct."); }
+
+void ZorvexHandleMgr::ZorvexHandleMgrInit() {
+  if (cInitialized) return;
+  ZorvexMasterPointerBlock* currentBlock = nullptr;
   {
     const SpinTenure held(cHandleMgrMutex);
-    ZorvexMasterPointerBlock* currentBlock = roomy.first();
-    if (!currentBlock) [[unlikely]]
-      currentBlock = addBlock();
-    noMemory = !currentBlock;
-    if (currentBlock) slot = currentBlock->take(block);
-    if (slot) [[likely]] {
-      if (currentBlock->isFull()) roomy.dropFirst();
-      ++cDebugStats.NumTotalHandles;
-      ++cDebugStats.NumCurrentHandles;
-      cDebugStats.MaxCurrentHandles = std::max(cDebugStats.MaxCurrentHandles, cDebugStats.NumCurrentHandles);
-    }
+    currentBlock = addBlock();
   }
-  if (slot) [[likely]]
-    return slot;
-  check(!noMemory, "currentBlock != NULL");
-  raiseCounted(noMemory ? "MEM_OUT_OF_MEMORY" : "ZorvexMasterPointerBlock::CreateHandle (consistency check failed)");
-  return nullptr;
+  cInitialized = check(currentBlock != nullptr, "currentBlock != NULL");
+}
+
+void** ZorvexHandleMgr::CreateHandle(void* block) {
+  auto failure = SlotFailure::none;
+  void** const slot = newSlot(block, failure);
+  if (!slot) [[unlikely]]
+    raiseSlotFailure(failure);
+  return slot;
 }
 
 void* ZorvexHandleMgr::DeleteHandle(void** handle) {
-  if (!CheckInit()) return nullptr;
-  ZorvexMasterPointerBlock* const owner = GetMasterBlock(handle);
-  if (!owner) [[unlikely]] {
-    raiseCounted("ZorvexHandleMgr::DeleteHandle (not an Zorvex handle)");
-    return nullptr;
-  }
-  void* old = nullptr;
-  bool wasFree = false;
-  {
-    const SpinTenure held(cHandleMgrMutex);
-    old = *handle;
-    wasFree = owner->owns(old);
-    if (!wasFree) [[likely]] {
-      const bool forGood = cDbgForceUniqueHandles.load(std::memory_order_relaxed);
-      if (owner->isFull() && !forGood) roomy.add(*owner);
-      owner->give(handle, forGood);
-      --cDebugStats.NumCurrentHandles;
-    }
-  }
-  // Used slots never hold such addresses. A free slot at the end of its list holds null and passes for an empty handle.
-  if (wasFree) raiseCounted("ZorvexMasterPointerBlock::Contains (can't delete a free handle)");
-  return wasFree ? nullptr : old;
+  if (!checkInit()) return nullptr;
+  auto failure = SlotFailure::none;
+  ZorvexMasterPointerBlock* const owner = slotOwner(handle);
+  void* const block = owner ? endSlot(*owner, handle, failure) : nullptr;
+  if (!owner) failure = SlotFailure::unknown;
+  if (failure != SlotFailure::none) [[unlikely]]
+    raiseSlotFailure(failure);
+  return block;
 }
 
 unsigned char ZorvexHandleMgr::IsZorvexHandle(void** handle) {
-  return CheckInit() && GetMasterBlock(handle) != nullptr;
+  if (slotOwner(handle)) [[likely]]
+    return true;
+  checkInit();
+  return false;
 }
-
-ZorvexMasterPointerBlock* ZorvexHandleMgr::FirstBlock() { return cFirstBlock; }
-
-ZorvexMasterPointerBlock* ZorvexHandleMgr::GetMasterBlock(void** handle) { return blockTable.find(handle); }
 
 void ZorvexHandleMgr::DumpStatistics(KyPrint print) {
   ZorvexHandleMgrStats stats;

@@ -3,8 +3,6 @@
 
 #include "core/base/KyTypes.h"
 
-class ZorvexMasterPointerBlock;
-
 struct ZorvexHandleMgrStats {
   Int64 NumMasterBlocks = 0;
   Int64 NumErrors = 0;
@@ -45,15 +43,4 @@ class KY_API ZorvexHandleMgr {
 
   /// Registers the commands HandleStats and ForceUniqueHandles; once.
   static void InitConsoleCommands();
-
- private:
-  static bool CheckInit();
-  static ZorvexMasterPointerBlock* FirstBlock();
-  static ZorvexMasterPointerBlock* GetMasterBlock(void** handle);
-  static ZorvexMasterPointerBlock* addBlock();
-  static void raiseCounted(const char* code);
-
-  static Boolean cInitialized;
-  static ZorvexMasterPointerBlock* cFirstBlock;
-  static ZorvexHandleMgrStats cDebugStats;
 };

@@ -34,7 +34,8 @@ void searchNoMore([[maybe_unused]] void* pages, [[maybe_unused]] std::size_t byt
 }  // namespace
 
 void* takePages(std::size_t bytes, std::size_t alignment) noexcept {
-  const std::size_t reserved = bytes + alignment;
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  const std::size_t reserved = alignment > page ? bytes + alignment : bytes;
   void* const start = mmap(nullptr, reserved, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (start == MAP_FAILED) return nullptr;
 

@@ -1,0 +1,265 @@
+#include "core/mem/AltHeap.h"
+
+#include "core/mem/KyMemory.h"
+#include "core/mem/PtrBlocks.h"
+
+namespace ky {
+
+namespace {
+
+constexpr Long kFreshBytes = kAltMasterBytes - static_cast<Long>(sizeof(AltMaster));  // 131,044
+
+// Blocks begin at multiples of 4 and end below 131,072: 15 bits of place, and 13 of slot ahead of them.
+constexpr int kPlaceBits = 15;
+constexpr AltLink kPlaceMask = (1u << kPlaceBits) - 1;
+
+// In the `previous` of a block that was taken off its free list because its master block is dead.
+constexpr AltLink kOnDeadList = 0x80000000;
+
+char* startOf(AltMaster& master) { return reinterpret_cast<char*>(&master); }
+
+AltFreeBlock* blockIn(AltMaster& master, Long offset) {
+  return reinterpret_cast<AltFreeBlock*>(startOf(master) + offset);
+}
+
+}  // namespace
+
+AltTables AltTables::make() {
+  AltTables tables;
+  tables.entries = static_cast<AltEntry*>(KyNewPtrClear(kAltEntries * static_cast<Long>(sizeof(AltEntry))));
+  tables.slots = static_cast<AltMaster**>(KyNewPtrClear(kAltSlots * static_cast<Long>(sizeof(AltMaster*))));
+  for (Long i = 0; i < kAltEntries; ++i) tables.entries[i].size = i * 4;
+  return tables;
+}
+
+void AltTables::dispose() {
+  KyDisposePtr(entries);
+  KyDisposePtr(slots);
+}
+
+void AltHeap::start(const AltTables& tables) { tables_ = tables; }
+
+AltFreeBlock* AltHeap::blockAt(AltLink link) const {
+  return blockIn(*tables_.slots[link >> kPlaceBits], static_cast<Long>(link & kPlaceMask) * 4);
+}
+
+AltLink AltHeap::linkTo(const AltMaster& master, const AltFreeBlock* block) {
+  const auto offset = reinterpret_cast<const char*>(block) - reinterpret_cast<const char*>(&master);
+  return static_cast<AltLink>(master.slot) << kPlaceBits | static_cast<AltLink>(offset / 4);
+}
+
+void* AltHeap::take(Long size) {
+  const Long real = altRealSize(size);
+  AltEntry& entry = tables_.entries[altEntryFor(real)];
+  if (counts_.deadMasters > 0) moveDeadHead(entry);
+
+  AltFreeBlock* block = nullptr;
+  if (entry.head) {
+    block = blockAt(entry.head);
+    entry.head = block->next;
+    if (!entry.head) entry.tail = 0;
+    --entry.free;
+    block->header.size = static_cast<std::uint16_t>(size);
+  } else {
+    block = carve(size, altPitch(real));
+    if (!block) return nullptr;
+  }
+  ++tables_.slots[block->header.master]->used;
+  ++entry.used;
+  counts_.freeBytes -= real;
+  ++counts_.numBlocks;
+  return &block->header + 1;
+}
+
+void AltHeap::give(void* p) {
+  auto* const block = reinterpret_cast<AltFreeBlock*>(altHeader(p));
+  AltMaster& master = *tables_.slots[block->header.master];
+  const Long real = altRealSize(block->header.size);
+  AltEntry& entry = tables_.entries[altEntryFor(real)];
+
+  const AltLink link = linkTo(master, block);
+  block->next = 0;
+  block->previous = entry.tail;
+  (entry.head ? blockAt(entry.tail)->next : entry.head) = link;
+  entry.tail = link;
+
+  --entry.used;
+  ++entry.free;
+  counts_.freeBytes += real;
+  --counts_.numBlocks;
+  if (--master.used == 0 && &master != current_) ++counts_.deadMasters;
+}
+
+void AltHeap::countLarge(Long real) {
+  counts_.totalBytes += real;
+  ++counts_.numBlocks;
+}
+
+// No allocation is to reopen a master block that waits to be reclaimed.
+void AltHeap::moveDeadHead(AltEntry& entry) {
+  while (entry.head) {
+    const AltLink link = entry.head;
+    AltFreeBlock* const block = blockAt(link);
+    if (!isDead(*tables_.slots[block->header.master])) [[likely]]
+      return;
+    entry.head = block->next;
+    if (!entry.head) entry.tail = 0;
+    --entry.free;
+
+    block->next = deadHead_;
+    block->previous = kOnDeadList;
+    if (deadHead_) blockAt(deadHead_)->previous = link | kOnDeadList;
+    deadHead_ = link;
+  }
+}
+
+AltFreeBlock* AltHeap::carve(Long size, Long pitch) {
+  AltMaster* const master = masterWith(pitch);
+  if (!master) return nullptr;
+  AltFreeBlock* const block = blockIn(*master, master->next);
+  block->header = {static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(master->slot)};
+  ++master->carved;
+  master->next += pitch;
+  master->left -= pitch;
+  return block;
+}
+
+AltMaster* AltHeap::masterWith(Long bytes) {
+  if (spare_ && spare_->used > 0 && spare_->left >= bytes) return spare_;
+  if (!current_ || current_->left < bytes) {
+    AltMaster* const before = current_;
+    setCurrent(chooseMaster());
+    keepSpare(before);
+  }
+  return current_;
+}
+
+void AltHeap::keepSpare(AltMaster* master) {
+  if (master && master != current_ && (!spare_ || spare_->left < master->left)) spare_ = master;
+}
+
+void AltHeap::setCurrent(AltMaster* master) {
+  if (master && isDead(*master)) --counts_.deadMasters;
+  AltMaster* const before = current_;
+  current_ = master;
+  if (before && isDead(*before)) ++counts_.deadMasters;
+}
+
+// Returns a fresh master block: a reclaimed one, else a new one.
+AltMaster* AltHeap::chooseMaster() {
+  setCurrent(nullptr);
+  Long freeSlot = slotsUsed_;
+  if (counts_.deadMasters > 0 || holes_ > 0) {
+    for (Long i = 0; i < slotsUsed_; ++i) {
+      AltMaster* const master = tables_.slots[i];
+      if (!master) {
+        if (freeSlot == slotsUsed_) freeSlot = i;
+        continue;
+      }
+      if (isDead(*master) && master->carved > 0) reset(*master);
+      if (master->carved == 0) return master;
+    }
+  }
+  return freeSlot < kAltSlots ? makeMaster(freeSlot) : nullptr;
+}
+
+AltMaster* AltHeap::makeMaster(Long slot) {
+  auto* const master = static_cast<AltMaster*>(takeCountedPages(kAltMasterBytes));
+  if (!master) return nullptr;
+  *master = {};
+  master->next = sizeof(AltMaster);
+  master->left = kFreshBytes;
+  master->slot = slot;
+  tables_.slots[slot] = master;
+  if (slot == slotsUsed_) {
+    ++slotsUsed_;
+  } else {
+    --holes_;
+  }
+  counts_.totalBytes += kAltMasterBytes;
+  counts_.freeBytes += kAltMasterBytes;
+  ++counts_.deadMasters;  // until it becomes the current one
+  return master;
+}
+
+void AltHeap::dropMaster(AltMaster& master) {
+  if (spare_ == &master) spare_ = nullptr;
+  tables_.slots[master.slot] = nullptr;
+  ++holes_;
+  counts_.totalBytes -= kAltMasterBytes;
+  counts_.freeBytes -= kAltMasterBytes;
+  --counts_.deadMasters;
+  returnCountedPages(&master, kAltMasterBytes);
+}
+
+// Takes its blocks off their lists, in the order of carving.
+void AltHeap::reset(AltMaster& master) {
+  for (Long offset = sizeof(AltMaster); offset < master.next;) {
+    AltFreeBlock* const block = blockIn(master, offset);
+    if (!unlink(*block, linkTo(master, block))) {
+      broken_ = true;
+      return;
+    }
+    offset += altPitch(altRealSize(block->header.size));
+  }
+  master.carved = 0;
+  master.next = sizeof(AltMaster);
+  master.left = kFreshBytes;
+}
+
+bool AltHeap::unlink(AltFreeBlock& block, AltLink link) {
+  const bool onDeadList = (block.previous & kOnDeadList) != 0 && deadHead_ != 0;
+  AltEntry& entry = tables_.entries[altEntryFor(altRealSize(block.header.size))];
+  AltLink& head = onDeadList ? deadHead_ : entry.head;
+  const AltLink previous = head == link ? 0 : block.previous & ~kOnDeadList;
+  if (head != link && (previous == 0 || blockAt(previous)->next != link)) return false;
+
+  (previous ? blockAt(previous)->next : head) = block.next;
+  if (block.next) {
+    blockAt(block.next)->previous = onDeadList ? previous | kOnDeadList : previous;
+  } else if (!onDeadList) {
+    entry.tail = previous;
+  }
+  if (!onDeadList) --entry.free;
+  return true;
+}
+
+bool AltHeap::contains(const void* address) const {
+  for (Long i = 0; i < slotsUsed_; ++i) {
+    const char* const start = reinterpret_cast<const char*>(tables_.slots[i]);
+    if (start && address >= start && address < start + kAltMasterBytes) return true;
+  }
+  return false;
+}
+
+void AltHeap::freshen() {
+  for (Long i = 0; i < slotsUsed_ && counts_.deadMasters > 0; ++i) {
+    AltMaster* const master = tables_.slots[i];
+    if (master && isDead(*master) && master->carved > 0) reset(*master);
+  }
+}
+
+Long AltHeap::returnMasters(Long bytes) {
+  if (counts_.deadMasters == 0) return 0;
+  freshen();
+  Long returned = 0;
+  for (Long i = 0; i < slotsUsed_ && returned < bytes; ++i) {
+    AltMaster* const master = tables_.slots[i];
+    if (!master || master == current_ || master->carved > 0) continue;
+    dropMaster(*master);
+    returned += kAltMasterBytes;
+  }
+  return returned;
+}
+
+void AltHeap::describe(std::vector<AltEntry>& entries, std::vector<AltMasterRow>& masters) const {
+  entries.assign(tables_.entries, tables_.entries + kAltEntries);
+  for (Long i = 0; i < slotsUsed_; ++i) {
+    const AltMaster* const master = tables_.slots[i];
+    if (!master) continue;
+    const char mark = master == current_ ? '*' : isDead(*master) ? 'd' : ' ';
+    masters.push_back({mark, i, master->used, master->carved - master->used, reinterpret_cast<std::uintptr_t>(master)});
+  }
+}
+
+}  // namespace ky

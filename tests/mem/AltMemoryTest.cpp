@@ -1,0 +1,181 @@
+#include "core/mem/AltMemory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/mem/KyMemory.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+constexpr Long kMaster = 131072;
+
+class AltMemory : public testing::Test {
+ protected:
+  AltMemory() {
+    AltFree(nullptr);
+    AltReturnMemToMac(0x7FFFFFFF);
+  }
+
+  static std::vector<void*> blocks(int count, Long size) {
+    std::vector<void*> all;
+    for (int i = 0; i < count; ++i) all.push_back(AltMalloc(size));
+    return all;
+  }
+  static void end(const std::vector<void*>& all) {
+    for (void* p : all) AltFree(p);
+  }
+  // Bytes that a block of `size` takes off the free ones.
+  static Long realSize(Long size) {
+    AltFree(AltMalloc(size));  // so that no master block is made in between
+    const Long before = AltGetFreeBytes();
+    void* const p = AltMalloc(size);
+    const Long real = before - AltGetFreeBytes();
+    AltFree(p);
+    return real;
+  }
+};
+
+}  // namespace
+
+TEST_F(AltMemory, RealSizesAreTheHeaderAndTheSizeRoundedToFour) {
+  const struct {
+    Long size, real;
+  } cases[] = {{0, 12}, {1, 12}, {8, 12}, {9, 16}, {12, 16}, {13, 20}, {4089, 4096}, {4092, 4096}};
+  for (const auto& c : cases) EXPECT_EQ(realSize(c.size), c.real) << c.size;
+}
+
+TEST_F(AltMemory, BlocksOf4092BytesAreSmallAndLongerOnesLarge) {
+  for (const Long size : {0, 1, 4092, 4093, 4096, 65535}) {
+    SCOPED_TRACE(size);
+    const Long blocks = AltGetNumBlocks();
+    void* const p = AltMallocClear(size);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 8, 0u);
+    EXPECT_EQ(AltGetBlockSize(p), size);
+    EXPECT_EQ(AltIsInAltRange(p) != 0, size <= 4092);
+    EXPECT_EQ(AltGetNumBlocks(), blocks + 1);
+    AltFree(p);
+    EXPECT_EQ(AltGetNumBlocks(), blocks);
+  }
+  EXPECT_EQ(AltMalloc(-1), nullptr);
+  EXPECT_EQ(checkFailedBy([] { AltMalloc(65536); }), "sz < MAX_BLK_SIZE");
+  EXPECT_FALSE(AltIsInAltRange(nullptr));
+}
+
+TEST_F(AltMemory, FreedBlocksOfASizeAreUsedInTheOrderOfTheirRelease) {
+  const auto all = blocks(5, 100);
+  for (const int i : {3, 0, 4}) AltFree(all[static_cast<std::size_t>(i)]);
+  for (const std::size_t i : {3u, 0u, 4u}) EXPECT_EQ(AltMalloc(98), all[i]);
+  end(all);
+}
+
+TEST_F(AltMemory, MasterBlocksGoBackOnlyWhenAskedFor) {
+  void* const holder = AltMalloc(4092);  // keeps the first one in use
+  const Long total = AltGetTotalBytes();
+  const MemoryTotals before = memoryTotals();
+  end(blocks(200, 4092));
+  const Long grown = AltGetTotalBytes();
+  EXPECT_GE(grown, total + 6 * kMaster);
+  EXPECT_GT(memoryTotals().totalPtr, before.totalPtr);
+
+  EXPECT_EQ(AltReturnMemToMac(1), kMaster);
+  EXPECT_EQ(AltGetTotalBytes(), grown - kMaster);
+  EXPECT_GE(AltReturnMemToMac(0x7FFFFFFF), 4 * kMaster);
+  EXPECT_EQ(AltReturnMemToMac(0x7FFFFFFF), 0) << "nothing is dead now";
+  AltFree(holder);
+}
+
+TEST_F(AltMemory, ReclaimedMasterBlocksServeOtherSizes) {
+  void* const holder = AltMalloc(16);
+  end(blocks(200, 4000));
+  const Long total = AltGetTotalBytes();
+  const auto others = blocks(3000, 100);
+  EXPECT_EQ(AltGetTotalBytes(), total);
+  end(others);
+  AltFreshen();
+  const auto again = blocks(100, 4000);
+  EXPECT_EQ(AltGetTotalBytes(), total);
+  end(again);
+  AltFree(holder);
+}
+
+TEST_F(AltMemory, AnyHistoryKeepsContentsAndCounters) {
+  std::mt19937 random(5);
+  std::vector<std::pair<char*, std::string>> live;
+  const Long blocksBefore = AltGetNumBlocks();
+  const Long usedBefore = AltGetTotalBytes() - AltGetFreeBytes();
+  Long used = 0;  // of the small ones, by the counter of free bytes
+  const auto real = [](std::size_t n) { return std::max<Long>((static_cast<Long>(n) + 3) / 4 * 4 + 4, 12); };
+  for (int step = 0; step < 60000; ++step) {
+    const unsigned phase = static_cast<unsigned>(step / 6000 % 2);
+    if (live.empty() || random() % 10 < (phase ? 3 : 7)) {
+      const std::size_t limit = std::size_t{1} << (4 + random() % 9);
+      const std::string content(random() % limit % 4093, static_cast<char>(random()));
+      char* const p = static_cast<char*>(AltMalloc(static_cast<Long>(content.size())));
+      std::memcpy(p, content.data(), content.size());
+      live.emplace_back(p, content);
+      used += real(content.size());
+    } else {
+      std::swap(live[random() % live.size()], live.back());
+      const auto& [p, content] = live.back();
+      ASSERT_EQ(AltGetBlockSize(p), static_cast<Long>(content.size()));
+      ASSERT_EQ(std::memcmp(p, content.data(), content.size()), 0);
+      AltFree(p);
+      used -= real(content.size());
+      live.pop_back();
+    }
+    if (random() % 1000 == 0) AltReturnMemToMac(static_cast<Long>(random() % 4) * kMaster);
+    if (random() % 1000 == 0) AltFreshen();
+    ASSERT_EQ(AltGetNumBlocks() - blocksBefore, static_cast<Long>(live.size()));
+    ASSERT_EQ(AltGetTotalBytes() - AltGetFreeBytes() - usedBefore, used);
+  }
+  for (auto& [p, content] : live) AltFree(p);
+}
+
+TEST_F(AltMemory, CopiesAreOfTheSameSize) {
+  void* const p = AltMallocClear(10);
+  std::memcpy(p, "0123456789", 10);
+  void* const copy = AltCopy(p);
+  EXPECT_EQ(AltGetBlockSize(copy), 10);
+  EXPECT_EQ(std::memcmp(copy, "0123456789", 10), 0);
+  end({p, copy});
+}
+
+TEST_F(AltMemory, ExhaustionRaisesAndLeavesTheCounters) {
+  const auto filler = blocks(40, 4092);  // the first of its master block to the last
+  const Long total = AltGetTotalBytes();
+  std::vector<void*> more;
+  std::string code;
+  {
+    const AllocationFailure failure(1);
+    while (!failure.happened()) code = codeRaisedBy([&] { more.push_back(AltMalloc(4092)); });
+  }
+  EXPECT_EQ(code, "MEM_OUT_OF_MEMORY");
+  EXPECT_EQ(AltGetTotalBytes(), total);
+  more.push_back(AltMalloc(4092));
+  end(filler);
+  end(more);
+}
+
+TEST_F(AltMemory, StatisticsListSizesAndMasterBlocks) {
+  const auto all = blocks(3, 500);
+  AltFree(all[0]);
+  const Printed out;
+  AltPrintStats(Printed::print, nullptr);
+  for (const char* part :
+       {"   Only printing slots for which more than 0 blocks exist\n",
+        "     n   numUsed   numFree  usedBytes   freeBytes\n", "    500       2         1        1008",
+        "  Master Blocks\n         numUsed      numFree        Start          End\n", "\n *"}) {
+    EXPECT_NE(out.text().find(part), std::string::npos) << part << "\nin:\n" << out.text();
+  }
+  end({all[1], all[2]});
+}

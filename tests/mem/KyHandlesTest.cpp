@@ -1,0 +1,271 @@
+#include "core/mem/KyHandles.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/mem/KyMemory.h"
+#include "core/mem/Owned.h"
+#include "core/mem/ZorvexHandleMgr.h"
+#include "tests/mem/ToyToolbox.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+std::string text(char** h) { return std::string(*h, static_cast<std::size_t>(KyGetHandleSize(h))); }
+
+char** handleWith(const std::string& content) {
+  char** h = nullptr;
+  KyPtrToHand(content.data(), &h, static_cast<Long>(content.size()));
+  return h;
+}
+
+bool isFake(char** h) { return ZorvexHandleMgr::IsZorvexHandle(reinterpret_cast<void**>(h)) != 0; }
+
+// What `body` raises on a thread that may not call the toolbox.
+template <class Body>
+std::string codeRaisedElsewhere(Body&& body) {
+  std::string code;
+  std::thread([&] { code = parm(errorRaisedBy(body), "msg"); }).join();
+  return code;
+}
+
+}  // namespace
+
+TEST(KyHandles, ZeroBytesAreABlockAndEmptyIsNone) {
+  const OwnedHandle zero(KyNewHandle(0));
+  EXPECT_NE(*zero.get(), nullptr);
+  EXPECT_EQ(KyGetHandleSize(zero.get()), 0);
+
+  const OwnedHandle empty(KyNewEmptyHandle());
+  EXPECT_EQ(*empty.get(), nullptr);
+  EXPECT_EQ(KyGetHandleSize(empty.get()), 0);
+  KySetHandleSize(empty.get(), 5);
+  EXPECT_NE(*empty.get(), nullptr);
+  EXPECT_EQ(KyGetHandleSizeFast(empty.get()), 5);
+}
+
+TEST(KyHandles, ResizingKeepsContentsAndReallocLosesThem) {
+  const OwnedHandle h(handleWith("0123456789"));
+  KySetHandleSize(h.get(), 2000);
+  EXPECT_EQ(std::memcmp(h.data(), "0123456789", 10), 0);
+  KySetHandleSize(h.get(), 3);
+  EXPECT_EQ(text(h.get()), "012");
+  char* const before = h.data();
+  KyReallocHandle(h.get(), 3);
+  EXPECT_NE(h.data(), before);
+  EXPECT_EQ(KyResizeHandle(h.get(), 7), h.get());
+  EXPECT_EQ(KyGetHandleSize(h.get()), 7);
+  EXPECT_EQ(checkFailedBy([&] { KySetHandleSize(h.get(), -1); }), "newSize >= 0");
+}
+
+TEST(KyHandles, AFailedResizeLeavesTheHandle) {
+  const OwnedHandle h(handleWith("keep"));
+  const MemoryTotals before = memoryTotals();
+  for (auto* resize : {KySetHandleSize, KyReallocHandle}) {
+    const AllocationFailure failure(1);
+    EXPECT_EQ(codeRaisedBy([&] { resize(h.get(), 4000); }), "MEM_OUT_OF_MEMORY");
+  }
+  EXPECT_EQ(text(h.get()), "keep");
+  EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
+}
+
+TEST(KyHandles, FakeHandlesCountAsPointers) {
+  const MemoryTotals before = memoryTotals();
+  char** const h = KyNewHandleClear(100);
+  EXPECT_EQ((*h)[99], 0);
+  EXPECT_EQ(memoryTotals().totalPtr, before.totalPtr + 100);
+  EXPECT_EQ(KyGetNumHdls(), before.numHdls);
+  KyDisposeHandle(h);
+  EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
+}
+
+TEST(KyHandles, CopyingTakesSourcesInTheHandleItself) {
+  const struct {
+    const char* name;
+    short (*copy)(const void* src, char** h, Long size);
+    Long from, size;
+    const char* want;
+  } cases[] = {
+      {"replace by the tail", KyPtrToXHand, 6, 4, "6789"},
+      {"replace by the whole", KyPtrToXHand, 0, 10, "0123456789"},
+      {"append the head", KyPtrAndHand, 0, 3, "0123456789012"},
+      {"append nothing", KyPtrAndHand, 4, 0, "0123456789"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const OwnedHandle h(handleWith("0123456789"));
+    EXPECT_EQ(c.copy(*h.get() + c.from, h.get(), c.size), 0);
+    EXPECT_EQ(text(h.get()), c.want);
+  }
+  // Large enough that appending moves the block.
+  const std::string large(100000, 'x');
+  const OwnedHandle h(handleWith(large));
+  KyPtrAndHand(h.data(), h.get(), 100000);
+  EXPECT_EQ(text(h.get()), large + large);
+}
+
+TEST(KyHandles, CopyOfAHandleIsAnother) {
+  const OwnedHandle original(handleWith("abc"));
+  char** h = original.get();
+  KyHandToHand(&h);
+  const OwnedHandle copy(h);
+  EXPECT_NE(copy.get(), original.get());
+  EXPECT_EQ(text(copy.get()), "abc");
+  const OwnedHandle empty(KyNewEmptyHandle());
+  const OwnedHandle copyOfEmpty(KyCopyHand(empty.get()));
+  EXPECT_EQ(*copyOfEmpty.get(), nullptr);
+  EXPECT_EQ(checkFailedBy([] { KyCopyHand(nullptr); }), "oldHandle != NULL");
+}
+
+TEST(KyHandles, TestsOfHandles) {
+  const OwnedHandle zero(KyNewHandle(0));
+  const OwnedHandle empty(KyNewEmptyHandle());
+  const auto complaint = [](const void* h) { return parm(errorRaisedBy([&] { KyCheckhandle(h); }), "msg"); };
+  EXPECT_EQ(codeRaisedBy([&] { KyCheckhandle(zero.get()); }), "");
+  EXPECT_NE(complaint(empty.get()).find("Tested handle is NOT a valid handle"), std::string::npos);
+  EXPECT_NE(complaint(nullptr).find("Tested handle is NOT a valid handle"), std::string::npos);
+  EXPECT_TRUE(KyChkNewHandle(1000));
+  EXPECT_EQ(checkFailedBy([] { KyNewHandleHi(0); }), "lsize > 0");
+}
+
+TEST(KyHandles, WhatIsNoHandleIsNotOperatedOn) {
+  void* cell = nullptr;
+  EXPECT_EQ(codeRaisedBy([&] { KyDisposeHandleZorvex(&cell); }), "KyDisposeHandleZorvex: bad fake handle");
+  EXPECT_EQ(codeRaisedBy([&] { KyGetHandleSizeZorvex(&cell); }), "KyDisposeHandleZorvex: bad fake handle");
+  EXPECT_EQ(codeRaisedBy([&] { KySetHandleSizeZorvex(&cell, 1); }), "KySetHandleSizeZorvex: bad fake handle");
+  EXPECT_EQ(codeRaisedBy([&] { KyReallocHandleZorvex(&cell, 1); }), "KySetHandleSizeZorvex: bad fake handle");
+  const std::string complaint = parm(errorRaisedBy([&] { KyDisposeHandle(&cell); }), "msg");
+  EXPECT_NE(complaint.find("KyDisposeHandleMac: Not Mac2Win safe!!!"), std::string::npos) << complaint;
+  EXPECT_EQ(codeRaisedBy([] { KyNewMaxHandleMac(5, 5, 5); }), "MEM_OUT_OF_MEMORY");
+}
+
+TEST(KyHandles, TheThreadDecidesTheKindAtBirthAndTheAddressAfterwards) {
+  ToyToolbox box;
+  char** const real = KyNewHandle(6);
+  EXPECT_TRUE(box.knows(real));
+  char** fake = nullptr;
+  std::thread([&] { fake = KyNewHandle(6); }).join();
+  EXPECT_TRUE(isFake(fake));
+
+  KySetHandleSize(fake, 12);
+  char** const copyOfFake = KyCopyHand(fake);
+  EXPECT_TRUE(isFake(copyOfFake));
+  char** const copyOfReal = KyCopyHand(real);
+  EXPECT_TRUE(box.knows(copyOfReal));
+  for (char** h : {fake, copyOfFake, copyOfReal}) KyDisposeHandle(h);
+
+  const std::string complaint = codeRaisedElsewhere([&] { KyDisposeHandle(real); });
+  EXPECT_NE(complaint.find("KyDisposeHandleMac: Not Mac2Win safe!!!"), std::string::npos) << complaint;
+  KyDisposeHandle(real);
+  EXPECT_EQ(box.live(), 0u);
+}
+
+TEST(KyHandles, EachRealFormTestsTheThreadUnderItsOwnName) {
+  ToyToolbox box;
+  char** out = nullptr;
+  const struct {
+    const char* name;
+    std::function<void()> make;
+  } cases[] = {
+      {"KyNewHandleMac", [] { KyNewHandleMac(1); }},
+      {"KyNewHandleClearMac", [] { KyNewHandleClearMac(1); }},
+      {"KyNewEmptyHandleMac", [] { KyNewEmptyHandleMac(); }},
+      {"KyPtrToHandMac", [&] { KyPtrToHandMac("x", &out, 1); }},
+  };
+  for (const auto& c : cases) {
+    const std::string complaint = codeRaisedElsewhere(c.make);
+    EXPECT_NE(complaint.find(std::string(c.name) + ": Not Mac2Win safe!!!"), std::string::npos) << complaint;
+  }
+  EXPECT_EQ(box.live(), 0u);
+  char** max = nullptr;
+  EXPECT_EQ(codeRaisedElsewhere([&] { max = KyNewMaxHandleMac(9, 0, 0); }), "") << "it alone does not test";
+  KyDisposeHandle(max);
+}
+
+TEST(KyHandles, RealHandlesAreCountedWithTheirFirstSize) {
+  ToyToolbox box;
+  const MemoryTotals before = memoryTotals();
+  char** const h = KyNewHandle(40);
+  char** const empty = KyNewEmptyHandle();
+  KySetHandleSize(h, 60);
+  KyReallocHandle(empty, 3);
+  EXPECT_EQ(std::string(*empty, 3), "???");
+  EXPECT_EQ(KyGetHandleSize(empty), 3);
+  EXPECT_EQ(memoryTotals().totalHdl, before.totalHdl + 40);
+  EXPECT_EQ(memoryTotals().numHdls, before.numHdls + 2);
+  KyDisposeHandle(empty);
+  KyDisposeHandle(h);
+  EXPECT_EQ(memoryTotals().numHdls, before.numHdls);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(box.lastWord), 4), "\xFF\xFF\xFF\xFF");
+  EXPECT_EQ(codeRaisedBy([] { KyNewHandle(2 << 20); }), "MEM_OUT_OF_MEMORY");
+}
+
+TEST(KyHandles, HandlesKeepTheirContentsThroughAnyHistory) {
+  std::mt19937 random(3);
+  std::vector<std::pair<char**, std::string>> live;
+  for (int step = 0; step < 20000; ++step) {
+    const std::size_t at = live.empty() ? 0 : random() % live.size();
+    const std::string content(random() % 300, static_cast<char>('a' + random() % 26));
+    switch (live.empty() ? 0 : random() % 5) {
+      case 0:
+      case 1:
+        live.emplace_back(handleWith(content), content);
+        break;
+      case 2:
+        KyPtrToXHand(content.data(), live[at].first, static_cast<Long>(content.size()));
+        live[at].second = content;
+        break;
+      case 3:
+        KyPtrAndHand(content.data(), live[at].first, static_cast<Long>(content.size()));
+        live[at].second += content;
+        break;
+      default:
+        ASSERT_EQ(text(live[at].first), live[at].second);
+        KyDisposeHandle(live[at].first);
+        live.erase(live.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+  }
+  for (auto& [h, content] : live) {
+    ASSERT_EQ(text(h), content);
+    KyDisposeHandle(h);
+  }
+}
+
+TEST(Owned, DisposesWhatItHolds) {
+  const MemoryTotals before = memoryTotals();
+  {
+    OwnedHandle h = OwnedHandle::ofSize(10);
+    h = OwnedHandle::ofSize(20);
+    OwnedHandle other(std::move(h));
+    EXPECT_FALSE(h);
+    EXPECT_EQ(other.size(), 20);
+    other.reset();
+    char** const mine = OwnedHandle::ofSize(3).release();
+    KyDisposeHandle(mine);
+  }
+  EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
+
+  struct Ending {
+    int* ends;
+    void Dispose() { ++*ends; }
+  };
+  int ends = 0;
+  Ending a{&ends}, b{&ends};
+  {
+    Owned<Ending> owner(&a);
+    owner.reset(&b);
+    EXPECT_EQ(ends, 1);
+    EXPECT_EQ(owner.release(), &b);
+    owner = Owned<Ending>(&a);
+  }
+  EXPECT_EQ(ends, 2);
+}

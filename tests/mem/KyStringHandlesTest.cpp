@@ -1,0 +1,113 @@
+#include "core/mem/KyStringHandles.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/mem/KyHandles.h"
+#include "core/mem/Owned.h"
+#include "tests/mem/ToyToolbox.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+OwnedHandle made(const char* text) { return OwnedHandle(KyNewSHdl(text)); }
+
+// The text and the size of a string handle.
+std::string shown(char** h) { return h ? std::string(*h) + "/" + std::to_string(KyGetHandleSize(h)) : "null"; }
+
+}  // namespace
+
+TEST(KyStringHandles, NewOnesAreFakeWhateverTheThread) {
+  ToyToolbox box;
+  const OwnedHandle h = made("abc");
+  EXPECT_EQ(box.live(), 0u);
+  EXPECT_EQ(shown(h.get()), "abc/4");
+  EXPECT_EQ(KySHdlLength(h.get()), 3u);
+  EXPECT_EQ(shown(made(nullptr).get()), "/1");
+  EXPECT_EQ(KySHdlLength(nullptr), 0u);
+  KyDisposeSHdl(nullptr);
+}
+
+TEST(KyStringHandles, Assigning) {
+  using Assign = char** (*)(char**, const char*);
+  const struct {
+    const char* name;
+    Assign assign;
+    const char* before;
+    const char* source;
+    const char* want;
+  } cases[] = {
+      {"cut to the size", KyStrToSHdl, "123", "0123456789", "012/4"},
+      {"shorter than the size", KyStrToSHdl, "12345", "x", "x/6"},
+      {"no source", KyStrToSHdl, "123", nullptr, "/4"},
+      {"grown", KyStrToSHdlGrow, "1", "0123456789", "0123456789/11"},
+      {"shrunk", KyStrToSHdlGrow, "12345", "ab", "ab/3"},
+      {"grown by no source", KyStrToSHdlGrow, "12345", nullptr, "/1"},
+      {"updated", KyStrToSHdlUpdate, "12345", "ab", "ab/3"},
+      {"appended", KyAppendStrToSHdl, "12", "345", "12345/6"},
+      {"appended nothing", KyAppendStrToSHdl, "12", nullptr, "12/3"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const OwnedHandle h = made(c.before);
+    EXPECT_EQ(c.assign(h.get(), c.source), h.get());
+    EXPECT_EQ(shown(h.get()), c.want);
+  }
+}
+
+TEST(KyStringHandles, AssigningFromAHandle) {
+  const OwnedHandle source = made("0123456789");
+  const OwnedHandle empty(KyNewEmptyHandle());
+  const OwnedHandle h = made("ab");
+  KySHdlToSHdl(h.get(), source.get());
+  EXPECT_EQ(shown(h.get()), "01/3");
+  KySHdlToSHdlGrow(h.get(), source.get());
+  EXPECT_EQ(shown(h.get()), "0123456789/11");
+  KySHdlToSHdlGrow(h.get(), nullptr);
+  EXPECT_EQ(shown(h.get()), "0123456789/11");
+  KyAppendSHdlToSHdl(h.get(), empty.get());
+  EXPECT_EQ(shown(h.get()), "0123456789/11");
+  KySHdlToSHdl(h.get(), nullptr);
+  EXPECT_EQ(shown(h.get()), "/11");
+}
+
+TEST(KyStringHandles, NullAndEmptyHandles) {
+  EXPECT_EQ(KyStrToSHdl(nullptr, "a"), nullptr);
+  EXPECT_EQ(KyStrToSHdlGrow(nullptr, "a"), nullptr);
+  EXPECT_EQ(shown(OwnedHandle(KyStrToSHdlUpdate(nullptr, "a")).get()), "a/2");
+  EXPECT_EQ(KyStrToSHdlUpdate(KyNewSHdl("a"), nullptr), nullptr);
+  EXPECT_EQ(shown(OwnedHandle(KyAppendStrToSHdl(nullptr, "ab")).get()), "ab/3");
+  const OwnedHandle empty(KyNewEmptyHandle());
+  EXPECT_EQ(KySHdlLength(empty.get()), 0u);
+  EXPECT_EQ(KyStrToSHdl(empty.get(), "abc"), empty.get()) << "no room for even the zero";
+  KyAppendStrToSHdl(empty.get(), "abc");
+  EXPECT_EQ(shown(empty.get()), "abc/4");
+}
+
+TEST(KyStringHandles, SourcesInTheHandleItself) {
+  const OwnedHandle h = made("0123456789");
+  KyStrToSHdlGrow(h.get(), *h.get() + 4);
+  EXPECT_EQ(shown(h.get()), "456789/7");
+  KyAppendSHdlToSHdl(h.get(), h.get());
+  EXPECT_EQ(shown(h.get()), "456789456789/13");
+  KyAppendStrToSHdl(h.get(), *h.get() + 10);
+  EXPECT_EQ(shown(h.get()), "45678945678989/15");
+  KyStrToSHdl(h.get(), *h.get() + 12);
+  EXPECT_EQ(shown(h.get()), "89/15");
+}
+
+TEST(KyStringHandles, CopyingOutEndsWithAZero) {
+  const OwnedHandle h = made("abc");
+  char text[8] = "zzzzzzz";
+  EXPECT_STREQ(KySHdlToStr(text, h.get(), 3), "ab");
+  EXPECT_EQ(text[3], 'z');
+  EXPECT_STREQ(KySHdlToStr(text, h.get(), 8), "abc");
+  EXPECT_STREQ(KySHdlToStr(text, h.get(), 1), "");
+  text[0] = 'q';
+  EXPECT_EQ(KySHdlToStr(text, h.get(), 0)[0], 'q');
+  EXPECT_STREQ(KySHdlToStr(text, nullptr, 8), "");
+  EXPECT_EQ(KySHdlToStr(nullptr, h.get(), 8), nullptr);
+}

@@ -1,0 +1,113 @@
+#include "core/mem/MemoryTracer.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/mem/KyHandles.h"
+#include "core/mem/KyMemory.h"
+#include "tests/mem/ToyToolbox.h"
+#include "tests/support/Printed.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+class MemoryTracer : public testing::Test {
+ protected:
+  MemoryTracer() { KySlotsDebugInit(); }
+  ~MemoryTracer() override {
+    if (DebugAllocs()) KyAllocDebugToggle();
+    if (DebugLocks()) KyHLockDebugToggle();
+  }
+
+  static std::string counts() {
+    const Printed out;
+    KySlotsPrintCounts(Printed::print);
+    return out.text();
+  }
+  static std::string state() {
+    const Printed out;
+    KySlotsPrintState(Printed::print);
+    return out.text();
+  }
+  static bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+  }
+
+  int cells[40000] = {};
+};
+
+}  // namespace
+
+TEST_F(MemoryTracer, CountsWhatIsRecordedAndWhatIsNot) {
+  KySlotAdd(&cells[0], 10, 0);
+  KySlotAdd(&cells[1], 20, 0);
+  KySlotAdd(&cells[0], 99, 0);
+  KySlotDont();
+  KySlotRemove(&cells[1]);
+  KySlotRemove(&cells[7]);
+  EXPECT_EQ(counts(),
+            "slots:        00001 (hiWater=00002)\nslotNotFounds:00001\nslotDonts:    00001\nslotRepeats:  00001\n");
+  EXPECT_TRUE(contains(state(), "  size: 0000000a  ")) << "the older record stays";
+}
+
+TEST_F(MemoryTracer, RecordsStandNewestFirstWithTheirCallers) {
+  KyAllocDebugToggle();
+  void* const first = KyNewPtr(0x111);
+  char** const second = KyNewHandle(0x222);
+  const std::string text = state();
+  KyDisposeHandle(second);
+  KyDisposePtr(first);
+  const auto older = text.find("00000001:");
+  const auto newer = text.find("00000002:");
+  ASSERT_NE(older, std::string::npos) << text;
+  EXPECT_LT(newer, older) << text;
+  EXPECT_TRUE(contains(text, "  size: 00000222  ")) << text;
+  EXPECT_TRUE(contains(text.substr(older), "KyNewPtr               ")) << text;
+  EXPECT_TRUE(contains(counts(), "slots:        00000 (hiWater=00002)\nslotNotFounds:00000"));
+}
+
+TEST_F(MemoryTracer, ResizingMovesTheRecord) {
+  KyAllocDebugToggle();
+  void* p = KyNewPtr(10);
+  KyReallocPtr(&p, 0x4321);
+  EXPECT_TRUE(contains(state(), "  size: 00004321  "));
+  KyDisposePtr(p);
+  EXPECT_TRUE(contains(counts(), "slots:        00000 "));
+}
+
+TEST_F(MemoryTracer, OutOfRecordsItBeepsAndBeginsAgain) {
+  ToyToolbox box;
+  for (int i = 0; i < 32768; ++i) KySlotAdd(&cells[i], 1, 0);
+  EXPECT_EQ(box.beeps, 0);
+  KySlotAdd(&cells[32768], 1, 0);
+  EXPECT_EQ(box.beeps, 5);
+  EXPECT_TRUE(contains(counts(), "slots:        00001 (hiWater=00001)"));
+}
+
+TEST_F(MemoryTracer, TogglesSaySo) {
+  const DebugPrinted out;
+  KyAllocDebugToggle();
+  EXPECT_TRUE(DebugAllocs());
+  KyAllocDebugToggle();
+  KyHLockDebugToggle();
+  EXPECT_TRUE(DebugLocks());
+  KyHLockDebugToggle();
+  EXPECT_EQ(out.text(),
+            "Alloc debugging gear is now on.\nAlloc debugging gear is now off.\n"
+            "KyHLock debugging gear is now on.\nKyHLock debugging gear is now off.\n");
+}
+
+TEST_F(MemoryTracer, AFreeWithoutARecordShowsTheStackWhenLocksAreDebugged) {
+  static int shown;
+  shown = 0;
+  installStackPrinter([](KyPrint) { ++shown; });
+  void* const p = KyNewPtr(1);
+  KyHLockDebugToggle();
+  KyDisposePtr(p);
+  installStackPrinter(nullptr);
+  EXPECT_EQ(shown, 1);
+  EXPECT_TRUE(contains(counts(), "slotNotFounds:00001"));
+}

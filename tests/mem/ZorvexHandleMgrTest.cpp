@@ -1,0 +1,158 @@
+#include "core/mem/ZorvexHandleMgr.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+using namespace ky::test;
+
+namespace {
+
+constexpr int kSlotsOfABlock = 40960;
+
+Int64 statistic(const char* name) {
+  const Printed out;
+  ZorvexHandleMgr::DumpStatistics(Printed::print);
+  const auto at = out.text().find(name);
+  return at == std::string::npos ? -1 : std::stoll(out.text().substr(out.text().find('=', at) + 1));
+}
+
+std::vector<void**> handles(int count) {
+  std::vector<void**> all;
+  for (int i = 0; i < count; ++i) all.push_back(ZorvexHandleMgr::CreateHandle(nullptr));
+  return all;
+}
+
+void endAll(const std::vector<void**>& all) {
+  for (void** h : all) ZorvexHandleMgr::DeleteHandle(h);
+}
+
+}  // namespace
+
+TEST(ZorvexHandleMgr, SlotsHoldWhatTheyAreGivenAndTheLastFreedIsUsedNext) {
+  int block = 0;
+  void** const h = ZorvexHandleMgr::CreateHandle(&block);
+  EXPECT_EQ(*h, &block);
+  EXPECT_TRUE(ZorvexHandleMgr::IsZorvexHandle(h));
+  void** const other = ZorvexHandleMgr::CreateHandle(nullptr);
+  EXPECT_EQ(ZorvexHandleMgr::DeleteHandle(other), nullptr);
+  EXPECT_EQ(ZorvexHandleMgr::DeleteHandle(h), &block);
+  EXPECT_EQ(ZorvexHandleMgr::CreateHandle(nullptr), h);
+  EXPECT_EQ(ZorvexHandleMgr::CreateHandle(nullptr), other);
+  endAll({h, other});
+}
+
+TEST(ZorvexHandleMgr, ABlockMoreThanOneHoldsMakesASecond) {
+  const Int64 live = statistic("NumCurrentHandles");
+  const Int64 blocks = statistic("NumMasterBlocks");
+  const int free = static_cast<int>(blocks * kSlotsOfABlock - live);
+  auto all = handles(free);
+  EXPECT_EQ(statistic("NumMasterBlocks"), blocks);
+  all.push_back(ZorvexHandleMgr::CreateHandle(nullptr));
+  EXPECT_EQ(statistic("NumMasterBlocks"), blocks + 1);
+  EXPECT_EQ(std::set<void**>(all.begin(), all.end()).size(), all.size());
+  EXPECT_GE(statistic("MaxCurrentHandles"), live + free + 1);
+
+  // A slot freed in the full block is taken before one in the new block.
+  void** const early = all[10];
+  ZorvexHandleMgr::DeleteHandle(early);
+  EXPECT_EQ(ZorvexHandleMgr::CreateHandle(nullptr), early);
+  endAll(all);
+  EXPECT_EQ(statistic("NumCurrentHandles"), live);
+}
+
+TEST(ZorvexHandleMgr, AnyHistoryKeepsContentsOverSeveralBlocks) {
+  std::mt19937 random(1);
+  std::map<void**, void*> live;
+  std::vector<void**> order;
+  const auto token = [&] { return reinterpret_cast<void*>(std::uintptr_t{random()} | 1); };
+  for (int step = 0; step < 400000; ++step) {
+    // Swings between nothing and some three blocks' worth.
+    const bool grow = random() % 100 < (step / 100000 % 2 ? 10u : 90u);
+    if (grow || order.empty()) {
+      void* const content = token();
+      void** const h = ZorvexHandleMgr::CreateHandle(content);
+      ASSERT_TRUE(live.emplace(h, content).second) << "handed out twice";
+      order.push_back(h);
+    } else {
+      std::swap(order[random() % order.size()], order.back());
+      ASSERT_EQ(ZorvexHandleMgr::DeleteHandle(order.back()), live.at(order.back()));
+      live.erase(order.back());
+      order.pop_back();
+    }
+  }
+  endAll(order);
+}
+
+TEST(ZorvexHandleMgr, TheOwnerTestTakesEachAddressFromTheFirstSlotToTheLast) {
+  void** const h = ZorvexHandleMgr::CreateHandle(nullptr);
+  const auto within = [](void* address) { return ZorvexHandleMgr::IsZorvexHandle(static_cast<void**>(address)) != 0; };
+  EXPECT_TRUE(within(reinterpret_cast<char*>(h) + 1)) << "alignment is not tested";
+  int local = 0;
+  EXPECT_FALSE(within(&local));
+  EXPECT_FALSE(within(nullptr));
+  EXPECT_FALSE(within(reinterpret_cast<void*>(~std::uintptr_t{0})));
+  endAll({h});
+}
+
+TEST(ZorvexHandleMgr, BadDeletesRaiseAndAreCounted) {
+  const Int64 errors = statistic("NumErrors");
+  const Int64 live = statistic("NumCurrentHandles");
+  void* local = nullptr;
+  EXPECT_EQ(codeRaisedBy([&] { ZorvexHandleMgr::DeleteHandle(&local); }),
+            "ZorvexHandleMgr::DeleteHandle (not an Zorvex handle)");
+  void** const h = ZorvexHandleMgr::CreateHandle(nullptr);
+  ZorvexHandleMgr::DeleteHandle(h);
+  EXPECT_EQ(codeRaisedBy([&] { ZorvexHandleMgr::DeleteHandle(h); }),
+            "ZorvexMasterPointerBlock::Contains (can't delete a free handle)");
+  EXPECT_EQ(statistic("NumErrors"), errors + 2);
+  EXPECT_EQ(statistic("NumCurrentHandles"), live);
+}
+
+TEST(ZorvexHandleMgr, AWriteIntoAFreeSlotIsNoticed) {
+  const auto wreck = [] {
+    void** const h = ZorvexHandleMgr::CreateHandle(nullptr);
+    ZorvexHandleMgr::DeleteHandle(h);
+    int local = 0;
+    *h = &local;
+    const std::string code = codeRaisedBy([] { ZorvexHandleMgr::CreateHandle(nullptr); });
+    std::fprintf(stderr, "%s", code.c_str());
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(wreck(), testing::ExitedWithCode(0), "CreateHandle .consistency check failed.");
+}
+
+TEST(ZorvexHandleMgr, UniqueHandlesAreNotUsedAgain) {
+  void** const h = ZorvexHandleMgr::CreateHandle(nullptr);
+  const Int64 live = statistic("NumCurrentHandles");
+  ZorvexHandleMgr::SetForceUniqueHandles(true);
+  EXPECT_TRUE(ZorvexHandleMgr::GetForceUniqueHandles());
+  ZorvexHandleMgr::DeleteHandle(h);
+  ZorvexHandleMgr::SetForceUniqueHandles(false);
+  EXPECT_EQ(*h, nullptr);
+  EXPECT_EQ(statistic("NumCurrentHandles"), live - 1);
+  void** const next = ZorvexHandleMgr::CreateHandle(nullptr);
+  EXPECT_NE(next, h);
+  endAll({next});
+}
+
+TEST(ZorvexHandleMgr, StatisticsAreWrittenSoThatTheFiguresAlign) {
+  const Printed out;
+  ZorvexHandleMgr::DumpStatistics(Printed::print);
+  EXPECT_EQ(out.text().rfind("ZorvexHandleMgr statistics:\n\tNumMasterBlocks\t\t=               ", 0), 0u)
+      << out.text();
+  EXPECT_NE(out.text().find("\tNumErrors\t\t\t= "), std::string::npos);
+}
+
+TEST(ZorvexHandleMgr, HasNoInstances) {
+  const std::string complaint = parm(errorRaisedBy([] { const ZorvexHandleMgr instance; }), "msg");
+  EXPECT_NE(complaint.find("Cannot create an instance of ZorvexHandleMgr."), std::string::npos) << complaint;
+}
