@@ -152,6 +152,27 @@ TEST(ThreadContext, AtMostTenEndedThreadsAreCollectedAtATime) {
   EXPECT_TRUE(isListed(GetCurrentOSThreadID()));
 }
 
+TEST(ThreadContext, ThreadsComeAndGoWhileOthersAreCollected) {
+  constexpr int kRounds = 40;
+  const auto visit = [](int round) {
+    if (round % 2) ThreadContext::Register(ThreadContext::kMPsafe);
+    ThreadContext* const own = ThreadContext::Find();
+    EXPECT_EQ(own->IsMPsafe(), round % 2);
+    EXPECT_EQ(ThreadContext::Find(GetCurrentOSThreadID()), own);
+    if (round % 4 == 1) ThreadContext::Unregister();
+  };
+  std::vector<std::jthread> starters;
+  for (int i = 0; i < 3; ++i) {
+    starters.emplace_back([&] {
+      for (int round = 0; round < kRounds; ++round) onThread([&] { visit(round); });
+    });
+  }
+  for (int round = 0; round < kRounds; ++round) {
+    ThreadContext::ThreadContextGC();
+    EXPECT_EQ(ThreadContext::Find(GetCurrentOSThreadID()), ThreadContext::GetMainThreadContext());
+  }
+}
+
 TEST(ThreadContext, ACallBehindAThreadsEndGetsAContextOffTheList) {
   ULong id = 0;
   onThread([&id] {
