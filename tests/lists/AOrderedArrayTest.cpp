@@ -1,0 +1,99 @@
+#include "core/lists/AOrderedArray.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "core/lists/AUnknownArray.h"
+#include "core/mem/KyMemory.h"
+#include "core/mem/KyStringHandles.h"
+#include "core/mem/Owned.h"
+#include "tests/support/Raised.h"
+
+namespace {
+
+using ky::Owned;
+using ky::OwnedHandle;
+using ky::test::codeRaisedBy;
+
+template <class T>
+void expectOrder(typechoice type, std::vector<T> ascending) {
+  SCOPED_TRACE(int(type));
+  Owned<AOrderedArray> array(AOrderedArray::New(sizeof(T), type));
+  std::vector<T> shuffled = ascending;
+  std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(5));
+  for (const T& item : shuffled) array->InsertItem(&item);
+  const auto all = ky::elements<T>(array.get());
+  EXPECT_TRUE(std::equal(all.begin(), all.end(), ascending.begin(), ascending.end()));
+  for (const T& item : ascending) {
+    EXPECT_EQ(codeRaisedBy([&] { array->InsertItem(&item); }), "DUPLICATE_KEYS_IN_ORDERED_ARRAY");
+  }
+  Long index = 0;
+  Boolean found = false;
+  T out{};
+  array->BinarySearch(&ascending[1], &index, &out, &found);
+  EXPECT_TRUE(found && index == 2 && out == ascending[1]);
+}
+
+TEST(AOrderedArray, OrdersByTheTypeOfItsKeys) {
+  expectOrder<short>(typeShort, {-32768, -1, 0, 1, 32767});
+  expectOrder<Long>(typeLong, {-2147483647 - 1, -1, 0, 2147483647});
+  expectOrder<std::uintptr_t>(typeAddr, {0, 1, UINTPTR_MAX / 2, UINTPTR_MAX / 2 + 1, UINTPTR_MAX});
+  expectOrder<float>(typeFloat, {-1e30f, -0.25f, 0.0f, 0.5f, 1e30f});
+  expectOrder<double>(typeDouble, {-1e300, -0.25, 0.0, 0.5, 1e300});
+  expectOrder<Int64>(typeInt64, {INT64_MIN, -0x100000000, 0, 0x100000000, INT64_MAX});
+  std::vector<OwnedHandle> owners;
+  std::vector<char**> texts = {nullptr};
+  for (const char* text : {"A", "a", "ab", "\x80"}) texts.push_back(owners.emplace_back(KyNewSHdl(text)).get());
+  expectOrder<char**>(typeStrHdl, texts);
+
+  EXPECT_EQ(codeRaisedBy([] { AOrderedArray::New(4, typechoice(7)); }), "BAD_TYPE_IN_ORDERED_ARRAY");
+}
+
+// Into 10, 20, 30, 40. The element at the index itself is not compared with: hence 35 may go to index 3.
+TEST(AOrderedArray, InsertAtIndexLooksAtOneNeighbourOnEachSide) {
+  const struct {
+    Long item, index;
+    bool fits;
+  } rows[] = {{5, 1, true},   {25, 1, false},         {15, 1, true},          {35, 3, true},  {45, 3, false},
+              {20, 3, false}, {35, 4, true},          {45, 4, true},          {25, 4, false}, {45, 5, true},
+              {40, 5, false}, {50, 2147483647, true}, {35, 2147483647, false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.item << " at " << row.index);
+    Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));
+    for (Long item = 10; item <= 40; item += 10) array->InsertItem(&item);
+    EXPECT_EQ(codeRaisedBy([&] { array->InsertAtIndex(&row.item, row.index); }),
+              row.fits ? "" : "ARRAY_INSERT_IN_WRONG_POSITION");
+    EXPECT_EQ(array->GetNumItems(), row.fits ? 5 : 4);
+  }
+}
+
+TEST(AOrderedArray, CopiesAreIndependentOrNotMade) {
+  Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));
+  for (Long item = 1; item <= 3; ++item) array->InsertItem(&item);
+  for (Long nth = 1; nth <= 3; ++nth) {
+    ky::AllocationFailure failure(nth);
+    EXPECT_EQ(codeRaisedBy([&] { array->Copy(); }), "MEM_OUT_OF_MEMORY");
+    EXPECT_TRUE(failure.happened());
+  }
+  Owned<AOrderedArray> copy(static_cast<AOrderedArray*>(array->Copy()));
+  array.reset();
+  const Long four = 4;
+  copy->InsertAtIndex(&four, 4);
+  EXPECT_EQ(ky::elements<Long>(copy.get())[3], 4);
+}
+
+TEST(AUnknownArray, CountsByKey) {
+  Owned<AUnknownArray> array(AUnknownArray::New());
+  for (const Long key : {7, 8, 7, -9, 7}) array->Update(key);
+  EXPECT_EQ(array->GetNumItems(), 3);
+  EXPECT_EQ(array->Offset(7), 0);
+  EXPECT_EQ(array->Offset(-9), 2);
+  EXPECT_EQ(array->Offset(1), -2147483647 - 1);
+  EXPECT_EQ(ky::elements<AUnknownArray::Entry>(array.get())[0].count, 3);
+}
+
+}  // namespace

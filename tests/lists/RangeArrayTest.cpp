@@ -1,0 +1,207 @@
+#include "core/lists/RangeArray.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <random>
+#include <vector>
+
+#include "core/error/Guarded.h"
+#include "core/mem/Owned.h"
+#include "core/utils/MemStreams.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+namespace {
+
+using ky::Owned;
+using ky::test::checkFailedBy;
+using ky::test::codeRaisedBy;
+
+constexpr Long kStart = -2147483647 - 1;
+constexpr Long kEnd = 2147483647;
+
+using Entries = std::vector<std::pair<Long, Long>>;
+
+Entries entries(RangeArray& array) {
+  array.DebugCheck();
+  Entries all;
+  for (const auto& each : ky::elements<RangeArray::Entry>(&array)) all.emplace_back(each.value, each.from);
+  return all;
+}
+
+Owned<RangeArray> ranges(const Entries& of) {
+  Owned<RangeArray> array(RangeArray::New(0, of.at(0).first));
+  for (std::size_t i = 1; i < of.size(); ++i) array->AppendNextValue(of[i].first, of[i].second);
+  return array;
+}
+
+Long valueAt(RangeArray& array, Long at) {
+  Long value = -99;
+  array.GetRange(at, &value, nullptr, nullptr);
+  return value;
+}
+
+/// A window of the axis with a value for each point, wide enough that what happens in it never leaves it unseen.
+class Points {
+ public:
+  explicit Points(Long origin) : origin_(origin), values_(1000, 0) {}
+
+  Long at(std::size_t i) const { return origin_ + Long(i); }
+  std::size_t size() const { return values_.size(); }
+
+  void setRange(Long value, std::size_t from, std::size_t to) {
+    std::fill(values_.begin() + std::ptrdiff_t(from), values_.begin() + std::ptrdiff_t(to), value);
+  }
+  /// A move to the right stretches the value at `from`; one to the left brings to it what lay further on.
+  void offset(std::size_t from, Long delta) {
+    const auto old = values_;
+    for (std::size_t i = from; i < old.size(); ++i) {
+      const Long source = std::clamp(Long(i) - delta, Long(from), Long(old.size()) - 1);
+      values_[i] = old[std::size_t(source)];
+    }
+  }
+  void expectSame(RangeArray& array) const {
+    array.DebugCheck();
+    for (std::size_t i = 0; i < size(); ++i) ASSERT_EQ(valueAt(array, at(i)), values_[i]) << "at " << at(i);
+  }
+
+ private:
+  Long origin_;
+  std::vector<Long> values_;
+};
+
+TEST(RangeArray, IsTheStepFunctionThatItsPointsSay) {
+  const struct {
+    Long origin;
+    std::size_t first;
+  } windows[] = {{kStart, 0}, {-30, 0}, {kEnd - 999, 930}};
+  std::mt19937 random(17);
+  for (int round = 0; round < 90 && !HasFatalFailure(); ++round) {
+    SCOPED_TRACE(round);
+    const auto& window = windows[round % 3];
+    Points points(window.origin);
+    Owned<RangeArray> array(RangeArray::New(round % 4, 0));
+    for (int step = 0; step < 40; ++step) {
+      const std::size_t from = window.first + random() % 69;
+      if (random() % 3 == 0) {
+        const Long delta = Long(random() % 41) - 20;
+        array->OffsetRange(points.at(from), delta);
+        points.offset(from, delta);
+      } else {
+        // A range up to the last point of all takes that in.
+        const std::size_t to = std::min(from + 1 + random() % 70, points.size());
+        const bool all = to >= points.size() - 1;
+        const Long value = Long(random() % 4);
+        array->SetRange(value, points.at(from), all ? kEnd : points.at(to));
+        points.setRange(value, from, all ? points.size() : to);
+      }
+      points.expectSame(*array);
+    }
+  }
+}
+
+TEST(RangeArray, GivesTheRangeAroundAPoint) {
+  Owned<RangeArray> array = ranges({{1, kStart}, {2, 10}, {3, 20}});
+  const struct {
+    Long at, value, from, to;
+  } rows[] = {{kStart, 1, kStart, 10}, {9, 1, kStart, 10}, {10, 2, 10, 20}, {20, 3, 20, kEnd}, {kEnd, 3, 20, kEnd}};
+  for (const auto& row : rows) {
+    Long value = 0, from = 0, to = 0;
+    array->GetRange(row.at, &value, &from, &to);
+    EXPECT_EQ((std::array{value, from, to}), (std::array{row.value, row.from, row.to})) << row.at;
+  }
+  ky::test::Printed out;
+  array->Dump(out.print, 0);
+  EXPECT_EQ(out.text().substr(out.text().find('\n') + 1), "Value: 2,  From: 10\nValue: 3,  From: 20\n");
+}
+
+class Empty : public RangeArray {
+ public:
+  static Empty* New() {
+    auto* array = new Empty;
+    array->IRangeArray(2);
+    return array;
+  }
+};
+
+TEST(RangeArray, RefusesWhatBreaksItsOrder) {
+  Owned<Empty> array(Empty::New());
+  Long value = 0;
+  EXPECT_EQ(checkFailedBy([&] { array->GetRange(0, &value, nullptr, nullptr); }), "index > 1");
+  array->SetRange(5, 100, 200);
+  EXPECT_EQ(entries(*array), (Entries{{5, 100}}));
+  EXPECT_EQ(checkFailedBy([&] { array->SetRange(6, 99, 150); }), "found || index > 1");
+  EXPECT_EQ(checkFailedBy([&] { array->SetRange(6, 150, 150); }), "to > from");
+  EXPECT_EQ(checkFailedBy([&] { array->AppendNextValue(6, 100); }), "from > lastRange.from");
+  array->SetLockChanges(true);
+  EXPECT_EQ(checkFailedBy([&] { array->SetRange(6, 150, 160); }), "lockChanges == FALSE");
+  EXPECT_EQ(entries(*array), (Entries{{5, 100}}));
+}
+
+TEST(RangeArray, GivesMemoryBackWithItsEntries) {
+  Owned<RangeArray> array(RangeArray::New(0, 0));
+  for (Long at = 0; at < 100; ++at) array->AppendNextValue(at + 1, at);
+  array->SetRange(0, 0, kEnd);
+  EXPECT_EQ(array->GetNumItems(), 1);
+  EXPECT_LE(ky::ArrayAccess::slots(*array), 4);
+}
+
+using Bytes = std::vector<unsigned char>;
+
+const Bytes kThreeRanges = {3, 0, 1, 0, 0, 0, 2, 0, 0, 0, 5, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 7, 0, 0, 0};
+
+Bytes written(RangeArray* array) {
+  const ky::OwnedHandle handle(KyNewHandle(0));
+  ADynamicMemStream* const stream = ADynamicMemStream::New(handle.get());
+  Bytes bytes;
+  ky::always(
+      [&] {
+        WriteRangeArray(array, stream, nullptr);
+        bytes.assign(handle.data(), handle.data() + stream->GetLogicalEOF());
+      },
+      [&] { stream->Close(); });
+  return bytes;
+}
+
+Owned<RangeArray> readFrom(Bytes bytes) {
+  bytes.reserve(1);  // a stream needs an address even for no bytes
+  AMemStream* const stream = AMemStream::NewFromPtr(bytes.data(), Long(bytes.size()), Long(bytes.size()));
+  Owned<RangeArray> array;
+  ky::always([&] { array.reset(ReadRangeArray(stream, nullptr)); }, [&] { stream->Close(); });
+  return array;
+}
+
+TEST(RangeArrayOnStreams, WritesAndReadsItsEntries) {
+  EXPECT_EQ(written(ranges({{1, kStart}, {2, 5}, {-2, 7}}).get()), kThreeRanges);
+  EXPECT_EQ(entries(*readFrom(kThreeRanges)), (Entries{{1, kStart}, {2, 5}, {-2, 7}}));
+  EXPECT_EQ(written(nullptr), (Bytes{0, 0}));
+  EXPECT_FALSE(readFrom({0, 0}));
+  EXPECT_FALSE(readFrom({0xFF, 0xFF}));
+
+  Owned<RangeArray> many(RangeArray::New(0, 0));
+  for (Long at = 0; at < 32766; ++at) many->AppendNextValue(at + 1, at);
+  EXPECT_EQ(readFrom(written(many.get()))->GetNumItems(), 32767);
+  many->AppendNextValue(0, 40000);
+  EXPECT_EQ(codeRaisedBy([&] { written(many.get()); }), "CORE_INTEGER_TOO_BIG");
+}
+
+TEST(RangeArrayOnStreams, LoadsOrRaisesWhateverTheBytes) {
+  const auto outcome = [](const Bytes& bytes) { return codeRaisedBy([&] { readFrom(bytes); }); };
+  for (std::size_t length = 0; length < kThreeRanges.size(); ++length) {
+    const auto begin = kThreeRanges.begin();
+    EXPECT_EQ(outcome({begin, begin + std::ptrdiff_t(length)}), "STRM_EOF") << length;
+  }
+  for (std::size_t bit = 0; bit < 8 * kThreeRanges.size(); ++bit) {
+    Bytes bad = kThreeRanges;
+    bad[bit / 8] ^= static_cast<unsigned char>(1u << bit % 8);
+    const std::string code = outcome(bad);
+    EXPECT_TRUE(code == "" || code == "STRM_EOF" || code == "DOMAIN_BAD_STRM_DATA") << code;
+  }
+  Bytes notAscending = kThreeRanges;
+  notAscending[18] = 5;
+  EXPECT_EQ(outcome(notAscending), "DOMAIN_BAD_STRM_DATA");
+}
+
+}  // namespace
