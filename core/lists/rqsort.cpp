@@ -10,6 +10,8 @@ using Compare = int (*)(void*, void*);
 
 /// Stretches this short are sorted by insertion.
 constexpr std::size_t kShort = 12;
+/// Stretches this long are worth a pivot out of nine.
+constexpr std::size_t kLong = 128;
 
 /// Elements of N bytes, or of `size` bytes where N is 0. They are only ever exchanged in pairs or turned round in a
 /// ring, and never while a comparison runs, so that one that raises finds all of them in the block.
@@ -77,23 +79,27 @@ class Sorter {
     }
   }
 
-  void medianToFront(std::size_t begin, std::size_t end) const {
-    const std::size_t middle = begin + (end - begin) / 2, last = end - 1;
-    std::size_t median = middle;
-    if (compare(begin, middle) < 0) {
-      if (compare(middle, last) > 0) median = compare(begin, last) < 0 ? last : begin;
-    } else if (compare(begin, last) < 0) {
-      median = begin;
-    } else if (compare(middle, last) < 0) {
-      median = last;
+  std::size_t median(std::size_t a, std::size_t b, std::size_t c) const {
+    if (compare(a, b) < 0) {
+      if (compare(b, c) <= 0) return b;
+      return compare(a, c) < 0 ? c : a;
     }
-    if (median != begin) swap(begin, median);
+    if (compare(b, c) >= 0) return b;
+    return compare(a, c) < 0 ? a : c;
+  }
+
+  /// Brings the pivot to the front: a median out of the inner part, since what partitions displace lies at the edges.
+  void pivotToFront(std::size_t begin, std::size_t end) const {
+    const std::size_t quarter = (end - begin) / 4, step = quarter / 4;
+    const std::size_t a = begin + quarter, b = a + quarter, c = b + quarter;
+    if (end - begin < kLong) return swap(begin, median(a, b, c));
+    swap(begin, median(median(a - step, a, a + step), median(b - step, b, b + step), median(c - step, c, c + step)));
   }
 
   /// Returns where the pivot ends up, with nothing above it to the left and nothing below it to the right. Both scans
   /// stop at elements equal to the pivot, so that many equal ones still halve; both stop at the edges by themselves.
   std::size_t partition(std::size_t begin, std::size_t end) const {
-    medianToFront(begin, end);
+    pivotToFront(begin, end);
     std::size_t low = begin, high = end;
     for (;;) {
       do ++low;

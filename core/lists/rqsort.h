@@ -11,6 +11,7 @@
 /// keeps of them does not outlive the call. Whatever it answers, and if it raises, the block still holds the same
 /// elements, in some order.
 ///
-/// Source:   quicksort by Hoare's partition on a median of three, insertion sort for short stretches, and heapsort
+/// Source:   quicksort by Hoare's partition on a median of three or nine, insertion sort for short stretches, and
+/// heapsort
 ///           (Musser, "Introspective Sorting and Selection Algorithms", 1997) where the partitions turn out lopsided.
 KY_API void rqsort(void* base, std::size_t count, std::size_t size, int (*cmp)(void*, void*));

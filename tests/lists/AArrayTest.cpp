@@ -130,8 +130,8 @@ TEST(AArray, HoldsWhatAVectorHoldsThroughAnyOperations) {
 TEST(AArray, BeginsWithRoomForThreeUnlessTheElementsAreLarge) {
   EXPECT_EQ(ArrayAccess::slots(*Owned<AArray>(AArray::New(10240))), 3);
   EXPECT_EQ(ArrayAccess::slots(*Owned<AArray>(AArray::New(10241))), 0);
-  for (const auto& [size, slots] : {std::pair<Long, Long>{16, 0x7FFFFFFF}, {-1, 3}, {1, -1}, {0x40000000, 1}}) {
-    EXPECT_EQ(codeRaisedBy([&] { AArray::NewWithSlotAndBlock(size, slots, 3); }), "MEM_OUT_OF_MEMORY") << size;
+  for (const auto& shape : {std::pair<Long, Long>{16, 0x7FFFFFFF}, {-1, 3}, {1, -1}, {0x40000000, 1}}) {
+    EXPECT_EQ(codeRaisedBy([&] { AArray::NewWithSlotAndBlock(shape.first, shape.second, 3); }), "MEM_OUT_OF_MEMORY");
   }
 }
 
