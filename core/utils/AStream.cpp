@@ -224,6 +224,7 @@ void AStream::ReadSpecialType(int, const char*, void*) { SubclassResponsibility(
 Boolean AStream::SetUseTags(Boolean on) {
   const Boolean was = useTags;
   useTags = on != 0;
+  tagLength = inTaggedFields && useTags;
   return was;
 }
 

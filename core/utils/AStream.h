@@ -288,6 +288,7 @@ class KY_API AStream : public AObject {
   char* writeLimit = nullptr;
   Boolean inlineAllowed = 1;
   Boolean inTaggedFields = 0;
+  Boolean tagLength = 0;  // of each value: 1 in a tagged section while tags are in use
   Boolean hasMinorVersion = 1;
   Boolean useTags = 0;
   char pendingTag = 0;

@@ -170,14 +170,13 @@ void raiseSmallBuffer(Long bufferLength) { +XError("STRM_BUF_SMALL", "long bufle
 void AStream::WriteString(const char* label, const char* string) {
   const std::size_t full = string ? std::strlen(string) : 0;
   const short length = string ? static_cast<short>(full) : nullLength;
-  const std::ptrdiff_t tagLength = inTaggedFields;
   if (length >= 0 && StreamWire::hasToWrite(*this, tagLength + 2 + length)) [[likely]] {
-    char* const at = cursor;
-    *at = stringTag;
+    char* const at = cursor + tagLength;
+    *cursor = stringTag;
     const short stored = swapBytes ? reversed(length) : length;
-    std::memcpy(at + tagLength, &stored, sizeof stored);
-    std::memcpy(at + tagLength + 2, string, static_cast<std::size_t>(length));
-    cursor = at + tagLength + 2 + length;
+    std::memcpy(at, &stored, sizeof stored);
+    copyText(at + 2, string, static_cast<std::size_t>(length));
+    cursor = at + 2 + length;
     return;
   }
   if (inTaggedFields) CoreWriteTag(stringTag);
@@ -193,7 +192,7 @@ void AStream::WriteStringHandle(const char* label, char** handle) { WriteString(
 ///
 /// Returns:  its length and, in `text`, its first byte; less than 0 if the core functions have to fetch it.
 Long StreamWire::stringInWindow(const AStream& s, char*& text) {
-  const std::ptrdiff_t tagLength = s.inTaggedFields;
+  const std::ptrdiff_t tagLength = s.tagLength;
   if (!hasToRead(s, tagLength + 2) || (tagLength && *s.cursor != stringTag)) return -1;
   short length;
   std::memcpy(&length, s.cursor + tagLength, sizeof length);
@@ -214,7 +213,7 @@ char* AStream::ReadString(const char* label, char* buffer, Long bufferLength) {
   char* text = nullptr;
   const Long inWindow = StreamWire::stringInWindow(*this, text);
   if (inWindow >= 0 && inWindow < bufferLength) [[likely]] {
-    std::memcpy(buffer, text, static_cast<std::size_t>(inWindow));
+    copyText(buffer, text, static_cast<std::size_t>(inWindow));
     buffer[inWindow] = 0;
     cursor = text + inWindow;
     return buffer;
@@ -232,7 +231,7 @@ char** AStream::ReadStringHandle(const char* label) {
   const Long inWindow = StreamWire::stringInWindow(*this, text);
   if (inWindow >= 0) [[likely]] {
     char** const handle = KyNewHandleZorvex(inWindow + 1);
-    std::memcpy(*handle, text, static_cast<std::size_t>(inWindow));
+    copyText(*handle, text, static_cast<std::size_t>(inWindow));
     (*handle)[inWindow] = 0;
     cursor = text + inWindow;
     return handle;

@@ -47,6 +47,21 @@ T reversed(T value) {
   }
 }
 
+/// Copies a text: names of clips, tracks and reels have some ten characters, for which a call would cost more than the
+/// copy. A short one is covered by two pieces that overlap.
+[[gnu::always_inline]] inline void copyText(char* to, const char* from, std::size_t length) {
+  const auto copyEnds = [&](auto piece) {
+    auto last = piece;
+    std::memcpy(&piece, from, sizeof piece);
+    std::memcpy(&last, from + length - sizeof last, sizeof last);
+    std::memcpy(to, &piece, sizeof piece);
+    std::memcpy(to + length - sizeof last, &last, sizeof last);
+  };
+  if (length - 8 <= 8) return copyEnds(std::uint64_t{});
+  if (length - 4 < 4) return copyEnds(std::uint32_t{});
+  std::memcpy(to, from, length);
+}
+
 /// Works inside the stream's window where that has room, and goes by the core functions where it has not; while a trace
 /// or a client's core function is at work the window has no room. Nothing on the short way is decided by a branch that
 /// alternates from value to value.
@@ -56,7 +71,7 @@ struct StreamWire {
 
   template <Tag tag, class T>
   [[gnu::always_inline]] static void put(AStream& s, const char* label, T value) {
-    const std::ptrdiff_t tagLength = s.inTaggedFields;
+    const std::ptrdiff_t tagLength = s.tagLength;
     if (!hasToWrite(s, tagLength + std::ptrdiff_t(sizeof value))) [[unlikely]]
       return putByCore<T>(s, tag, label, value);
     char* const at = s.cursor;
@@ -68,7 +83,7 @@ struct StreamWire {
 
   template <Tag tag, class T>
   [[gnu::always_inline]] static T get(AStream& s, const char* label) {
-    const std::ptrdiff_t tagLength = s.inTaggedFields;
+    const std::ptrdiff_t tagLength = s.tagLength;
     const char* const at = s.cursor;
     if (!hasToRead(s, tagLength + std::ptrdiff_t(sizeof(T))) || (tagLength && *at != tag)) [[unlikely]]
       return getByCore<T>(s, tag, label);
@@ -118,6 +133,7 @@ struct StreamWire {
   static T getEitherLength(AStream& s, const char* label);
   static void setTagged(AStream& s, bool tagged) {
     s.inTaggedFields = tagged;
+    s.tagLength = tagged && s.useTags;
     s.TestAndSetInlineAllowed();
   }
   static Long stringInWindow(const AStream& s, char*& text);

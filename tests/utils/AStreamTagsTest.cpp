@@ -1,0 +1,162 @@
+// Marks of objects, and stepping over what is not known.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "tests/support/Raised.h"
+#include "tests/utils/StreamSupport.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+constexpr Long clip = Long(MakeChar4("CLIP"));
+
+/// A stream that codes a class version as one byte, as documents do.
+Owned<AVariMemStream> objectStream(Coding coding, const Bytes& bytes) {
+  Owned<AVariMemStream> stream = streamOf(bytes);
+  stream->SetClassFuncW([](void*, AStream* s, Long, char version) { s->WriteChar("version", version); }, nullptr);
+  stream->SetClassFuncR([](void*, AStream* s, Long) { return s->ReadChar("version"); }, nullptr);
+  stream->SetUseTags(coding.tagged);
+  stream->SetSwapBytes(coding.swapped);
+  return stream;
+}
+
+TEST(AStreamTags, LayAnObjectOutByteByByte) {
+  const struct {
+    Coding coding;
+    Bytes want;
+  } cases[] = {
+      {{true, false}, {0x02, 3, 0x01, 2, 0x47, 5, 0, 0, 0, 0x4C, 2, 0, 'a', 'b', 0x03}},
+      {{true, true}, {0x02, 3, 0x01, 2, 0x47, 0, 0, 0, 5, 0x4C, 0, 2, 'a', 'b', 0x03}},
+      {{false, false}, {3, 2, 5, 0, 0, 0, 2, 0, 'a', 'b'}},
+      {{false, true}, {3, 2, 0, 0, 0, 5, 0, 2, 'a', 'b'}},
+  };
+  for (const auto& c : cases) {
+    const Owned<AVariMemStream> stream = objectStream(c.coding, {});
+    stream->WriteClassMark(clip, 3);
+    stream->WriteBeginTagMark(2);
+    stream->WriteLong("length", 5);
+    stream->WriteString("name", "ab");
+    stream->WriteEndObject();
+    EXPECT_EQ(contents(stream.get()), c.want);
+
+    stream->SetPosition(0);
+    char name[3];
+    EXPECT_EQ(stream->CheckClassMark(clip, 1, 3), 3);
+    EXPECT_EQ(stream->ReadBeginTagMark(), 2);
+    EXPECT_EQ(stream->ReadLong("length"), 5);
+    EXPECT_STREQ(stream->ReadString("name", name, 3), "ab");
+    stream->ReadEndObject();
+    EXPECT_EQ(stream->GetPosition(), Long(c.want.size()));
+  }
+}
+
+TEST(AStreamTags, StepOverWhatANewerWriterAppended) {
+  for (const bool swapped : {false, true}) {
+    const Owned<AVariMemStream> stream = objectStream({true, swapped}, {});
+    stream->WriteBeginTagMark(1);
+    stream->WriteBoolean("v", 1);
+    stream->WriteShort("v", 0x0303);
+    stream->WriteFloat("v", 1);
+    stream->WriteDouble("v", 1);
+    stream->WriteString("v", "\3\3\3");
+    stream->WriteBytes("v", "\3\3\3\3\3", 5);
+    stream->WriteUInt64("v", 0x0303030303030303);
+    stream->WriteEndObject();
+    const Long end = stream->GetPosition();
+    stream->SetPosition(0);
+    EXPECT_EQ(stream->ReadBeginTagMark(), 1);
+    stream->ReadEndObject();
+    EXPECT_EQ(stream->GetPosition(), end);
+  }
+}
+
+TEST(AStreamTags, RaiseForWhatCannotBeSteppedOver) {
+  const struct {
+    const char* name;
+    Bytes bytes;
+    const char* code;
+    const char* tag;
+    Long position;
+  } cases[] = {
+      {"Rational", {0x4F, 1, 0, 0, 0, 1, 0, 0, 0, 3}, "STRM_UNEXPECTED_TAG", "79", 1},
+      {"null string", {0x4C, 0xFF, 0xFF, 3}, "STRM_UNEXPECTED_TAG", "-1", 3},
+      {"string that would lead back to its own tag", {0x4C, 0xFD, 0xFF, 3}, "STRM_UNEXPECTED_TAG", "-1", 3},
+      {"bytes that would lead back", {0x41, 0xFB, 255, 255, 255, 3}, "STRM_UNEXPECTED_TAG", "-1", 5},
+      {"between marks and values", {0x04}, "STRM_UNEXPECTED_TAG", "4", 1},
+      {"zero", {0x00}, "STRM_UNEXPECTED_TAG", "0", 1},
+      {"negative", {0x80}, "STRM_UNEXPECTED_TAG", "-128", 1},
+      {"bytes beyond the end", {0x41, 0xFF, 255, 255, 0x7F, 3}, "STRM_BAD_POSITION", "<GotIllegalTag>", 5},
+      {"no end mark", {0x42, 1}, "STRM_EOF", "<GotIllegalTag>", 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Owned<AVariMemStream> stream = objectStream({true, false}, c.bytes);
+    const XError error = errorRaisedBy([&] { stream->ReadEndObject(); });
+    EXPECT_STREQ(error.GetCode(), c.code);
+    EXPECT_EQ(parm(error, "GotIllegalTag"), c.tag);
+    EXPECT_EQ(stream->GetPosition(), c.position);
+  }
+}
+
+TEST(AStreamTags, RememberTheEdgeThatEndedAnObjectWithoutTaggedFields) {
+  const Owned<AVariMemStream> stream = objectStream({true, false}, {0x03, 0x03, 0x03});
+  EXPECT_EQ(stream->ReadBeginTagMark(), 0);
+  stream->ReadEndObject();
+  EXPECT_EQ(stream->GetPosition(), 1);
+  EXPECT_EQ(stream->ReadBeginTagMark(), 0);
+  EXPECT_EQ(stream->SkipToTag(0x01, true), 0x03);  // looks for another, and forgets it
+  EXPECT_EQ(codeRaisedBy([&] { stream->ReadEndObject(); }), "STRM_EOF");
+}
+
+TEST(AStreamTags, ReadNoMinorVersionWhereNoneIsExpectedButWriteIt) {
+  const Owned<AVariMemStream> stream = streamOf({1});
+  EXPECT_EQ(stream->SetHasMinorVersion(false), 1);
+  EXPECT_EQ(stream->ReadBeginTagMark(), 0);
+  EXPECT_EQ(stream->GetPosition(), 0);
+  stream->WriteBeginTagMark(127);
+  EXPECT_EQ(contents(stream.get()), Bytes{127});
+}
+
+TEST(AStreamTags, RefuseVersionsOutOfRange) {
+  const struct {
+    std::function<void(AStream*)> use;
+    const char* error;
+  } cases[] = {
+      {[](AStream* s) { s->WriteClassMark(clip, 0); },
+       "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:0, min:1, max:127"},
+      {[](AStream* s) { s->WriteBeginTagMark(0); },
+       "STRM_ILLEGAL_MINOR_VERSION, TagMark, MinorVersion:0, min:1, max:127"},
+      {[](AStream* s) { s->WriteBeginTagMark(-1); },
+       "STRM_ILLEGAL_MINOR_VERSION, TagMark, MinorVersion:-1, min:1, max:127"},
+      {[](AStream* s) { s->CheckClassMark(clip, 1, 4); },
+       "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:5, min:1, max:4"},
+      {[](AStream* s) { s->Skip(1), s->ReadBeginTagMark(); },
+       "STRM_ILLEGAL_MINOR_VERSION, minorVersion:-1, min:1, max:127"},
+  };
+  for (const auto& c : cases) {
+    const Owned<AVariMemStream> stream = objectStream({false, false}, {5, 0xFF});
+    const XError error = errorRaisedBy([&] { c.use(stream.get()); });
+    char text[256];
+    error.ExpandString(text, sizeof text, nullptr);
+    EXPECT_EQ(std::string(text), std::string("Exception: ") + c.error);
+  }
+}
+
+TEST(AStreamTags, TouchNoByteWithoutTags) {
+  const Owned<AVariMemStream> stream = streamOf({3, 3});
+  EXPECT_EQ(stream->CoreReadTag(3) + stream->CoreWriteTag(3) + stream->SkipToTag(3, false), 0);
+  stream->ReadEndObject();
+  stream->WriteEndObject();
+  EXPECT_EQ(stream->GetPosition(), 0);
+  // Switching them off inside a section ends the tags, not the section.
+  apply({true, false}, stream.get());
+  stream->SetUseTags(false);
+  stream->WriteChar("v", 7);
+  EXPECT_EQ(stream->GetPosition(), 1);
+}
+
+}  // namespace

@@ -1,0 +1,337 @@
+#include "core/utils/AStream.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "core/math/Rational.h"
+#include "core/utils/ABlockMemStream.h"
+#include "tests/support/Raised.h"
+#include "tests/utils/StreamSupport.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+struct Value {
+  std::uint8_t tag;
+  Bytes native;
+  Bytes swapped;
+  std::function<void(AStream*)> put;
+  std::function<bool(AStream*)> comesBack;
+};
+
+/// A kind whose bytes are reversed as a whole.
+template <class T>
+Value number(std::uint8_t tag, void (AStream::*put)(const char*, T), T (AStream::*get)(const char*), T value,
+             Bytes bytes) {
+  return {tag, bytes, Bytes(bytes.rbegin(), bytes.rend()), [=](AStream* s) { (s->*put)("v", value); },
+          [=](AStream* s) { return (s->*get)("v") == value; }};
+}
+
+/// Text that a buffer with just the room for it, and a handle, must give back.
+Value text(const std::string& string, Bytes native, Bytes swapped) {
+  return {0x4C, native, swapped, [=](AStream* s) { s->WriteString("v", string.c_str()); },
+          [=](AStream* s) {
+            std::vector<char> buffer(string.size() + 1, 'x');
+            const Long at = s->GetPosition();
+            const bool inBuffer = s->ReadString("v", buffer.data(), Long(buffer.size())) == buffer.data();
+            s->SetPosition(at);
+            const OwnedHandle handle(s->ReadStringHandle("v"));
+            return inBuffer && string == buffer.data() && string == handle.data() &&
+                   handle.size() == Long(buffer.size());
+          }};
+}
+
+bool nullComesBack(AStream* s) {
+  char buffer[1] = {'x'};
+  const Long at = s->GetPosition();
+  const bool inBuffer = s->ReadString("v", buffer, 1) == nullptr && buffer[0] == 0;
+  s->SetPosition(at);
+  return inBuffer && s->ReadStringHandle("v") == nullptr;
+}
+
+bool thirdComesBack(AStream* s) {
+  Rational ratio;
+  return s->ReadRational("v", &ratio) && ratio.GetNum() == 1 && ratio.GetDen() == 3;
+}
+
+const Value values[] = {
+    number<Boolean>(0x42, &AStream::WriteBoolean, &AStream::ReadBoolean, 1, {1}),
+    number<char>(0x43, &AStream::WriteChar, &AStream::ReadChar, -2, {0xFE}),
+    number<unsigned char>(0x44, &AStream::WriteUChar, &AStream::ReadUChar, 200, {200}),
+    number<short>(0x45, &AStream::WriteShort, &AStream::ReadShort, -2, {0xFE, 0xFF}),
+    number<unsigned short>(0x46, &AStream::WriteUShort, &AStream::ReadUShort, 0xFEDC, {0xDC, 0xFE}),
+    number<Long>(0x47, &AStream::WriteLong, &AStream::ReadLong, -559038737, {0xEF, 0xBE, 0xAD, 0xDE}),
+    number<ULong>(0x48, &AStream::WriteULong, &AStream::ReadULong, 0xDEADBEEF, {0xEF, 0xBE, 0xAD, 0xDE}),
+    number<Char4>(0x49, &AStream::WriteChar4, &AStream::ReadChar4, MakeChar4("abcd"), {'d', 'c', 'b', 'a'}),
+    number<float>(0x4A, &AStream::WriteFloat, &AStream::ReadFloat, -2.5f, {0, 0, 0x20, 0xC0}),
+    number<double>(0x4B, &AStream::WriteDouble, &AStream::ReadDouble, 1.5, {0, 0, 0, 0, 0, 0, 0xF8, 0x3F}),
+    number<Int64>(0x4D, &AStream::WriteInt64, &AStream::ReadInt64, -2, {0xFE, 255, 255, 255, 255, 255, 255, 255}),
+    number<UInt64>(0x4E, &AStream::WriteUInt64, &AStream::ReadUInt64, 0x0102030405060708, {8, 7, 6, 5, 4, 3, 2, 1}),
+    text("ab", {2, 0, 'a', 'b'}, {0, 2, 'a', 'b'}),
+    text("", {0, 0}, {0, 0}),
+    text("clip 12", {7, 0, 'c', 'l', 'i', 'p', ' ', '1', '2'}, {0, 7, 'c', 'l', 'i', 'p', ' ', '1', '2'}),
+    text("0123456789", {10, 0, '0', '1', '2', '3', '4', '5', '6', '7', '8', '9'},
+         {0, 10, '0', '1', '2', '3', '4', '5', '6', '7', '8', '9'}),
+    {0x4C, {0xFF, 0xFF}, {0xFF, 0xFF}, [](AStream* s) { s->WriteStringHandle("v", nullptr); }, nullComesBack},
+    {0x4F,
+     {1, 0, 0, 0, 3, 0, 0, 0},
+     {1, 0, 0, 0, 3, 0, 0, 0},
+     [](AStream* s) { s->WriteRational("v", Rational(1, 3)); },
+     thirdComesBack},
+};
+
+AStream* tracedStream() {
+  AStream* stream = streamOf({}).release();
+  stream->SetTraceFunc(silent);
+  return stream;
+}
+
+/// The roads that a value can take, all of which must lead to the same bytes.
+AStream* (*const roads[])() = {
+    [] { return static_cast<AStream*>(streamOf({}).release()); },
+    tracedStream,
+    [] { return static_cast<AStream*>(ABlockMemStream::New(3, 2)); },
+    [] { return static_cast<AStream*>(ABlockMemStream::New(300, 1)); },
+};
+
+TEST(AStream, CodesEveryKindOfValueOnEveryRoad) {
+  for (std::size_t road = 0; road < std::size(roads); ++road)
+    for (const Coding coding : allCodings)
+      for (const Value& value : values) {
+        SCOPED_TRACE(testing::Message() << "tag " << int(value.tag) << ", road " << road << ", tagged " << coding.tagged
+                                        << ", swapped " << coding.swapped);
+        const Owned<AStream> stream(roads[road]());
+        apply(coding, stream.get());
+        for (int i = 0; i < 3; ++i) value.put(stream.get());
+        const Bytes payload = coding.swapped ? value.swapped : value.native;
+        const Bytes one = coding.tagged ? joined({value.tag}, payload) : payload;
+        EXPECT_EQ(contents(stream.get()), joined(joined(one, one), one));
+        stream->SetPosition(0);
+        for (int i = 0; i < 3; ++i) EXPECT_TRUE(value.comesBack(stream.get()));
+        EXPECT_EQ(codeRaisedBy([&] { value.comesBack(stream.get()); }), "STRM_EOF");
+      }
+}
+
+TEST(AStream, NormalisesTruthValues) {
+  EXPECT_EQ(bytesWritten([](AStream* s) { s->WriteBoolean("v", 7); }), Bytes{1});
+  EXPECT_EQ(streamOf({0x80})->ReadBoolean("v"), 1);
+}
+
+TEST(AStream, RefusesTheTagOfAnotherKindAfterConsumingIt) {
+  for (AStream* (*road)() : roads) {
+    const Owned<AStream> stream(road());
+    apply({true, false}, stream.get());
+    stream->WriteLong("v", 1);
+    stream->SetPosition(0);
+    const XError error = errorRaisedBy([&] { stream->ReadShort("v"); });
+    EXPECT_STREQ(error.GetCode(), "STRM_UNEXPECTED_TAG");
+    EXPECT_EQ(parm(error, "GotTag") + " " + parm(error, "WantedTag"), "71 69");
+    EXPECT_EQ(stream->GetPosition(), 1);
+  }
+}
+
+// ---- 64-bit values in either form
+
+TEST(AStream, WritesTheShortFormWhereverA64BitValueFits) {
+  const auto forms = [](AStream* s) {
+    apply({true, false}, s);
+    s->WriteInt64orLong("v", -2147483648LL);
+    s->WriteInt64orLong("v", 2147483648LL);
+    s->WriteUInt64orULong("v", 0xFFFFFFFF);
+    s->WriteUInt64orULong("v", 0x100000000);
+  };
+  EXPECT_EQ(bytesWritten(forms), (Bytes{0x47, 0,   0,   0,   0x80, 0x4D, 0, 0, 0, 0x80, 0, 0, 0, 0,  //
+                                        0x48, 255, 255, 255, 255,  0x4E, 0, 0, 0, 0,    1, 0, 0, 0}));
+}
+
+TEST(AStream, ReadsTheShortFormWithItsOddSigns) {
+  const struct {
+    const char* name;
+    Bytes bytes;
+    bool swapped;
+    Int64 want;
+  } cases[] = {
+      {"bare is always short", {5, 0, 0, 0}, false, 5},
+      {"sign-extended, also unsigned", {0xFE, 255, 255, 255}, false, -2},
+      {"swapped, the sign is that of the last byte on the wire", {0, 0, 0, 0x80}, true, -4294967168},
+      {"swapped, the first byte's sign is lost", {0x80, 0, 0, 1}, true, 2147483649},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Owned<AVariMemStream> stream = streamOf(c.bytes);
+    stream->SetSwapBytes(c.swapped);
+    EXPECT_EQ(stream->ReadInt64orLong("v"), c.want);
+    stream->SetPosition(0);
+    EXPECT_EQ(static_cast<Int64>(stream->ReadUInt64orULong("v")), c.want);
+  }
+}
+
+TEST(AStream, TellsTheTwoFormsApartByTheTag) {
+  for (const bool swapped : {false, true}) {
+    const Owned<AVariMemStream> stream = streamOf({});
+    apply({true, swapped}, stream.get());
+    const Int64 written[] = {1LL << 40, 7, -(1LL << 40)};
+    for (const Int64 value : written) stream->WriteInt64orLong("v", value);
+    stream->WriteUInt64orULong("v", 1ULL << 63);
+    stream->WriteShort("v", 1);
+    stream->SetPosition(0);
+    for (const Int64 value : written) EXPECT_EQ(stream->ReadInt64orLong("v"), value);
+    EXPECT_EQ(stream->ReadUInt64orULong("v"), 1ULL << 63);
+    const XError error = errorRaisedBy([&] { stream->ReadInt64orLong("v"); });
+    EXPECT_STREQ(error.GetCode(), "STRM_UNEXPECTED_TAG");
+    EXPECT_EQ(parm(error, "GotIllegalTag"), "69");
+  }
+}
+
+// ---- text and bytes
+
+TEST(AStream, RefusesTextThatCannotBeRight) {
+  const struct {
+    const char* name;
+    Bytes bytes;
+    Long room;
+    const char* code;
+  } cases[] = {
+      {"no room for the terminator", {2, 0, 'a', 'b'}, 2, "STRM_BUF_SMALL"},
+      {"no room for an empty text", {0, 0}, 0, "STRM_BUF_SMALL"},
+      {"no room for a null string", {0xFF, 0xFF}, 0, "STRM_BUF_SMALL"},
+      {"length -2", {0xFE, 0xFF, 'a', 'b'}, 100, "STRM_INCORRECT_LENGTH"},
+      {"length -32768", {0x00, 0x80}, 100, "STRM_INCORRECT_LENGTH"},
+      {"cut short", {4, 0, 'a', 'b'}, 100, "STRM_EOF"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    char buffer[100];
+    EXPECT_EQ(codeRaisedBy([&] { streamOf(c.bytes)->ReadString("v", buffer, c.room); }), c.code);
+    if (c.room < 100) continue;
+    EXPECT_EQ(codeRaisedBy([&] { streamOf(c.bytes)->ReadStringHandle("v"); }), c.code);
+  }
+}
+
+TEST(AStream, WritesALengthAheadOfBytesOnlyWhereThereAreTags) {
+  const auto put = [](Coding coding) {
+    return bytesWritten([&](AStream* s) {
+      apply(coding, s);
+      s->WriteBytes("v", "abc", 3);
+      s->WriteBytes("v", "", 0);
+    });
+  };
+  EXPECT_EQ(put({false, true}), (Bytes{'a', 'b', 'c'}));
+  EXPECT_EQ(put({true, false}), (Bytes{0x41, 3, 0, 0, 0, 'a', 'b', 'c', 0x41, 0, 0, 0, 0}));
+  EXPECT_EQ(put({true, true}), (Bytes{0x41, 0, 0, 0, 3, 'a', 'b', 'c', 0x41, 0, 0, 0, 0}));
+
+  const Owned<AVariMemStream> stream = streamOf({});
+  apply({true, false}, stream.get());
+  stream->WriteBytes("v", "abc", 3);
+  stream->SetPosition(0);
+  char got[4] = "";
+  stream->ReadBytes("v", got, 3);
+  EXPECT_STREQ(got, "abc");
+  stream->SetPosition(0);
+  const XError error = errorRaisedBy([&] { stream->ReadBytes("v", got, 2); });
+  EXPECT_STREQ(error.GetCode(), "STRM_INCORRECT_LENGTH");
+  EXPECT_EQ(parm(error, "BytesWanted") + " " + parm(error, "Got"), "2 3");
+}
+
+// ---- what moves the bytes
+
+Bytes passed;
+void appendByCore(void*, void* buffer, Long length) {
+  const auto* const bytes = static_cast<const std::uint8_t*>(buffer);
+  passed.insert(passed.end(), bytes, bytes + length);
+}
+void countUpByCore(void*, void* buffer, Long length) {
+  for (Long i = 0; i < length; ++i) static_cast<std::uint8_t*>(buffer)[i] = static_cast<std::uint8_t>(i + 1);
+}
+
+TEST(AStream, PassesEveryValueThroughAClientsCoreFunctions) {
+  passed.clear();
+  const Owned<AVariMemStream> stream = streamOf({9, 0, 0, 0, 8, 0, 0, 0});
+  stream->SetCoreReadFunc(countUpByCore);
+  stream->WriteLong("own", 7);  // the class's own way of writing does not open the way for reading again
+  EXPECT_EQ(stream->ReadLong("v"), 0x04030201);
+  stream->SetCoreWriteFunc(appendByCore);
+  stream->WriteShort("v", 0x0201);
+  stream->WriteString("v", "ab");
+  EXPECT_EQ(passed, (Bytes{1, 2, 2, 0, 'a', 'b'}));
+  EXPECT_EQ(stream->GetPosition(), 4);
+}
+
+TEST(AStream, CountsWhatAStoreWouldTake) {
+  for (const Coding coding : allCodings) {
+    const Owned<AStream> counting(AStream::New());
+    const Owned<AVariMemStream> storing = streamOf({});
+    for (AStream* s : {counting.get(), static_cast<AStream*>(storing.get())}) {
+      apply(coding, s);
+      for (int i = 0; i < 100; ++i) {
+        for (const Value& value : values) value.put(s);
+        s->WriteBytes("v", Bytes(700).data(), 1 + i * 7);
+      }
+    }
+    EXPECT_EQ(counting->GetPosition(), storing->GetPosition());
+  }
+}
+
+TEST(AStream, CountsReadsAndSeeksUpToTheLastPosition) {
+  const Owned<AStream> stream(AStream::New());
+  stream->WriteShort("v", 1);
+  stream->ReadLong("v");
+  stream->Skip(10);
+  EXPECT_EQ(stream->GetPosition(), 16);
+  stream->SetPosition(0x7FFFFFF0);
+  stream->WriteLong("v", 1);
+  EXPECT_EQ(remaining(stream.get()), 11);
+  EXPECT_EQ(codeRaisedBy([&] { stream->Skip(100); }), "STRM_BAD_POSITION");
+  EXPECT_EQ(codeRaisedBy([&] { stream->SetPosition(-1); }), "STRM_BAD_POSITION");
+  EXPECT_EQ(stream->GetPosition(), 0x7FFFFFF4);
+}
+
+// ---- patches, permission, callbacks
+
+TEST(AStream, FillsPatchesWithTheLengthSince) {
+  const Owned<AVariMemStream> stream = streamOf(Bytes(20, 0xAA));
+  stream->AddPatch(2, 4, true);
+  stream->AddPatch(3, 8, false);
+  stream->AddPatch(4, 12, true);
+  stream->SetPosition(20);
+  stream->WritePatches();
+  EXPECT_EQ(stream->GetPosition(), 20);
+  const Bytes bytes = contents(stream.get());
+  EXPECT_EQ(Bytes(bytes.begin() + 4, bytes.begin() + 16), (Bytes{18, 0, 0, 0, 0, 0, 0, 17, 0, 0, 0, 16}));
+  EXPECT_FALSE(stream->IsSwapBytesOn());
+
+  for (int i = 0; i < 10; ++i) EXPECT_TRUE(stream->AddPatch(0, 0, true));
+  EXPECT_FALSE(stream->AddPatch(0, 16, true));
+  stream->WritePatches();
+  EXPECT_EQ(contents(stream.get())[16], 0xAA);
+}
+
+TEST(AStream, AllowsInlineDataOnlyWhileTheWireIsPlain) {
+  const Owned<AVariMemStream> stream = streamOf({});
+  stream->SetUseTags(true);
+  const auto allowedAfter = [&](auto change) {
+    change();
+    return stream->GetInlineAllowed() != 0;
+  };
+  EXPECT_FALSE(allowedAfter([&] { stream->SetSwapBytes(true); }));
+  EXPECT_TRUE(allowedAfter([&] { stream->SetSwapBytes(false); }));
+  EXPECT_FALSE(allowedAfter([&] { stream->SetTraceFunc(silent); }));
+  EXPECT_TRUE(allowedAfter([&] { stream->SetTraceFunc(nullptr); }));
+  EXPECT_FALSE(allowedAfter([&] { stream->WriteBeginTagMark(1); }));
+  EXPECT_TRUE(allowedAfter([&] { stream->WriteEndObject(); }));
+}
+
+TEST(AStream, NeedsACallbackForPointers) {
+  int object = 0;
+  const Owned<AStream> stream(AStream::New());
+  EXPECT_EQ(parm(errorRaisedBy([&] { stream->WriteObjPtr("v", nullptr); }), "msg"), "Ptr callback not installed");
+  EXPECT_EQ(parm(errorRaisedBy([&] { stream->ReadObjPtr("v"); }), "msg"), "Ptr callback not installed");
+  stream->SetPtrFuncR([](void* data, AStream*, const char*) { return static_cast<APortable*>(data); }, &object);
+  EXPECT_EQ(static_cast<void*>(stream->ReadObjPtr("v")), &object);
+}
+
+}  // namespace
