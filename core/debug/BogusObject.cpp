@@ -8,6 +8,7 @@
 
 #include "core/base/AObject.h"
 #include "core/error/Assert.h"
+#include "core/mem/AltMemory.h"
 
 namespace {
 
@@ -62,4 +63,4 @@ void* ky::bogusTable() {
   return table;
 }
 
-void InitBogusObject() { ky::bogusTable(); }
+void InitBogusObject() { AltSetBogusVtableValue(ky::bogusTable()); }

@@ -106,19 +106,6 @@ TEST(ConsoleLog, KeepsTheLinesUpToItsLevel) {
   EXPECT_FALSE(UnitTestBase::LogOn("x", "/dev/null/nowhere", 4));
 }
 
-TEST(ConsoleCounts, AreClearedTogether) {
-  const Console console;
-  UnitTestBase::Expect(2, 1);
-  UnitTestBase::AddError("e");
-  UnitTestBase::AddProblem("p");
-  UnitTestBase::AddError("e");
-  const auto counts = UnitTestBase::GetCounts();
-  EXPECT_EQ(counts.errors, counts.expectedErrors);
-  EXPECT_EQ(counts.problems, counts.expectedProblems);
-  UnitTestBase::Renew();
-  EXPECT_EQ(UnitTestBase::GetCounts().errors + UnitTestBase::GetCounts().expectedErrors, 0);
-}
-
 TEST(OsPrintf, PrefixesSecondsAndEndsTheLineOnce) {
   const auto before = ky::platform::setClockHooks({[] { return Int64{12'345'678}; }, nullptr});
   const DebugOutput out;

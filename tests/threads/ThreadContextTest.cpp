@@ -5,12 +5,10 @@
 #include <algorithm>
 #include <atomic>
 #include <barrier>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "core/error/XError.h"
 #include "platform/Debugger.h"
 #include "platform/Threads.h"
 #include "tests/support/Bare.h"
@@ -64,24 +62,15 @@ TEST(ThreadContext, TheStartingThreadIsTheMainThread) {
 }
 
 TEST(ThreadContext, RegisterKeepsTheFlags) {
-  const struct {
-    ULong flags;
-    int main, mac2WinSafe, coop, mpSafe, fpuNotNeeded;
-  } cases[] = {
-      {ThreadContext::kCoopFlags, 0, 1, 1, 0, 0},
-      {0, 0, 0, 0, 0, 0},
-      {ThreadContext::kMPsafe, 0, 0, 0, 1, 0},
-      {ThreadContext::kFPUnotNeeded, 0, 0, 0, 0, 1},
-  };
-  for (const auto& c : cases) {
-    onThread([&] {
-      const ThreadContext* const own = ThreadContext::Register(c.flags);
-      EXPECT_EQ(own->IsMainThread(), c.main);
-      EXPECT_EQ(own->IsMac2WinSafe(), c.mac2WinSafe);
-      EXPECT_EQ(own->IsCoopThread(), c.coop);
-      EXPECT_EQ(own->IsNonZorvexThread(), c.coop);
-      EXPECT_EQ(own->IsMPsafe(), c.mpSafe);
-      EXPECT_EQ(own->IsFPUnotNeeded(), c.fpuNotNeeded);
+  for (const ULong flags : {0u, 6u, 8u, 16u}) {
+    onThread([flags] {
+      const ThreadContext* const own = ThreadContext::Register(flags);
+      EXPECT_FALSE(own->IsMainThread());
+      EXPECT_EQ(own->IsMac2WinSafe(), flags == 6);
+      EXPECT_EQ(own->IsCoopThread(), flags == 6);
+      EXPECT_EQ(own->IsNonZorvexThread(), flags == 6);
+      EXPECT_EQ(own->IsMPsafe(), flags == 8);
+      EXPECT_EQ(own->IsFPUnotNeeded(), flags == 16);
       ThreadContext::Unregister();
     });
   }
@@ -207,19 +196,6 @@ TEST(ThreadContext, AKilledThreadsContextIsTakenOffTheList) {
   EXPECT_FALSE(isListed(id));
 }
 
-TEST(ThreadContext, TheCurrentErrorStartsAtItsOwnEmptyOne) {
-  onThread([] {
-    ThreadContext* const own = ThreadContext::Find();
-    const XError* const base = own->GetXCurrent();
-    EXPECT_EQ(base->GetCode(), nullptr);
-    const XError error("STRM_EOF", 0);
-    own->SetXCurrent(&error);
-    EXPECT_EQ(ThreadContext::Find()->GetXCurrent(), &error);
-    own->ResetXCurrent();
-    EXPECT_EQ(own->GetXCurrent(), base);
-  });
-}
-
 TEST(ThreadContext, ItsDataGoesWithIt) {
   static int sAlive;
   struct Data : ThreadContextData {
@@ -250,19 +226,6 @@ BARE_TEST(ThreadContext, TheFirstFindSettlesOnASingleThread) {
                    "Use ThreadContext::Initialize(2) first."));
   EXPECT_TRUE(reports.tell("ThreadContext::Unregister(): This application is not initialized as multithreaded."));
   EXPECT_EQ(reports.count(), 2);
-}
-
-BARE_TEST(ThreadContext, ThePolicyStaysWhenTheMainThreadUnregisters) {
-  ThreadContext::Initialize(eMultithreaded);
-  ThreadContext::Unregister();
-  EXPECT_EQ(ThreadContext::GetMainThreadContext(), nullptr);
-  const Reports reports;
-  ThreadContext::Initialize(eSingleThreaded);
-  EXPECT_TRUE(
-      reports.tell("ThreadContextManager::SetMainThreadContext: The context management policy can not be changed."));
-  ThreadContext::Initialize(eMultithreaded);
-  EXPECT_EQ(ThreadContext::GetMainThreadContext(), ThreadContext::Find());
-  EXPECT_EQ(reports.count(), 1);
 }
 
 }  // namespace

@@ -148,16 +148,4 @@ TEST(UIThreadSafeInstallsDeath, AWorkersFatalWithoutAHandlerIsTracedAndEndsThePr
                "FATAL ERROR in thread: msg \\(broken\\), file \\(core/x\\), line \\(7\\)");
 }
 
-BARE_TEST(UIThreadSafeInstalls, FreshMainHooksDoNothing) {
-  const DebugOutput traces;
-  UImsg("unseen", 0, 0);
-  EXPECT_EQ(dialog("unseen"), 0);
-  EXPECT_FALSE(DisplayWait(true, 1));
-  EXPECT_FALSE(DisplayTherm("unseen", 1, 2, true));
-  UIstatReset();
-  UIstatClose();
-  EXPECT_EQ(dprintf("unseen"), 0);
-  EXPECT_EQ(traces.text(), "");
-}
-
 }  // namespace
