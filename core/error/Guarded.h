@@ -47,7 +47,7 @@ inline void callHandler(OnError& onError, XError& caught) {
 /// happened. The cancellation of a thread is no error and passes through.
 // A cancellation carries no object, so its catch clause binds a null reference, which is not to be reported.
 template <class Body, class OnError>
-[[gnu::no_sanitize("null"), gnu::no_sanitize("alignment")]] inline void guarded(Body&& body, OnError&& onError) {
+__attribute__((no_sanitize("null"), no_sanitize("alignment"))) inline void guarded(Body&& body, OnError&& onError) {
   XError caught;
   try {
     callBody(body);
