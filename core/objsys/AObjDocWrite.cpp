@@ -220,7 +220,7 @@ void AObjDoc::writeCreatorVersion() {
   GetVersionInfo(nullptr, nullptr, versionBuf, 3);
   check(std::strlen(versionBuf) <= versionStringLen, "strlen(versionBuf) <= versionStringLen");
   char padded[versionStringLen + 1];
-  std::snprintf(padded, sizeof padded, "%-*s", int(versionStringLen), versionBuf);
+  std::snprintf(padded, sizeof padded, "%-*.*s", int(versionStringLen), int(versionStringLen), versionBuf);
   check(std::strlen(padded) == versionStringLen, "strlen(versionBuf) == versionStringLen");
   stream->WriteString("CreatorVersion", padded);
 }

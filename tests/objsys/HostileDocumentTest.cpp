@@ -4,24 +4,10 @@
 #include "tests/objsys/Film.h"
 #include "tests/support/Raised.h"
 
-#if defined(KY_SANITIZED) && __has_include(<sanitizer/lsan_interface.h>)
-#include <sanitizer/lsan_interface.h>
-#endif
-
 using namespace ky;
 using namespace ky::test;
 
 namespace {
-
-/// A failed load leaves an object that another refers to with that other, so that damage to plain pointers leaves
-/// objects behind by design.
-struct LeaksAreNoFault {
-#if defined(KY_SANITIZED) && __has_include(<sanitizer/lsan_interface.h>) && defined(__SANITIZE_ADDRESS__)
-  __lsan::ScopedDisabler disabler;
-#else
-  LeaksAreNoFault() {}
-#endif
-};
 
 /// Owners, items, a shared pointer, a cycle and an unknown class.
 std::string goodDocument() {

@@ -1,0 +1,86 @@
+// What must hold however many objects there are: the stack does not grow with them, and memory grows by little.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <fstream>
+#include <vector>
+
+#include "tests/objsys/Film.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+#if defined(KY_SANITIZED)
+constexpr std::size_t kCount = 50000;
+#else
+constexpr std::size_t kCount = 1000000;
+#endif
+
+/// A chain without an end is a graph as deep as it has clips.
+std::vector<Owned<Clip>> chainOf(std::size_t count) {
+  std::vector<Owned<Clip>> chain;
+  for (std::size_t i = 0; i < count; ++i) {
+    chain.emplace_back(Clip::New("Clip_0000000", Long(i)));
+    if (i) chain[i - 1]->next = chain[i].get();
+  }
+  return chain;
+}
+
+void write(Bytes& bytes, APortable* root) {
+  Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, Long(kFilmType)));
+  doc->CopyIn(root);
+}
+
+Int64 statusBytes(const char* key) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with(key)) return std::stoll(line.substr(std::strlen(key))) * 1024;
+  return 0;
+}
+
+}  // namespace
+
+TEST(LargeDocument, AChainOfAMillionNeedsNoMoreStackThanOfTwo) {
+  registerFilm();
+  rlimit stack{};
+  ASSERT_EQ(getrlimit(RLIMIT_STACK, &stack), 0);
+  const rlimit before = stack;
+  stack.rlim_cur = std::min<rlim_t>(stack.rlim_max, 8 << 20);
+  ASSERT_EQ(setrlimit(RLIMIT_STACK, &stack), 0);
+
+  Bytes bytes;
+  {
+    const auto chain = chainOf(kCount);
+    write(bytes, chain[0].get());
+  }
+  bytes.stream->SetPosition(0);
+  Owned<ADomain> doc(ADomain::OpenFromStream(bytes.stream.get(), 0));
+  Long expected = 0;
+  for (auto* clip = static_cast<Clip*>(doc->CopyOut()); clip; ++expected) {
+    ASSERT_EQ(clip->in, expected);
+    Clip* const next = clip->next;
+    clip->Dispose();
+    clip = next;
+  }
+  EXPECT_EQ(expected, Long(kCount));
+  setrlimit(RLIMIT_STACK, &before);
+}
+
+#if !defined(KY_SANITIZED)  // whose own memory would be measured
+TEST(LargeDocument, ASaveTakesTheFileAndSixteenBytesAnObject) {
+  registerFilm();
+  const auto chain = chainOf(kCount);
+  Bytes bytes;
+  bytes.stream->SetGrowSize(1 << 20);
+  std::ofstream("/proc/self/clear_refs") << 5 << std::flush;  // the peak starts again from here
+  const Int64 before = statusBytes("VmRSS:");
+  write(bytes, chain[0].get());
+  const Int64 extra = statusBytes("VmHWM:") - before;
+  const Int64 allowed = Int64(bytes.text().size()) + 16 * Int64(kCount);
+  constexpr Int64 kSlack = 4 << 20;  // buffers, and what the allocator rounds up
+  EXPECT_LE(extra, allowed + kSlack);
+  EXPECT_GT(extra, allowed / 2) << "the peak was not measured";
+}
+#endif
