@@ -128,7 +128,7 @@ struct ObjectDocument {
   static Saved save(std::vector<Clip*>& ring) {
     Saved saved{OwnedHandle(KyNewHandle(0))};
     Owned<ADynamicMemStream> stream(ADynamicMemStream::New(saved.handle.get()));
-    stream->SetGrowSize(0x400000);
+    stream->SetGrowSize(0x40000);
     Owned<AObjDoc> doc(AObjDoc::New(stream.get(), 0, Long(MakeChar4("RING"))));
     doc->CopyIn(ring[0]);
     saved.size = std::size_t(stream->GetLogicalEOF());

@@ -16,6 +16,11 @@ void* takePages(std::size_t bytes, std::size_t alignment) noexcept;
 /// Gives back what takePages() gave.
 void returnPages(void* pages, std::size_t bytes) noexcept;
 
+/// Makes a run of pages longer, moving it if need be, or shorter; new pages are zero-filled.
+///
+/// Returns:  null if there are none, with the run as it was.
+void* resizePages(void* pages, std::size_t bytes, std::size_t newBytes) noexcept;
+
 /// Asks for large pages behind `pages`: dearer by the piece, cheaper by the byte, so for what will be filled.
 void preferLargePages(void* pages, std::size_t bytes) noexcept;
 

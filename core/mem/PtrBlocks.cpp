@@ -48,9 +48,27 @@ void raiseOutOfMemory() {
   xraisexerror(error);  // never reached: a unary plus on an error with a code raises
 }
 
+namespace {
+
+constexpr std::size_t kPage = 0x1000;
+
+bool isPagedPtr(Long size) { return size >= kLeastPagedPtr; }
+std::size_t bytesWithHeader(Long size) { return static_cast<std::size_t>(size) + sizeof(PtrHeader); }
+std::size_t pagesFor(Long size) { return (bytesWithHeader(size) + kPage - 1) & ~(kPage - 1); }
+
+}  // namespace
+
 void* takeLargePtr(Long size) noexcept {
   if (size < 0) return nullptr;
-  return std::malloc(static_cast<std::size_t>(size) + sizeof(PtrHeader));
+  return isPagedPtr(size) ? platform::takePages(pagesFor(size), kPage) : std::malloc(bytesWithHeader(size));
+}
+
+void giveLargePtr(PtrHeader* header) noexcept {
+  if (isPagedPtr(header->size)) {
+    platform::returnPages(header, pagesFor(header->size));
+  } else {
+    std::free(header);
+  }
 }
 
 namespace {
@@ -66,7 +84,8 @@ void count(Int64 bytes, Int64 blocks) noexcept {
 void* resizeLarge(void* p, Long size) {
   PtrHeader* const header = ptrHeader(p);
   const Int64 growth = Int64{size} - header->size;
-  void* const raw = std::realloc(header, static_cast<std::size_t>(size) + sizeof(PtrHeader));
+  void* const raw = isPagedPtr(size) ? platform::resizePages(header, pagesFor(header->size), pagesFor(size))
+                                     : std::realloc(header, bytesWithHeader(size));
   if (!raw) raiseOutOfMemory();
   auto* const moved = static_cast<PtrHeader*>(raw);
   moved->size = size;
@@ -94,7 +113,7 @@ void* resizePtrUntraced(void* p, Long size) {
     countPtr(*mine, Int64{size} - old, 0);
     return p;
   }
-  if (isSmallPtr(size) || isSmallPtr(old)) return resizeByCopy(p, size);
+  if (isSmallPtr(size) || isSmallPtr(old) || isPagedPtr(size) != isPagedPtr(old)) return resizeByCopy(p, size);
   if (allocationWatch.failing() && failsNow()) raiseOutOfMemory();
   return resizeLarge(p, size);
 }

@@ -16,6 +16,10 @@ struct alignas(16) PtrHeader {
 };
 static_assert(sizeof(PtrHeader) == 16);
 
+/// Blocks of this size and more have pages of their own: they grow without being copied, are given back at once, and
+/// large ones are cheaper to touch for the first time.
+inline constexpr Long kLeastPagedPtr = kSmallBlocksInUse ? 0x100000 : 0x7FFFFFFF;
+
 inline constexpr std::size_t kLargestSmallPtr = kSmallBlocksInUse ? kLargestSmallBlock - sizeof(PtrHeader) : 0;
 
 inline PtrHeader* ptrHeader(void* p) { return static_cast<PtrHeader*>(p) - 1; }
@@ -42,6 +46,7 @@ bool failsNow() noexcept;
 
 /// Returns:  null for a negative size or if there is no memory.
 void* takeLargePtr(Long size) noexcept;
+void giveLargePtr(PtrHeader* header) noexcept;
 
 inline bool isSmallPtr(Long size) { return kSmallBlocksInUse && static_cast<ULong>(size) <= kLargestSmallPtr; }
 inline std::size_t shelfForPtr(Long size) { return shelfFor(static_cast<std::size_t>(size) + sizeof(PtrHeader)); }
@@ -73,14 +78,14 @@ inline void disposePtrUntraced(void* p) noexcept {
   ThreadShelves* const mine = threadShelves();
   if (!mine) [[unlikely]] {
     countAlone(-Int64{size}, -1);
-    isSmallPtr(size) ? giveSmallBlockAlone(shelfForPtr(size), header) : std::free(header);
+    isSmallPtr(size) ? giveSmallBlockAlone(shelfForPtr(size), header) : giveLargePtr(header);
     return;
   }
   countPtr(*mine, -Int64{size}, -1);
   if (isSmallPtr(size)) {
     giveSmallBlock(*mine, shelfForPtr(size), header);
   } else {
-    std::free(header);
+    giveLargePtr(header);
   }
 }
 

@@ -53,6 +53,18 @@ void returnPages(void* pages, std::size_t bytes) noexcept {
   munmap(pages, bytes);
 }
 
+void* resizePages(void* pages, std::size_t bytes, std::size_t newBytes) noexcept {
+  if (newBytes == bytes) return pages;
+  searchNoMore(pages, bytes);
+  void* const moved = mremap(pages, bytes, newBytes, MREMAP_MAYMOVE);
+  if (moved == MAP_FAILED) {
+    searchForPointers(pages, bytes);
+    return nullptr;
+  }
+  searchForPointers(moved, newBytes);
+  return moved;
+}
+
 void preferLargePages(void* pages, std::size_t bytes) noexcept {
 #if defined(MADV_HUGEPAGE)
   madvise(pages, bytes, MADV_HUGEPAGE);
