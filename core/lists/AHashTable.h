@@ -167,6 +167,18 @@ class KY_API AHashTable : public ACollection {
  protected:
   ~AHashTable() override;
 
+  Long** hTable = nullptr;
+  char** elemArray = nullptr;
+  HashFunc hashFunc = nullptr;
+  KeyCmp keyCmp = nullptr;
+  Long firstFreeIndex = INDEX_NULL;
+  Long htSize = 0;
+  Long eaSize = 0;
+  unsigned iSize = 0;
+  Long htelemSize = 0;
+  void* scratchItem = nullptr;  ///< an item on its way into an array that moves
+  HTDuplicateFlag duplicateFlag = HTNoDuplicates;
+
  private:
   enum class Layout { kLongs, kLongsCustom, kPointers, kPointersCustom, kAny };
   /// The table as one call sees it, with the item size and the functions known where they can be.
@@ -177,18 +189,6 @@ class KY_API AHashTable : public ACollection {
   /// The index that leads to an element, checked; null if it does not.
   template <class AnyView>
   Long* linkTo(AnyView& table, Long elemIndex, Long prevElemIndex, Long hash);
-
-  Long** hTable = nullptr;
-  char** elemArray = nullptr;
-  HashFunc hashFunc = nullptr;
-  KeyCmp keyCmp = nullptr;
-  Long firstFreeIndex = INDEX_NULL;
-  Long htSize = 0;
-  Long eaSize = 0;
-  unsigned iSize = 0;
-  Long htelemSize = 0;
-  void* scratchItem = nullptr;
-  HTDuplicateFlag duplicateFlag = HTNoDuplicates;
 
   ky::Divisor divisor;  ///< htSize, for the default hash
   Layout layout = Layout::kAny;
