@@ -80,7 +80,8 @@ void AHashTable::IHashTable(Long minimumSize, Long initialItemsArraySize, unsign
   divisor = Divisor(htSize);
   eaSize = initialItemsArraySize;
   scratchItem = KyNewPtr(static_cast<Long>(itemSize));
-  elemArray = KyNewHandle(blockSize(eaSize, htelemSize));
+  elemArray = KyNewHandle(blockSize(Int64{eaSize} + 1, htelemSize));
+  *reinterpret_cast<htelem_t*>(*elemArray) = {INDEX_NULL, false, 0};
   hTable = reinterpret_cast<Long**>(KyNewHandle(blockSize(htSize, sizeof(Long))));
   AHashTable::RemoveAll();
 }
@@ -167,7 +168,7 @@ void AHashTable::GrowBy(Long incTableSize, Long incItemsArraySize, ItemHash hif)
 }
 
 Boolean AHashTable::LocateItem(void* const key, void* out, Long* hint) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     const Long index = table.find(key, table.hash(key)).index;
     if (index == INDEX_NULL) return false;
     table.get(index, out);
@@ -177,7 +178,7 @@ Boolean AHashTable::LocateItem(void* const key, void* out, Long* hint) {
 }
 
 Boolean AHashTable::LocateSpecificItem(void* const key, const void* item, Long* hint) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     if (hint && table.isUsed(*hint) && table.holds(table.at(*hint), item) && table.hasKey(table.at(*hint), key)) {
       return true;
     }
@@ -189,7 +190,7 @@ Boolean AHashTable::LocateSpecificItem(void* const key, const void* item, Long* 
 }
 
 Boolean AHashTable::GetItemAtHint(void* const key, void* out, Long hint) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     if (!table.isUsed(hint) || !table.hasKey(table.at(hint), key)) return false;
     table.get(hint, out);
     return true;
@@ -205,7 +206,7 @@ void AHashTable::SetItemAtHint(const void* item, Long hint) {
 }
 
 Boolean AHashTable::KeyLoopInit(void* const key, HTLoopState* state) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     const Long hash = table.hash(key);
     const Long index = table.find(key, hash).index;
     *state = index == INDEX_NULL ? HTLoopState{} : HTLoopState{hash, index};
@@ -214,7 +215,7 @@ Boolean AHashTable::KeyLoopInit(void* const key, HTLoopState* state) {
 }
 
 Boolean AHashTable::KeyLoopNextItem(void* const key, void* out, HTLoopState* state, Long* hint) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     Long index = state->elemIndex;
     for (; index != INDEX_NULL; index = table.at(index).nextIndex) {
       if (!check(table.isUsed(index), "HT_ELEM(elemArray, itemIndex)->used == TRUE")) break;
@@ -230,11 +231,14 @@ Boolean AHashTable::KeyLoopNextItem(void* const key, void* out, HTLoopState* sta
 }
 
 void AHashTable::AddItem(void* const key, const void* item, Long* hint) {
-  view([&](auto table) { table.add(key, item, hint); });
+  if (layout == Layout::kLongs) [[likely]] {
+    return View<sizeof(Long), true>(*this).add(key, item, hint);
+  }
+  otherView([=](auto table) { table.add(key, item, hint); });
 }
 
 Boolean AHashTable::RemoveItem(void* const key, void* out) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     const auto place = table.find(key, table.hash(key));
     if (place.index == INDEX_NULL) return false;
     table.remove(place, out);
@@ -243,7 +247,7 @@ Boolean AHashTable::RemoveItem(void* const key, void* out) {
 }
 
 Boolean AHashTable::RemoveSpecificItem(void* const key, const void* item) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     const auto place = table.findItem(item, table.hash(key));
     if (place.index == INDEX_NULL || !table.hasKey(table.at(place.index), key)) return false;
     table.remove(place, nullptr);
@@ -263,7 +267,7 @@ void AHashTable::LoopInit(HTLoopState* state) {
 }
 
 Boolean AHashTable::LoopNextItem(HTLoopState* state, void* out, Long* hint) {
-  return view([&](auto table) -> Boolean {
+  return view([=](auto table) -> Boolean {
     const HTLoopState current = *state;
     if (current.elemIndex == INDEX_NULL) return false;
     if (!table.isUsed(current.elemIndex) || !table.isChain(current.hashIndex)) {
@@ -324,9 +328,16 @@ void AHashTable::ComputeNextItemIndex(Long hash, Long elem, Long* nextHash, Long
 }
 
 void AHashTable::AddItemAt(Long hValue, const void* item, Long* hint) {
+  if (numItems >= eaSize) item = growFor(item);
   view([&](auto table) {
     if (check(table.isChain(hValue), "VALID_HTI(hValue)")) table.addAt(hValue, item, hint);
   });
+}
+
+const void* AHashTable::growFor(const void* item) {
+  std::memcpy(scratchItem, item, iSize);
+  GrowElemArray(htSize);
+  return scratchItem;
 }
 
 template <class AnyView>
@@ -354,7 +365,7 @@ Boolean AHashTable::RemoveItemAt(void* const key, void* out, Long itemIndex, Lon
 void AHashTable::GrowElemArray(Long n) {
   if (n <= 0) return;
   const Int64 count = Int64{eaSize} + n;
-  KySetHandleSize(elemArray, blockSize(count, htelemSize));
+  KySetHandleSize(elemArray, blockSize(count + 1, htelemSize));
   const Long first = eaSize;
   eaSize = static_cast<Long>(count);
   MakeFreeList(first, eaSize - 1);

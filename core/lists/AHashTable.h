@@ -168,7 +168,7 @@ class KY_API AHashTable : public ACollection {
   ~AHashTable() override;
 
   Long** hTable = nullptr;
-  char** elemArray = nullptr;
+  char** elemArray = nullptr;  ///< element -1, where an empty chain leads, and then the others
   HashFunc hashFunc = nullptr;
   KeyCmp keyCmp = nullptr;
   Long firstFreeIndex = INDEX_NULL;
@@ -185,7 +185,11 @@ class KY_API AHashTable : public ACollection {
   template <unsigned kItemSize, bool kDefaultKeys>
   class View;
   template <class Body>
-  auto view(Body&& body);
+  auto view(Body body);
+  template <class Body>
+  auto otherView(Body body);
+  /// Adds elements for `item`, which may have come from a comparison and so from the array that moves.
+  const void* growFor(const void* item);
   /// The index that leads to an element, checked; null if it does not.
   template <class AnyView>
   Long* linkTo(AnyView& table, Long elemIndex, Long prevElemIndex, Long hash);

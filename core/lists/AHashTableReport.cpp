@@ -76,7 +76,7 @@ void AHashTable::Dump(KyPrint print, int indent) {
 
 void AHashTable::DebugCheck() {
   if (htSize <= 0 || KyGetHandleSize(hTable) / Long{sizeof(Long)} < htSize) return corrupt();
-  if (eaSize < 0 || KyGetHandleSize(elemArray) / htelemSize < eaSize) return corrupt();
+  if (eaSize < 0 || KyGetHandleSize(elemArray) / htelemSize <= eaSize) return corrupt();
   if (numItems < 0 || numItems > eaSize) return corrupt();
   view([&](auto table) {
     // Counting past the elements there are means a circle.

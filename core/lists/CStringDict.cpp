@@ -57,7 +57,9 @@ Boolean equalsExactly(const void* key, const void* entryKey) {
 }
 
 Boolean equalsIgnoringCase(const void* key, const void* entryKey) {
-  return key && CIstrcmp(static_cast<const char*>(key), static_cast<const char*>(entryKey)) == 0;
+  // Most names are asked for as they were spelt, and that comparison is many bytes at a time.
+  return equalsExactly(key, entryKey) ||
+         (key && CIstrcmp(static_cast<const char*>(key), static_cast<const char*>(entryKey)) == 0);
 }
 
 int compareIgnoringCase(void* a, void* b) {

@@ -28,10 +28,10 @@ class AHashTable::View {
     Long index;
   };
 
-  explicit View(AHashTable& table) : table_(table) { refresh(); }
+  explicit View(AHashTable& table) : table_(table), heads_(*table.hTable), elements_(*table.elemArray + pitch()) {}
 
   bool isChain(Long hash) const { return hash >= 0 && hash < table_.htSize; }
-  bool isElement(Long index) const { return index >= 0 && index < table_.eaSize; }
+  bool isElement(Long index) const { return static_cast<ULong>(index) < static_cast<ULong>(table_.eaSize); }
   bool isUsed(Long index) const { return isElement(index) && at(index).used; }
 
   htelem_t& at(Long index) const {
@@ -71,10 +71,10 @@ class AHashTable::View {
     std::memcpy(&element.item, item, itemSize());
   }
 
-  Place find(void* const key, Long hash) {
+  [[gnu::always_inline]] Place find(void* const key, Long hash) {
     return walk(hash, [&](const htelem_t& element) { return hasKey(element, key); });
   }
-  Place findItem(const void* item, Long hash) {
+  [[gnu::always_inline]] Place findItem(const void* item, Long hash) {
     return walk(hash, [&](const htelem_t& element) { return holds(element, item); });
   }
   /// The byte-equal item at or behind the first one with `key`.
@@ -86,33 +86,28 @@ class AHashTable::View {
     });
   }
 
-  void add(void* const key, const void* item, Long* hint) {
-    const bool duplicates = table_.duplicateFlag == HTDuplicatesAllowed;
+  [[gnu::always_inline]] void add(void* const key, const void* item, Long* hint) {
     const Long chain = hash(key);
-    bool keySeen = false;
-    bool itemSeen = false;
-    walk(chain, [&](const htelem_t& element) {
-      if (!keySeen && hasKey(element, key)) {
-        keySeen = true;
-        ky::tell(hint, indexOfElement(element));
-      }
-      itemSeen = itemSeen || holds(element, item);
-      return duplicates ? itemSeen : keySeen;
-    });
-    if (keySeen && !duplicates) return refuse("HTABLE_DUPLICATE_KEY");
-    if (itemSeen) return refuse("HTABLE_DUPLICATE_ITEM");
-    if (chain != INDEX_NULL) addAt(chain, item, hint);
+    const auto taken = [&](const htelem_t& element) { return hasKey(element, key) | holds(element, item); };
+    if (isOn(chain, taken)) [[unlikely]] {
+      return addBeside(table_, key, item, hint);
+    }
+    if (!kDefaultKeys && chain == INDEX_NULL) return;
+    if (isFull()) [[unlikely]] {
+      return growAndAdd(table_, key, item, hint);
+    }
+    addAt(chain, item, hint);
   }
 
-  void addAt(Long chain, const void* item, Long* hint) {
-    if (table_.numItems >= table_.eaSize) [[unlikely]]
-      item = grow(item);
+  bool isFull() const { return table_.numItems >= table_.eaSize; }
+  [[gnu::always_inline]] void addAt(Long chain, const void* item, Long* hint) {
     const Long index = table_.firstFreeIndex;
     Long& head = heads_[chain];
-    if (!ky::check(isElement(index), "VALID_EAI(firstFreeIndex)")) return;
-    if (!ky::check(head == INDEX_NULL || isElement(head),
-                   "((VALID_EAI(hTable[hValue])) || (hTable[hValue] == INDEX_NULL))")) {
-      return;
+    if (!isElement(index)) [[unlikely]] {
+      return refuse("VALID_EAI(firstFreeIndex)");
+    }
+    if (head < INDEX_NULL || head >= table_.eaSize) [[unlikely]] {
+      return refuse("((VALID_EAI(hTable[hValue])) || (hTable[hValue] == INDEX_NULL))");
     }
     htelem_t& element = at(index);
     table_.firstFreeIndex = element.nextIndex;
@@ -124,7 +119,7 @@ class AHashTable::View {
     ky::tell(hint, index);
   }
 
-  void remove(Place place, void* out) {
+  [[gnu::always_inline]] void remove(Place place, void* out) {
     htelem_t& element = at(place.index);
     get(place.index, out);
     *place.link = element.nextIndex;
@@ -150,11 +145,12 @@ class AHashTable::View {
   std::size_t pitch() const {
     return kItemSize ? kItemSize + ky::kElementHead : static_cast<std::size_t>(table_.htelemSize);
   }
-  Long indexOfElement(const htelem_t& element) const { return indexOf(&element.nextIndex, 0); }
 
+  /// The first element that `wanted` accepts.
   template <class Wanted>
-  Place walk(Long chain, Wanted&& wanted) {
-    Long* link = kDefaultKeys || chain != INDEX_NULL ? &heads_[chain] : &none_;
+  [[gnu::always_inline]] Place walk(Long chain, Wanted&& wanted) {
+    if (!kDefaultKeys && chain == INDEX_NULL) return {nullptr, INDEX_NULL};
+    Long* link = &heads_[chain];
     while (*link != INDEX_NULL) {
       htelem_t& element = at(*link);
       if (wanted(element)) break;
@@ -163,30 +159,59 @@ class AHashTable::View {
     return {link, *link};
   }
 
-  void refresh() {
-    heads_ = *table_.hTable;
-    elements_ = *table_.elemArray;
+  /// Whether an element that `wanted` accepts is on the chain.
+  template <class Wanted>
+  [[gnu::always_inline]] bool isOn(Long chain, Wanted&& wanted) {
+    if constexpr (!kDefaultKeys) return walk(chain, wanted).index != INDEX_NULL;
+    // Nothing predicts whether a chain is empty, so it is not asked: an empty one leads to the element -1.
+    const Long head = heads_[chain];
+    const htelem_t& first = at(head);
+    if (wanted(first) & (head != INDEX_NULL)) return true;
+    for (Long index = first.nextIndex; index != INDEX_NULL; index = at(index).nextIndex) {
+      if (wanted(at(index))) return true;
+    }
+    return false;
   }
 
-  /// `item` may have come from a comparison, and so from the array that moves.
-  [[gnu::noinline, gnu::cold]] const void* grow(const void* item) {
-    std::memcpy(table_.scratchItem, item, itemSize());
-    table_.GrowElemArray(table_.htSize);
-    refresh();
-    return table_.scratchItem;
+  // What is rare stands in functions of its own, which are called last: the common way through keeps no registers.
+
+  /// Adds `item` beside elements of its key or with its bytes, if it may be there.
+  [[gnu::noinline]] static void addBeside(AHashTable& table, void* const key, const void* item, Long* hint) {
+    View view(table);
+    const Long chain = view.hash(key);
+    const Place sameKey = view.find(key, chain);
+    if (sameKey.index != INDEX_NULL) {
+      ky::tell(hint, sameKey.index);
+      if (table.duplicateFlag != HTDuplicatesAllowed) +XError("HTABLE_DUPLICATE_KEY", 0);
+    }
+    if (view.findItem(item, chain).index != INDEX_NULL) +XError("HTABLE_DUPLICATE_ITEM", 0);
+    if (view.isFull()) return growAndAdd(table, key, item, hint);
+    view.addAt(chain, item, hint);
   }
-  [[gnu::noinline, gnu::cold]] static void refuse(const char* code) { +XError(code, 0); }
+
+  [[gnu::noinline]] static void growAndAdd(AHashTable& table, void* const key, const void* item, Long* hint) {
+    item = table.growFor(item);
+    View view(table);
+    if (!view.isFull()) view.addAt(view.hash(key), item, hint);
+  }
+
+  [[gnu::noinline, gnu::cold]] static void refuse(const char* text) { ky::check(false, text); }
 
   AHashTable& table_;
-  Long* heads_ = nullptr;
-  char* elements_ = nullptr;
-  Long none_ = INDEX_NULL;
+  Long* const heads_;
+  char* const elements_;  ///< of element 0
 };
 
 template <class Body>
-inline auto AHashTable::view(Body&& body) {
-  if (layout == Layout::kLongs) [[likely]]
+inline auto AHashTable::view(Body body) {
+  if (layout == Layout::kLongs) [[likely]] {
     return body(View<sizeof(Long), true>(*this));
+  }
+  return otherView(body);
+}
+
+template <class Body>
+[[gnu::noinline]] auto AHashTable::otherView(Body body) {
   switch (layout) {
     case Layout::kLongsCustom:
       return body(View<sizeof(Long), false>(*this));

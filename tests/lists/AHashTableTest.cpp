@@ -372,7 +372,7 @@ TEST(AHashTable, FindsDamage) {
       table->DebugCheck();
       return table.release();
     }
-    htelem_t& at(Long index) { return reinterpret_cast<htelem_t*>(*elemArray)[index]; }
+    htelem_t& at(Long index) { return reinterpret_cast<htelem_t*>(*elemArray)[index + 1]; }
     void apply(int fault) {
       switch (fault) {
         case 0:
