@@ -71,10 +71,12 @@ AObject* CDictionary::Copy() {
   reraisedAs("DICT_COPY_FAILED", [&] {
     copy.reset(static_cast<CDictionary*>(ACollection::Copy()));
     copy->buckets = nullptr;
+    copy->numBuckets = 0;
     copy->numItems = 0;
     copy->cursorBucket = 0;
     copy->cursorEntry = nullptr;
     copy->buckets = reinterpret_cast<dictHandle_t**>(KyNewHandleClear(numBuckets * Long{sizeof(dictHandle_t)}));
+    copy->numBuckets = numBuckets;
     for (Long bucket = 0; bucket < numBuckets; ++bucket) {
       dictHandle_t* link = *copy->buckets + bucket;
       for (dictHandle_t entry = (*buckets)[bucket]; entry; entry = (*entry)->next) {

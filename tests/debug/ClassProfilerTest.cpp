@@ -1,0 +1,72 @@
+#include "core/debug/ClassProfiler.h"
+
+#include <gtest/gtest.h>
+
+#include "core/base/AObject.h"
+#include "core/mem/Owned.h"
+#include "tests/support/Printed.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+template <int bytes>
+class Sized : public AObject {
+ public:
+  const char* ClassName() override { return bytes < 100 ? "Small" : "Large"; }
+  Long Size() override { return 1; }  // not asked
+
+ protected:
+  char data[bytes] = {};
+};
+
+std::string profile(short count, short mode) {
+  DebugPrinted printed;
+  PrintClassProfile(count, mode);
+  return printed.text();
+}
+
+const char* const kByNumber =
+    "\nSorted By Number\n\n"
+    "Class                     Size               Objects                    Bytes\n";
+const char* const kByBytes =
+    "\nSorted By Bytes\n\n"
+    "Class                            Objects                     Bytes\n";
+
+}  // namespace
+
+// One test, since the profile is the process's.
+TEST(ClassProfiler, CountsObjectsByClass) {
+  EXPECT_EQ(profile(10, 1), "Class Dictionary empty\n");
+  AObject::InstallLogRoutines(LogObjCreated, LogObjDisposed);
+  const auto make = [](AObject* object) {
+    object->IObject();
+    return Owned<AObject>(object);
+  };
+  make(new Sized<24>);  // not running yet
+  StartClassProfiler();
+  const Owned<AObject> small = make(new Sized<24>);
+  const Owned<AObject> other = make(new Sized<24>);
+  make(new Sized<24>);
+  const Owned<AObject> large = make(new Sized<992>);
+  StopClassProfiler();
+  make(new Sized<24>);
+
+  const std::string smallRow = "Small                    (  32)          2 (       3/       1)             64 ";
+  const std::string largeRow = "Large                    (1000)          1 (       1/       0)           1000 ";
+  EXPECT_EQ(profile(10, 1), kByNumber + smallRow + "(64)\n" + largeRow + "(1064)\n");
+  EXPECT_EQ(profile(10, 2), kByBytes + largeRow + "(1000)\n" + smallRow + "(1064)\n");
+  EXPECT_EQ(profile(1, 2), kByBytes + largeRow + "(1000)\n");
+  EXPECT_EQ(profile(0, 1), kByNumber);
+  EXPECT_EQ(profile(10, 3), "");
+
+  // A class without counts prints nothing, and still uses its place.
+  ResetClassProfiler();
+  StartClassProfiler();
+  make(new Sized<992>);
+  EXPECT_EQ(profile(10, 2), kByBytes + std::string("Large                    (1000)          0 (       1/       1)  "
+                                                   "            0 (0)\n"));
+  StopClassProfiler();
+  AObject::InstallLogRoutines(nullptr, nullptr);
+}
