@@ -212,7 +212,7 @@ void ADynamicMemStream::IDynamicMemStream(char** handle) {
   readableEnd = [](AStream* stream) -> Int64 { return from<ADynamicMemStream>(stream)->capacity; };
   if (!check(handle != nullptr, "buffer")) return;
   buffer = handle;
-  capacity = KyGetHandleSize(handle);
+  capacity = defined = KyGetHandleSize(handle);
   place(0);
 }
 
@@ -225,12 +225,22 @@ Boolean ADynamicMemStream::IsInstanceOf(const char* name) {
 Long ADynamicMemStream::Size() { return AStream::Size() + capacity; }
 
 void ADynamicMemStream::catchUp() {
-  if (hasWindow()) logicalEOF = static_cast<Long>(std::max<Int64>(logicalEOF, here()));
+  if (!hasWindow()) return;
+  logicalEOF = static_cast<Long>(std::max<Int64>(logicalEOF, here()));
+  defined = std::max(defined, logicalEOF);
 }
 
+/// Inside the window only writing passes what is defined, and leaves no gap.
 void ADynamicMemStream::place(Int64 at) {
   if (at > logicalEOF || !buffer) return closeWindow(at);
-  openWindow(*buffer, 0, at, capacity, capacity);
+  openWindow(*buffer, 0, at, defined, capacity);
+}
+
+/// Room that nobody uses is never touched, however large the steps are.
+void ADynamicMemStream::clearUpTo(Int64 end) {
+  if (end <= defined) return;
+  std::memset(*buffer + defined, 0, static_cast<std::size_t>(end - defined));
+  defined = static_cast<Long>(end);
 }
 
 void ADynamicMemStream::CoreRead(void* stream, void* data, Long length) {
@@ -240,6 +250,7 @@ void ADynamicMemStream::CoreRead(void* stream, void* data, Long length) {
   const Int64 at = self->here();
   const Int64 end = at + length;
   if (end > self->capacity) +XError("STRM_EOF");
+  self->clearUpTo(end);
   std::memcpy(data, *self->buffer + at, static_cast<std::size_t>(length));
   self->logicalEOF = static_cast<Long>(std::max<Int64>(self->logicalEOF, end));
   self->place(end);
@@ -255,6 +266,7 @@ void ADynamicMemStream::CoreWrite(void* stream, void* data, Long length) {
   if (end > self->capacity) +XError("STRM_EOF");
   std::memcpy(*self->buffer + at, data, static_cast<std::size_t>(length));
   self->logicalEOF = static_cast<Long>(std::max<Int64>(self->logicalEOF, end));
+  self->defined = static_cast<Long>(std::max<Int64>(self->defined, end));
   self->place(end);
 }
 
@@ -263,7 +275,6 @@ void ADynamicMemStream::makeRoom(Int64 length) {
   const Int64 stepped = growSize > 1 ? (length / (growSize - 1) + 1) * growSize : length;
   const Long newCapacity = reachable(stepped > mostBytes ? length : stepped);
   KySetHandleSize(buffer, newCapacity);
-  std::memset(*buffer + capacity, 0, static_cast<std::size_t>(newCapacity - capacity));
   capacity = newCapacity;
 }
 
@@ -284,6 +295,7 @@ void ADynamicMemStream::SetPosition(Long position) {
   if (position > capacity && !autoGrow) +XError("STRM_BAD_POSITION");
   if (position > capacity) SetLength(position);
   AStream::SetPosition(position);
+  clearUpTo(position);
   logicalEOF = std::max(logicalEOF, position);
   place(position);
 }
@@ -302,7 +314,7 @@ Long ADynamicMemStream::GetLogicalEOF() {
 
 void ADynamicMemStream::DisposeMem() {
   char** const handle = std::exchange(buffer, nullptr);
-  logicalEOF = capacity = 0;
+  logicalEOF = capacity = defined = 0;
   closeWindow(0);
   if (handle) KyDisposeHandle(handle);
 }

@@ -88,8 +88,8 @@ class KY_API AVariMemStream : public AMemStream {
 /// A stream over one handle that grows in steps and keeps a logical end inside its capacity. GetLength tells nothing
 /// of it; GetLogicalEOF does.
 ///
-/// Bytes between the logical end and the capacity may be read: they are zeros unless something stood there before. Such
-/// a read moves the logical end up.
+/// Bytes between the logical end and the capacity may be read through the stream: they are zeros unless something stood
+/// there before. Such a read moves the logical end up. In the handle they are not cleared before that.
 ///
 /// Borrows:  the handle. Between two operations its owner may resize it to no less than the capacity, if the next thing
 ///           asked of the stream is SetPosition or GetBuf.
@@ -141,4 +141,7 @@ class KY_API ADynamicMemStream : public AStream {
   void catchUp();
   void place(Int64 at);
   void makeRoom(Int64 length);
+  void clearUpTo(Int64 end);
+
+  Long defined = 0;  // bytes from the first on that hold something, if only zeros
 };

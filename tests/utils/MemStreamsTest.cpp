@@ -98,7 +98,9 @@ TEST(ADynamicMemStream, GrowsInSteps) {
 }
 
 TEST(ADynamicMemStream, LetsItsLogicalEndFollowReadsAndSeeks) {
-  const OwnedHandle handle = OwnedHandle::ofSize(0);
+  OwnedHandle handle = OwnedHandle::ofSize(100);
+  std::memset(handle.data(), 0xEE, 100);
+  handle.resize(0);
   const Owned<ADynamicMemStream> stream(ADynamicMemStream::New(handle.get()));
   stream->SetGrowSize(100);
   stream->WriteLong("v", 7);
@@ -107,6 +109,8 @@ TEST(ADynamicMemStream, LetsItsLogicalEndFollowReadsAndSeeks) {
   EXPECT_EQ(stream->GetLogicalEOF(), 8);
   stream->SetPosition(50);
   EXPECT_EQ(stream->GetLogicalEOF(), 50);
+  stream->SetPosition(46);
+  EXPECT_EQ(stream->ReadLong("v"), 0);
   stream->SetLength(20);
   EXPECT_EQ(stream->GetLogicalEOF(), 20);
   EXPECT_EQ(stream->GetPosition(), 50);
