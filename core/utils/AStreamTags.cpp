@@ -78,7 +78,7 @@ char AStream::CoreReadTag(char wanted) {
 void AStream::WriteClassMark(Long pcid, char version) {
   checkObjectVersion(pcid, version, leastVersion, greatestVersion);
   if (useTags) {
-    CoreWriteTag(classTag);
+    StreamWire::putTag(*this, classTag);
     StreamWire::setTagged(*this, false);
   }
   classWriteFunc(classWriteData, this, pcid, version);
@@ -88,7 +88,7 @@ void AStream::WriteBeginTagMark(char minorVersion) {
   checkMinorVersion("int TagMark, MinorVersion", minorVersion);
   if (useTags) {
     StreamWire::setTagged(*this, true);
-    CoreWriteTag(beginTag);
+    StreamWire::putTag(*this, beginTag);
   }
   if (traceFunc) StreamWire::traceMark(*this, "", "Minor Version", minorVersion);
   // Written whether or not a minor version is expected on reading: leaving it out is for data older than it.
@@ -97,7 +97,7 @@ void AStream::WriteBeginTagMark(char minorVersion) {
 
 void AStream::WriteEndObject() {
   if (!useTags) return;
-  CoreWriteTag(endTag);
+  StreamWire::putTag(*this, endTag);
   StreamWire::setTagged(*this, false);
 }
 
@@ -105,7 +105,7 @@ void AStream::WriteEndObject() {
 
 char AStream::ReadClassMark(Long pcid) {
   if (useTags) {
-    SkipToTag(classTag, false);
+    StreamWire::skipTo(*this, classTag, false);
     StreamWire::setTagged(*this, false);
   }
   return classReadFunc(classReadData, this, pcid);
@@ -124,7 +124,7 @@ char AStream::ReadBeginTagMark() {
   }
   if (useTags) {
     StreamWire::setTagged(*this, true);
-    const char tag = SkipToTag(beginTag, true);
+    const char tag = StreamWire::skipTo(*this, beginTag, true);
     if (tag == endTag || tag == classTag) {  // no tagged section here; the next search finds the edge again
       pendingTag = tag;
       StreamWire::setTagged(*this, false);
@@ -141,7 +141,7 @@ char AStream::ReadBeginTagMark() {
 
 void AStream::ReadEndObject() {
   if (!useTags) return;
-  SkipToTag(endTag, false);
+  StreamWire::skipTo(*this, endTag, false);
   StreamWire::setTagged(*this, false);
 }
 

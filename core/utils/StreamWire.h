@@ -131,7 +131,26 @@ struct StreamWire {
 
   template <Tag tag, class T, Tag shortTag>
   static T getEitherLength(AStream& s, const char* label);
+  /// Writes a tag; expects that tags are in use.
+  static void putTag(AStream& s, Tag tag) {
+    if (hasToWrite(s, 1)) [[likely]] {
+      *s.cursor++ = tag;
+    } else {
+      s.CoreWriteTag(tag);
+    }
+  }
+
+  /// SkipToTag, which mostly has nothing to skip; expects that tags are in use.
+  static char skipTo(AStream& s, Tag wanted, bool stopAtObjectEdge) {
+    if (!s.pendingTag && hasToRead(s, 1) && *s.cursor == wanted) [[likely]] {
+      ++s.cursor;
+      return wanted;
+    }
+    return s.SkipToTag(wanted, stopAtObjectEdge);
+  }
+
   static void setTagged(AStream& s, bool tagged) {
+    if (s.inTaggedFields == tagged) return;
     s.inTaggedFields = tagged;
     s.tagLength = tagged && s.useTags;
     s.TestAndSetInlineAllowed();
