@@ -1,7 +1,13 @@
 // The handle manager from within: slots without the detour of exported names, and failures as results.
+//
+// Each thread keeps a few free slots at hand, so that most handles are made and ended without a lock. A slot at hand
+// holds its own address: that lies among its block's slots, as the content of every free slot but the last does.
 #pragma once
 
+#include <atomic>
+
 #include "core/mem/MasterPointerBlock.h"
+#include "core/mem/ZorvexHandleMgr.h"
 
 namespace ky {
 
@@ -12,12 +18,79 @@ inline ZorvexMasterPointerBlock* slotOwner(const void* handle) { return masterBl
 
 enum class SlotFailure { none, notStarted, noMemory, inconsistent, freeAlready, unknown };
 
+/// Makes the first block.
+///
+/// Returns:  false if there is no memory.
+bool startSlots();
+bool slotsStarted();
+void countSlotError();
+ZorvexHandleMgrStats slotStatistics();
+
+extern std::atomic<bool> uniqueSlotsForced;
+
+/// What one thread has at hand, and its part of the statistics since it was last handed in.
+struct ThreadSlots {
+  static constexpr ULong kKept = 64;
+
+  void** slot[kKept];  ///< the one freed last is at the end
+  ULong count = 0;
+  std::atomic<Int64> made{0};  ///< written by the thread, read by whoever sums up
+  std::atomic<Int64> change{0};
+  std::atomic<Int64> peak{0};
+  ThreadSlots* next = nullptr;
+  ThreadSlots* previous = nullptr;
+
+  void countMade() {
+    constexpr auto relaxed = std::memory_order_relaxed;
+    made.store(made.load(relaxed) + 1, relaxed);
+    const Int64 now = change.load(relaxed) + 1;
+    change.store(now, relaxed);
+    if (now > peak.load(relaxed)) peak.store(now, relaxed);
+  }
+  void countEnded() { change.store(change.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed); }
+};
+
+extern constinit thread_local ThreadSlots* tSlots __attribute__((tls_model("initial-exec")));
+
+void** fetchSlots(void* content, SlotFailure& failure) noexcept;
+void endSlotSlowly(ZorvexMasterPointerBlock& owner, void** slot) noexcept;
+
 /// Returns:  a slot that holds `content`, or null and why.
-void** newSlot(void* content, SlotFailure& failure) noexcept;
+inline void** newSlot(void* content, SlotFailure& failure) noexcept {
+  ThreadSlots* const mine = tSlots;
+  if (!mine || mine->count == 0) [[unlikely]]
+    return fetchSlots(content, failure);
+  void** const slot = mine->slot[mine->count - 1];
+  if (*slot != slot) [[unlikely]] {
+    failure = SlotFailure::inconsistent;
+    return nullptr;
+  }
+  --mine->count;
+  *slot = content;
+  mine->countMade();
+  return slot;
+}
 
 /// Requires: `owner` is slotOwner(slot).
 /// Returns:  what the slot held; null, too, and why, if it is free already.
-void* endSlot(ZorvexMasterPointerBlock& owner, void** slot, SlotFailure& failure) noexcept;
+inline void* endSlot(ZorvexMasterPointerBlock& owner, void** slot, SlotFailure& failure) noexcept {
+  void* const content = *slot;
+  // A used slot never holds the address of one. The last of a block's free ones holds null and passes for an empty
+  // handle.
+  if (owner.owns(content)) [[unlikely]] {
+    failure = SlotFailure::freeAlready;
+    return nullptr;
+  }
+  ThreadSlots* const mine = tSlots;
+  if (!mine || mine->count == ThreadSlots::kKept || uniqueSlotsForced.load(std::memory_order_relaxed)) [[unlikely]] {
+    endSlotSlowly(owner, slot);
+    return content;
+  }
+  *slot = slot;
+  mine->slot[mine->count++] = slot;
+  mine->countEnded();
+  return content;
+}
 
 /// Counts the error and raises it.
 void raiseSlotFailure(SlotFailure failure);

@@ -38,10 +38,9 @@ class ZorvexMasterPointerBlock {
     return slot;
   }
 
-  /// A slot that is given for good is not handed out again.
-  void give(void** slot, bool forGood) {
-    *slot = forGood ? nullptr : freeHead_;
-    if (!forGood) freeHead_ = slot;
+  void give(void** slot) {
+    *slot = freeHead_;
+    freeHead_ = slot;
   }
 
   /// Place in the chain, from 0.

@@ -47,7 +47,7 @@ class KY_API Toolbox {
   virtual void finalRoutine() {}
 };
 
-/// Borrows:  `toolbox` until another one, or null, is installed; a static one stays valid at unload.
+/// Borrows:  `toolbox` until another one, or null, is installed, and else beyond the end of the program's own statics.
 /// Returns:  the one installed before, or null.
 /// Threads:  at start, before a second thread uses handles.
 KY_API Toolbox* installToolbox(Toolbox* toolbox);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <random>
@@ -238,6 +240,17 @@ TEST(KyHandles, HandlesKeepTheirContentsThroughAnyHistory) {
     ASSERT_EQ(text(h), content);
     KyDisposeHandle(h);
   }
+}
+
+TEST(Toolbox, IsEndedWithTheLibrary) {
+  struct Ending : ToyToolbox {
+    void finalRoutine() override { std::fprintf(stderr, "final routine\n"); }
+  };
+  const auto leave = [] {
+    new Ending;
+    std::exit(0);
+  };
+  EXPECT_EXIT(leave(), testing::ExitedWithCode(0), "final routine");
 }
 
 TEST(Owned, DisposesWhatItHolds) {
