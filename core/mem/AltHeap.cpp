@@ -43,6 +43,14 @@ AltFreeBlock* AltHeap::blockAt(AltLink link) const {
   return blockIn(*tables_.slots[link >> kPlaceBits], static_cast<Long>(link & kPlaceMask) * 4);
 }
 
+// Whether it may be followed, if a client wrote into a free block.
+bool AltHeap::leadsToBlock(AltLink link) const {
+  const AltLink slot = link >> kPlaceBits;
+  const Long offset = static_cast<Long>(link & kPlaceMask) * 4;
+  if (slot >= static_cast<AltLink>(slotsUsed_) || !tables_.slots[slot]) return false;
+  return offset >= static_cast<Long>(sizeof(AltMaster)) && offset < tables_.slots[slot]->next;
+}
+
 AltLink AltHeap::linkTo(const AltMaster& master, const AltFreeBlock* block) {
   const auto offset = reinterpret_cast<const char*>(block) - reinterpret_cast<const char*>(&master);
   return static_cast<AltLink>(master.slot) << kPlaceBits | static_cast<AltLink>(offset / 4);
@@ -194,10 +202,14 @@ void AltHeap::dropMaster(AltMaster& master) {
 
 // Takes its blocks off their lists, in the order of carving.
 void AltHeap::reset(AltMaster& master) {
+  if (!isDead(master)) {
+    fault_ = AltFault::notDead;
+    return;
+  }
   for (Long offset = sizeof(AltMaster); offset < master.next;) {
     AltFreeBlock* const block = blockIn(master, offset);
     if (!unlink(*block, linkTo(master, block))) {
-      broken_ = true;
+      fault_ = AltFault::onNoList;
       return;
     }
     offset += altPitch(altRealSize(block->header.size));
@@ -212,7 +224,8 @@ bool AltHeap::unlink(AltFreeBlock& block, AltLink link) {
   AltEntry& entry = tables_.entries[altEntryFor(altRealSize(block.header.size))];
   AltLink& head = onDeadList ? deadHead_ : entry.head;
   const AltLink previous = head == link ? 0 : block.previous & ~kOnDeadList;
-  if (head != link && (previous == 0 || blockAt(previous)->next != link)) return false;
+  if (head != link && !(leadsToBlock(previous) && blockAt(previous)->next == link)) return false;
+  if (block.next && !leadsToBlock(block.next)) return false;
 
   (previous ? blockAt(previous)->next : head) = block.next;
   if (block.next) {

@@ -90,6 +90,12 @@ struct AltCounts {
   Long deadMasters = 0;
 };
 
+enum class AltFault {
+  none,
+  notDead,   ///< a master block in use was to be reset
+  onNoList,  ///< a free block is on neither its list nor that of the dead
+};
+
 struct AltMasterRow {
   char mark;
   Long slot;
@@ -120,12 +126,13 @@ class AltHeap {
 
   const AltCounts& counts() const { return counts_; }
   bool isFull() const { return slotsUsed_ == kAltSlots && holes_ == 0; }
-  /// Returns:  true once after a free block was met on no list.
-  bool foundBroken() { return broken_ && std::exchange(broken_, false); }
+  /// Returns:  what was found broken since it was asked last.
+  AltFault takeFault() { return fault_ == AltFault::none ? fault_ : std::exchange(fault_, AltFault::none); }
 
  private:
   bool isDead(const AltMaster& master) const { return master.used == 0 && &master != current_; }
   AltFreeBlock* blockAt(AltLink link) const;
+  bool leadsToBlock(AltLink link) const;
   static AltLink linkTo(const AltMaster& master, const AltFreeBlock* block);
 
   void setCurrent(AltMaster* master);
@@ -146,7 +153,7 @@ class AltHeap {
   Long holes_ = 0;  ///< null slots below slotsUsed_
   AltLink deadHead_ = 0;
   AltCounts counts_;
-  bool broken_ = false;
+  AltFault fault_ = AltFault::none;
 };
 
 }  // namespace ky

@@ -26,6 +26,11 @@ std::atomic<void*> bogusVtable{nullptr};
 
 constexpr int kTracedFramesSkipped = 4;
 
+void report(AltFault fault) {
+  check(fault != AltFault::notDead, "mblk && IS_DEAD_BLOCK(mblk)");
+  if (fault == AltFault::onNoList) fatal("FtlAbort called.");
+}
+
 // A large block is a pointer block with the header word ahead of an address aligned to 8.
 constexpr Long kLargeLead = 8;
 
@@ -40,16 +45,16 @@ void* takeLarge(Long size) {
 
 void* takeSmall(Long size) {
   void* block = nullptr;
-  bool broken = false;
+  auto fault = AltFault::none;
   bool full = false;
   {
     const SpinTenure held(altMutex);
     block = heap.take(size);
-    broken = heap.foundBroken();
+    fault = heap.takeFault();
     full = !block && heap.isFull();
   }
-  if (broken) [[unlikely]]
-    fatal("FtlAbort called.");
+  if (fault != AltFault::none) [[unlikely]]
+    report(fault);
   if (!block) [[unlikely]] {
     check(!full, "gNumMblkSlots < MAX_MBLKS");
     raiseOutOfMemory();
@@ -132,26 +137,26 @@ Boolean AltIsInAltRange(const void* ptr) {
 }
 
 void AltFreshen() {
-  bool broken = false;
+  auto fault = AltFault::none;
   {
     const SpinTenure held(altMutex);
     heap.freshen();
-    broken = heap.foundBroken();
+    fault = heap.takeFault();
   }
-  if (broken) fatal("FtlAbort called.");
+  report(fault);
 }
 
 Long AltReturnMemToMac(Long bytes) {
   Long returned = 0;
-  bool broken = false;
+  auto fault = AltFault::none;
   bool countHolds = true;
   {
     const SpinTenure held(altMutex);
     returned = heap.returnMasters(bytes);
-    broken = heap.foundBroken();
+    fault = heap.takeFault();
     countHolds = heap.counts().deadMasters >= 0;
   }
-  if (broken) fatal("FtlAbort called.");
+  report(fault);
   check(countHolds, "gNumDeadMblks >= 0");
   return returned;
 }

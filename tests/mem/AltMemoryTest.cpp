@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
@@ -139,6 +141,19 @@ TEST_F(AltMemory, AnyHistoryKeepsContentsAndCounters) {
     ASSERT_EQ(AltGetTotalBytes() - AltGetFreeBytes() - usedBefore, used);
   }
   for (auto& [p, content] : live) AltFree(p);
+}
+
+TEST_F(AltMemory, AWriteIntoAFreeBlockIsNoticedWhenItsMasterBlockIsReclaimed) {
+  const auto wreck = [] {
+    void* const holder = AltMalloc(16);
+    const auto all = blocks(200, 4092);
+    end(all);
+    std::memset(all[5], 0xEE, 8);
+    const XError error = errorRaisedBy([] { AltReturnMemToMac(kMaster); });
+    std::fprintf(stderr, "%s", parm(error, "msg").c_str());
+    std::_Exit(holder == nullptr);
+  };
+  EXPECT_EXIT(wreck(), testing::ExitedWithCode(0), "FtlAbort called.");
 }
 
 TEST_F(AltMemory, CopiesAreOfTheSameSize) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/error/DumpTable.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 
@@ -176,4 +177,16 @@ TEST(KyMemory, StatisticsNameEachFigure) {
     EXPECT_NE(out.text().find(text), std::string::npos) << text << "\nin:\n" << out.text();
   }
   EXPECT_EQ(out.text().find("slots:"), std::string::npos) << "counts belong to debugging";
+}
+
+TEST(KyMemory, EndedAndStartedAgainItHasOneDumpSection) {
+  KyMemCleanup();
+  KyMemInit();
+  KyMemInit();
+  Printed sections;
+  DmpListSections(Printed::print);
+  const auto first = sections.text().find("Memory");
+  EXPECT_NE(first, std::string::npos);
+  EXPECT_EQ(sections.text().find("Memory", first + 1), std::string::npos);
+  EXPECT_EQ(codeRaisedBy([] { KyDisposePtr(KyNewPtr(1)); }), "");
 }
