@@ -148,7 +148,7 @@ TEST_F(AltMemory, AWriteIntoAFreeBlockIsNoticedWhenItsMasterBlockIsReclaimed) {
     void* const holder = AltMalloc(16);
     const auto all = blocks(200, 4092);
     end(all);
-    std::memset(all[5], 0xEE, 8);
+    std::memset(all[100], 0xEE, 8);  // not beside the holder
     const XError error = errorRaisedBy([] { AltReturnMemToMac(kMaster); });
     std::fprintf(stderr, "%s", parm(error, "msg").c_str());
     std::_Exit(holder == nullptr);
