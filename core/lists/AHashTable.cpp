@@ -81,7 +81,8 @@ void AHashTable::IHashTable(Long minimumSize, Long initialItemsArraySize, unsign
   eaSize = initialItemsArraySize;
   scratchItem = KyNewPtr(static_cast<Long>(itemSize));
   elemArray = KyNewHandle(blockSize(Int64{eaSize} + 1, htelemSize));
-  *reinterpret_cast<htelem_t*>(*elemArray) = {INDEX_NULL, false, 0};
+  std::memset(*elemArray, 0, static_cast<std::size_t>(htelemSize));
+  reinterpret_cast<htelem_t*>(*elemArray)->nextIndex = INDEX_NULL;
   hTable = reinterpret_cast<Long**>(KyNewHandle(blockSize(htSize, sizeof(Long))));
   AHashTable::RemoveAll();
 }

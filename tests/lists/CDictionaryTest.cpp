@@ -298,16 +298,6 @@ TEST(CStringDict, TakesTheEqualityItIsGiven) {
   EXPECT_EQ(dictionary->Lookup("c"), nullptr);
 }
 
-TEST(CStringDict, LooksUpTheStringOfAHandle) {
-  const Owned<CStringDict> dictionary = stringDictionary(false);
-  dictionary->AddHandle("name", 5, asValue(16));
-  char text[] = "NAME";
-  char* master = text;
-  EXPECT_EQ(dictionary->LookupHdl(&master), asValue(16));
-  EXPECT_EQ(dictionary->LookupHdl(nullptr), nullptr);
-  EXPECT_EQ(checkFailedBy([&] { dictionary->AddHandle("name", 4, nullptr); }), "key[keySize - 1] == 0");
-}
-
 TEST(CStringDict, ChainsNamesByTheirWordsInCapitals) {
   const Owned<CStringDict> dictionary = stringDictionary(true);
   std::minstd_rand random(3);
