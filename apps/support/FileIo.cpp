@@ -1,6 +1,7 @@
 #include "apps/support/FileIo.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "core/error/Guarded.h"
 #include "core/error/SystemErrors.h"
@@ -19,9 +20,15 @@ void raiseIf(int error, const std::string& path) {
   if (error != 0) xraiseWinFileError(error, path.c_str());
 }
 
-void writeNew(const std::string& path, const std::string& like, std::span<const std::uint8_t> bytes) {
+constexpr int kNoFile = 2;
+
+/// Errors name the file that the user asked for, not the one beside it.
+void writeNew(const std::string& beside, const std::string& path, std::span<const std::uint8_t> bytes) {
   File file;
-  raiseIf(file.createNew(path.c_str(), like.c_str()), path);
+  const int error = file.createNew(beside.c_str(), path.c_str());
+  if (error == kNoFile)
+    +XError("DISK_DIR_NOT_FOUND", "str filename", std::filesystem::path(path).parent_path().c_str(), 0);
+  raiseIf(error, path);
   raiseIf(file.write(bytes.data(), bytes.size()), path);
   raiseIf(file.flushToDisk(), path);
   raiseIf(file.close(), path);
