@@ -1,0 +1,181 @@
+#include "apps/reel/ReelCommands.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "apps/reel/EditList.h"
+#include "apps/support/FileIo.h"
+#include "apps/support/Program.h"
+#include "core/objsys/ObjectSystem.h"
+
+namespace reel {
+namespace {
+
+constexpr std::size_t kLongestTitle = 1000;
+
+using Json = nlohmann::ordered_json;
+
+/// Output over its own input would take away the only copy.
+void refuseSameFile(const std::string& in, const std::string& out) {
+  std::error_code unknown;
+  if (std::filesystem::equivalent(in, out, unknown))
+    throw support::RefusedInput(out + ": this is the input itself; another name was expected for the output");
+}
+
+std::span<const std::uint8_t> bytesOf(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+EdlText readEdlFile(const std::string& path, const EdlReadOptions& options) {
+  const auto bytes = support::readFile(path);
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  std::vector<std::pair<Long, std::string>> kept;
+  EdlText list;
+  try {
+    list = readEdl(text, options, [&](Long line, const std::string& words) { kept.emplace_back(line, words); });
+  } catch (const UnreadableEdl& fault) {
+    throw support::RefusedInput(path + ":" + std::to_string(fault.line) + ": " + fault.what());
+  }
+  // Only now: of what is no edit list at all, the refusal tells enough.
+  for (const auto& [line, words] : kept) {
+    std::fprintf(stderr, "reel: %s:%ld: not an edit list line, kept as a comment: %s\n", path.c_str(),
+                 static_cast<long>(line), words.c_str());
+  }
+  return list;
+}
+
+/// A comment line as people write it, without its asterisk.
+std::string commentText(const std::string& line) {
+  return line.starts_with('*') ? edlLine(std::string_view(line).substr(1)) : line;
+}
+
+Json orNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
+/// A whole number where it is one.
+Json speedJson(const std::optional<EdlSpeed>& speed) {
+  if (!speed) return nullptr;
+  if (speed->fps.isInteger()) return speed->fps.getLong();
+  return speed->fps.getDouble();
+}
+
+Json eventJson(const EdlEvent& event) {
+  Json comments = Json::array();
+  for (const std::string& line : event.comments) comments.push_back(commentText(line));
+  return {{"number", event.number},
+          {"reel", event.reel},
+          {"track", event.track},
+          {"transition", event.transition},
+          {"transitionFrames", event.transitionFrames},
+          {"sourceIn", timecodeText(event.sourceIn)},
+          {"sourceOut", timecodeText(event.sourceOut)},
+          {"recordIn", timecodeText(event.recordIn)},
+          {"recordOut", timecodeText(event.recordOut)},
+          {"duration", eventDuration(event)},
+          {"clipName", orNull(event.clipName)},
+          {"toClipName", orNull(event.toClipName)},
+          {"speed", speedJson(event.speed)},
+          {"comments", std::move(comments)}};
+}
+
+std::string durationText(Long frames, const EdlText& list) {
+  const timecodeDesc_t desc = TCCreateDesc(list.drop, list.fps);
+  return timecodeText(TCCreateDur(frames, &desc));
+}
+
+/// Columns as wide as their widest entry, two blanks between.
+class Table {
+ public:
+  void add(std::vector<std::string> row) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    rows.push_back(std::move(row));
+  }
+  std::string text() const {
+    std::string out;
+    for (const auto& row : rows) {
+      std::string line;
+      for (std::size_t i = 0; i < row.size(); ++i) {
+        line += row[i];
+        if (i + 1 < row.size()) line.append(widths[i] + 2 - row[i].size(), ' ');
+      }
+      out += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+    }
+    return out;
+  }
+
+ private:
+  std::vector<std::size_t> widths;
+  std::vector<std::vector<std::string>> rows;
+};
+
+std::string transitionText(const EdlEvent& event) {
+  return event.transitionFrames ? event.transition + " " + std::to_string(event.transitionFrames) : event.transition;
+}
+
+std::string clipText(const EdlEvent& event) {
+  std::string text = event.clipName;
+  if (!event.toClipName.empty()) text += (text.empty() ? "-> " : " -> ") + event.toClipName;
+  if (event.speed) text += (text.empty() ? "" : ", ") + speedJson(event.speed).dump() + " fps";
+  return text;
+}
+
+}  // namespace
+
+void registerClasses() {
+  ObjectSystemClassInit();
+  EditList::PCRegister();
+  EditEvent::PCRegister();
+}
+
+void importEdl(const std::string& edl, const std::string& document, const ImportOptions& options) {
+  refuseSameFile(edl, document);
+  EdlText list = readEdlFile(edl, {options.fps});
+  if (options.title) list.title = edlLine(std::string_view(*options.title).substr(0, kLongestTitle));
+  const ky::Owned<EditList> stored(EditList::New(list));
+  support::replaceFile(document, toDocument(stored.get()));
+  std::printf("%s: %zu events, %s at %d frames per second%s\n", document.c_str(), list.events.size(),
+              durationText(listDuration(list), list).c_str(), list.fps, list.drop ? ", drop-frame" : "");
+}
+
+EdlText loadDocument(const std::string& document) { return fromDocument(support::readFile(document))->toText(); }
+
+void exportEdl(const std::string& document, const std::string& edl) {
+  refuseSameFile(document, edl);
+  const EdlText list = loadDocument(document);
+  support::replaceFile(edl, bytesOf(writeEdl(list)));
+  std::printf("%s: %zu events\n", edl.c_str(), list.events.size());
+}
+
+std::string listAsTable(const EdlText& list) {
+  std::string head = list.title.empty() ? "(no title)" : list.title;
+  head += ", " + std::to_string(list.fps) + " frames per second" + (list.drop ? ", drop-frame" : "") + "\n\n";
+  Table table;
+  table.add(
+      {"event", "reel", "track", "trans", "source in", "source out", "record in", "record out", "frames", "clip"});
+  for (const EdlEvent& event : list.events) {
+    table.add({event.number, event.reel, event.track, transitionText(event), timecodeText(event.sourceIn),
+               timecodeText(event.sourceOut), timecodeText(event.recordIn), timecodeText(event.recordOut),
+               std::to_string(eventDuration(event)), clipText(event)});
+  }
+  const Long total = listDuration(list);
+  return head + table.text() + "\n" + std::to_string(list.events.size()) + " event lines, " + std::to_string(total) +
+         " frames, " + durationText(total, list) + " in all\n";
+}
+
+std::string listAsJson(const EdlText& list) {
+  Json events = Json::array();
+  for (const EdlEvent& event : list.events) events.push_back(eventJson(event));
+  const Json all = {{"title", orNull(list.title)},
+                    {"fps", list.fps},
+                    {"drop", list.drop},
+                    {"duration", listDuration(list)},
+                    {"events", std::move(events)}};
+  return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace reel

@@ -1,0 +1,62 @@
+// The edit-list program: CMX3600 lists in and out of object documents.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+
+#include "apps/reel/ReelCommands.h"
+#include "apps/support/Program.h"
+
+int main(int argc, char** argv) {
+  CLI::App app{
+      "Reads CMX3600 edit lists into object documents, lists them, and writes them back.\n\n"
+      "The FCM lines decide whether timecodes are drop-frame, whatever separators they are written with. An FCM line\n"
+      "in the middle of a list counts for the events behind it; each event keeps its own way of counting, and the "
+      "list\n"
+      "has that of its first event.\n\n"
+      "Exit status: 0 done, 1 failed, 2 wrong usage, 3 refused input."};
+  app.name("reel");
+  app.set_version_flag("--version", support::versionText("reel"));
+  app.require_subcommand(1);
+  support::showExamplesFirst(app,
+                             "reel import examples/feature-reel.edl cut.kyb    save an edit list as a document\n"
+                             "reel import tv.edl cut.kyb --fps 25              a list counted at 25 frames per second\n"
+                             "reel list cut.kyb                                show its events\n"
+                             "reel list cut.kyb --json                         the same for programs\n"
+                             "reel export cut.kyb back.edl                     write an edit list again");
+
+  std::string in, out;
+  reel::ImportOptions options;
+  bool json = false;
+
+  CLI::App* const import = app.add_subcommand("import", "Save an edit list as a document");
+  import->add_option("IN.edl", in, "a CMX3600 edit list")->required();
+  import->add_option("OUT.kyb", out, "the document; an older one is replaced once the new one is on the disk")
+      ->required();
+  import
+      ->add_option("--fps", options.fps,
+                   "frames per second; otherwise what a comment \"* FRAME RATE: n\" at the head says, else 30 for a "
+                   "list with FCM: DROP FRAME and 24 for others")
+      ->check(CLI::IsMember({24, 25, 30, 48, 50, 60}));
+  import->add_option("--title", options.title, "a title in place of the list's own");
+
+  CLI::App* const list = app.add_subcommand("list", "Show the events of a document");
+  list->add_option("FILE.kyb", in, "a document")->required();
+  list->add_flag("--json", json, "one JSON object on standard output");
+
+  CLI::App* const exporting = app.add_subcommand("export", "Write a document as an edit list");
+  exporting->add_option("FILE.kyb", in, "a document")->required();
+  exporting->add_option("OUT.edl", out, "the edit list")->required();
+
+  return support::runProgram(app, argc, argv, [&] {
+    reel::registerClasses();
+    if (import->parsed()) {
+      reel::importEdl(in, out, options);
+    } else if (exporting->parsed()) {
+      reel::exportEdl(in, out);
+    } else {
+      const reel::EdlText cut = reel::loadDocument(in);
+      std::fputs((json ? reel::listAsJson(cut) : reel::listAsTable(cut)).c_str(), stdout);
+    }
+    return int{support::kDone};
+  });
+}

@@ -1,0 +1,326 @@
+#include "apps/reel/CmxEdl.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/reel/SomeEdl.h"
+
+using namespace reel;
+using reel::test::described;
+using reel::test::someEdl;
+
+namespace {
+
+constexpr const char* kTimes = " 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
+
+std::string cutLine(const std::string& number = "001", const std::string& middle = " AX V C") {
+  return number + middle + kTimes;
+}
+
+struct Told {
+  EdlText list;
+  std::vector<std::pair<Long, std::string>> kept;
+};
+
+Told read(const std::string& text, unsigned short fps = 0) {
+  Told told;
+  told.list = readEdl(text, {fps}, [&](Long line, const std::string& kept) { told.kept.emplace_back(line, kept); });
+  return told;
+}
+
+EdlEvent onlyEvent(const std::string& text) {
+  const Told told = read(text);
+  EXPECT_EQ(told.list.events.size(), 1u);
+  EXPECT_TRUE(told.kept.empty());
+  return told.list.events.empty() ? EdlEvent{} : told.list.events[0];
+}
+
+/// "line: words" of the refusal, or "" if the list is read.
+std::string refusalOf(const std::string& text, unsigned short fps = 0) {
+  try {
+    read(text, fps);
+  } catch (const UnreadableEdl& fault) {
+    return std::to_string(fault.line) + ": " + fault.what();
+  }
+  return "";
+}
+
+std::string times(const EdlEvent& e) {
+  return timecodeText(e.sourceIn) + " " + timecodeText(e.sourceOut) + " " + timecodeText(e.recordIn) + " " +
+         timecodeText(e.recordOut);
+}
+
+}  // namespace
+
+TEST(CmxEdl, EventLinesInTheWildAreRead) {
+  const struct {
+    const char *line, *number, *reel, *track, *transition;
+    Long frames;
+  } cases[] = {
+      {"001  AX       V     C       ", "001", "AX", "V", "C", 0},
+      {"000123\tA001C002_130412_R1XY\tAA/V\tC", "000123", "A001C002_130412_R1XY", "AA/V", "C", 0},
+      {"9999 BL NONE c", "9999", "BL", "NONE", "C", 0},
+      {"  010 MYREEL01 B C", "010", "MYREEL01", "B", "C", 0},
+      {"010 0017 A2/V C", "010", "0017", "A2/V", "C", 0},
+      {"010 AX AA K 012", "010", "AX", "AA", "K", 12},
+      {"010 AX V K B", "010", "AX", "V", "KB", 0},
+      {"010 AX V KO 008", "010", "AX", "V", "KO", 8},
+      {"010 AX V K O 8", "010", "AX", "V", "KO", 8},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
+    const EdlEvent event = onlyEvent(std::string(c.line) + kTimes);
+    EXPECT_EQ(event.number, c.number);
+    EXPECT_EQ(event.reel, c.reel);
+    EXPECT_EQ(event.track, c.track);
+    EXPECT_EQ(event.transition, c.transition);
+    EXPECT_EQ(event.transitionFrames, c.frames);
+    EXPECT_EQ(times(event), "00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00");
+    EXPECT_EQ(eventDuration(event), 48);
+  }
+}
+
+TEST(CmxEdl, TransitionsAreTwoLinesOfOneNumber) {
+  const struct {
+    const char *first, *second, *transition;
+    Long frames;
+  } cases[] = {{"C", "D 024", "D", 24},
+               {"C", "W001 030", "W001", 30},
+               {"C", "w119 5", "W119", 5},
+               {"K B", "K 015", "K", 15},
+               {"K B", "K O 015", "KO", 15}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.second);
+    const std::string first = " AX V " + std::string(c.first), second = " BX V " + std::string(c.second);
+    const Told told = read(cutLine("003", first) + "* between\n\n" + cutLine("003", second));
+    ASSERT_EQ(told.list.events.size(), 2u);
+    EXPECT_EQ(told.list.events[1].transition, c.transition);
+    EXPECT_EQ(told.list.events[1].transitionFrames, c.frames);
+    EXPECT_EQ(refusalOf(cutLine("003", first) + cutLine("004", second)),
+              "2: the two lines of a transition bear different event numbers: read \"004\", expected \"003\" as in the "
+              "line before");
+  }
+  EXPECT_EQ(refusalOf(cutLine("001", " AX V D 024")).substr(0, 33), "1: a transition needs two lines: ");
+}
+
+TEST(CmxEdl, AnyLineEndingIsRead) {
+  const std::string lf = "TITLE: T\n\nFCM: NON-DROP FRAME\n" + cutLine() + "* LOC: a\n\n" + cutLine("002") + "oops";
+  for (const std::string end : {"\n", "\r\n", "\r"}) {
+    std::string text;
+    for (const char c : lf) text += c == '\n' ? end : std::string(1, c);
+    const Told told = read(text);
+    EXPECT_EQ(told.list.title, "T");
+    ASSERT_EQ(told.list.events.size(), 2u);
+    EXPECT_EQ(told.list.events[0].comments, std::vector<std::string>{"* LOC: a"});
+    EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{8, "oops"}}));
+  }
+  EXPECT_EQ(read("\xEF\xBB\xBFTITLE: \xC3\x9C\n" + cutLine()).list.title, "\xC3\x9C");
+}
+
+TEST(CmxEdl, CommentsStayInOrderAndNameTheClips) {
+  const std::string line = cutLine();
+  const Told told = read("* HEAD\n" + line +
+                         "* FROM CLIP NAME:  a b\n* loc: 01:00:00:00 RED\n*to clip name: c\nAUD  3    4\n"
+                         "* FROM CLIP NAME: later\nSPLIT: AUDIO DELAY\n* ASC_SOP (1 1 1)\n\x1A\n");
+  EXPECT_EQ(told.list.comments, std::vector<std::string>{"* HEAD"});
+  const EdlEvent& event = told.list.events.at(0);
+  EXPECT_EQ(event.clipName, "a b");
+  EXPECT_EQ(event.toClipName, "c");
+  EXPECT_EQ(event.comments, (std::vector<std::string>{"* FROM CLIP NAME:  a b", "* loc: 01:00:00:00 RED",
+                                                      "*to clip name: c", "AUD  3    4", "* FROM CLIP NAME: later",
+                                                      "* SPLIT: AUDIO DELAY", "* ASC_SOP (1 1 1)"}));
+  EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{8, "SPLIT: AUDIO DELAY"}}));
+}
+
+TEST(CmxEdl, LinesThatAreNothingKnownAreKeptAndTold) {
+  for (const char* line : {"GPI 01", "M2 AX fast 00:00:00:00", "M2 AX 24", "AUD x", "FCM: PAL", "12 monkeys", "TITLE2",
+                           "M2 AX 24.00001 00:00:00:00", "\xFF\x01\xFE"}) {
+    const Told told = read(cutLine() + line + "\n");
+    ASSERT_EQ(told.kept.size(), 1u) << line;
+    EXPECT_EQ(told.kept[0].first, 2);
+    EXPECT_EQ(told.list.events[0].comments, std::vector<std::string>{"* " + edlLine(line)});
+  }
+  EXPECT_EQ(read("TITLE: a\n" + cutLine() + "TITLE: b\n").kept.size(), 1u);
+  EXPECT_EQ(read("M2 AX 24 00:00:00:00\n" + cutLine()).list.comments.size(), 1u);
+}
+
+TEST(CmxEdl, SpeedLinesAreExact) {
+  const struct {
+    const char* text;
+    Long num, den;
+  } cases[] = {{"048.0", 48, 1}, {"000.0", 0, 1},       {"-024.0", -24, 1},
+               {"+12.5", 25, 2}, {"23.976", 2997, 125}, {"-99999.9999", -999999999, 10000},
+               {"7", 7, 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    const EdlEvent event = onlyEvent(cutLine() + "M2   AX       " + c.text + "   00:00:10:05\n");
+    ASSERT_TRUE(event.speed);
+    EXPECT_EQ(event.speed->fps.GetNum(), c.num);
+    EXPECT_EQ(event.speed->fps.GetDen(), c.den);
+    EXPECT_EQ(timecodeText(event.speed->at), "00:00:10:05");
+  }
+}
+
+TEST(CmxEdl, SpeedLinesBehindATransitionGoToTheLineOfTheirReel) {
+  const std::string pair = cutLine("001") + cutLine("001", " BX V D 010");
+  const auto events = read(pair + "M2 AX 12 00:00:00:00\nM2 BX 48 00:00:00:00\nM2 BX 50 00:00:00:00\n").list.events;
+  EXPECT_EQ(events[0].speed->fps.GetNum(), 12);
+  EXPECT_EQ(events[1].speed->fps.GetNum(), 48);
+  EXPECT_EQ(events[1].comments, std::vector<std::string>{"* M2 BX 50 00:00:00:00"});
+  EXPECT_EQ(read(pair + "M2 CX 12 00:00:00:00\n").list.events[1].speed->reel, "CX");
+}
+
+TEST(CmxEdl, TheModeLineDecidesHowLabelsCount) {
+  const std::string label = "001 AX V C 00:00:59:28 00:01:00:02 01:00:59;29 01;01;00;02\n";
+  const Told drop = read("FCM: DROP FRAME\n" + label);
+  EXPECT_EQ(drop.list.fps, 30);
+  EXPECT_TRUE(drop.list.drop);
+  EXPECT_EQ(times(drop.list.events[0]), "00:00:59;28 00:01:00;02 01:00:59;29 01:01:00;02");
+  EXPECT_EQ(eventDuration(drop.list.events[0]), 1);
+  const Told nonDrop = read("fcm: non-drop frame\n" + label, 30);
+  EXPECT_FALSE(nonDrop.list.drop);
+  EXPECT_EQ(eventDuration(nonDrop.list.events[0]), 3);
+}
+
+TEST(CmxEdl, AModeLineInTheMiddleCountsForWhatFollows) {
+  const Told told = read(
+      "FCM: NON-DROP FRAME\n001 AX V C 00:00:00:00 00:00:01:00 00:01:00:00 00:01:01:00\n"
+      "FCM: DROP FRAME\n002 AX V C 00:00:00:00 00:00:01:00 00:01:01:00 00:01:02:00\n"
+      "FCM: NON-DROP FRAME\n003 AX V C 00:00:00:00 00:00:01:00 00:01:02:00 00:01:03:00\n");
+  EXPECT_FALSE(told.list.drop);
+  ASSERT_EQ(told.list.events.size(), 3u);
+  EXPECT_EQ(timecodeText(told.list.events[0].recordIn), "00:01:00:00");
+  EXPECT_EQ(timecodeText(told.list.events[1].recordIn), "00:01:01;00");
+  EXPECT_EQ(timecodeText(told.list.events[2].recordIn), "00:01:02:00");
+  EXPECT_EQ(listDuration(told.list), 90);
+}
+
+TEST(CmxEdl, TheRateIsGivenOrToldOrUsual) {
+  EXPECT_EQ(read(cutLine()).list.fps, 24);
+  EXPECT_EQ(read("* FRAME RATE: 50\n" + cutLine()).list.fps, 50);
+  EXPECT_EQ(read("* FRAME RATE: 50\n" + cutLine(), 25).list.fps, 25);
+  EXPECT_EQ(read("Frame Rate: 60\n" + cutLine()).list.fps, 60);
+  EXPECT_EQ(read("* FRAME RATE: 23\n" + cutLine()).list.fps, 24);
+  EXPECT_EQ(read(cutLine() + "* FRAME RATE: 50\n").list.fps, 24);
+  EXPECT_EQ(read(cutLine() + "FCM: DROP FRAME\n").list.fps, 30);
+}
+
+TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
+  const struct {
+    const char* text;
+    unsigned short fps;
+    const char* want;
+  } cases[] = {
+      {"", 0, "1: the list ends here without an event; at least one event line was expected"},
+      {"TITLE: x\n\n* c\n", 0, "3: the list ends here without an event; at least one event line was expected"},
+      {"\n001 AX V C 00:00:00:00 00:00:00:24 00:00:00:00 00:00:00:00\n", 24,
+       "2: the timecode \"00:00:00:24\" does not exist at 24 frames per second: frames from 00 to 23 were expected"},
+      {"001 AX V C 00:00:00:00 00:60:00:00 00:00:00:00 00:00:00:00\n", 24,
+       "1: the timecode \"00:60:00:00\" does not exist at 24 frames per second: minutes from 00 to 59 were expected"},
+      {"001 AX V C 24:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00\n", 60,
+       "1: the timecode \"24:00:00:00\" does not exist at 60 frames per second: hours from 00 to 23 were expected"},
+      {"FCM: DROP FRAME\r001 AX V C 00:00:00:00 00:00:00:00 01:01:00:01 00:00:00:00\r", 0,
+       "2: the timecode \"01:01:00:01\" does not exist in drop-frame, which leaves out frames 00 and 01 of this "
+       "minute: "
+       "frames from 02 were expected"},
+      {"FCM: DROP FRAME\n", 25,
+       "1: drop-frame at 25 frames per second: drop-frame counting exists at 30 only, so 30 was expected"},
+      {"001 AX X C", 0,
+       "1: this event line cannot be read: \"X\" where a track (V, A, A2, AA, AA/V, NONE, B) was expected"},
+      {"001 AX V", 0,
+       "1: this event line cannot be read: it ends where a transition (C, D nnn, Wnnn nnn, K, K B, K O) was "
+       "expected"},
+      {"001 AX V D 00:00:00:00", 0,
+       "1: this event line cannot be read: \"00:00:00:00\" where the length of the transition in frames was expected"},
+      {"001 AX V C 00:00:00:00 1:00:00:00", 0,
+       "1: this event line cannot be read: \"1:00:00:00\" where a timecode HH:MM:SS:FF was expected"},
+      {"001", 0, "1: this event line cannot be read: it ends where a reel of at most 255 characters was expected"},
+      {"01 AX V C 00:00:00:00", 0,
+       "1: this event line cannot be read: \"01\" where an event number of 3 to 6 digits was expected"},
+      {"001 AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00 x", 0,
+       "1: this event line cannot be read: \"x\" where the end of the line, behind four timecodes, was expected"},
+      {"001 AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00\nM2 AX 24 00:00:61:00", 0,
+       "2: the timecode \"00:00:61:00\" does not exist at 24 frames per second: seconds from 00 to 59 were expected"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(refusalOf(c.text, c.fps), c.want);
+  EXPECT_EQ(refusalOf(cutLine() + "* " + std::string(5000, 'x')),
+            "2: a line of 5002 characters; at most 4096 were expected");
+}
+
+TEST(CmxEdl, DroppedLabelsOfEveryTenthMinuteExist) {
+  EXPECT_EQ(refusalOf("FCM: DROP FRAME\n001 AX V C 00:10:00:00 00:20:00:01 01:00:00:00 02:00:00:01\n"), "");
+}
+
+TEST(CmxEdl, DurationIsTheStretchThatHoldsEveryEvent) {
+  const struct {
+    std::vector<std::pair<const char*, const char*>> records;
+    Long want;
+  } cases[] = {{{{"01:00:00:00", "01:00:01:00"}, {"01:00:01:00", "01:00:03:00"}}, 72},
+               {{{"01:00:10:00", "01:00:12:00"}, {"01:00:00:00", "01:00:01:00"}}, 288},  // any order, with a gap
+               {{{"01:00:00:00", "01:00:10:00"}, {"01:00:02:00", "01:00:03:00"}}, 240},  // one inside another
+               {{{"23:59:59:00", "00:00:00:00"}, {"00:00:00:00", "00:00:01:00"}}, 48},   // over midnight
+               {{{"23:59:58:00", "00:00:02:00"}, {"00:00:01:00", "00:00:03:00"}}, 120},
+               {{{"05:00:00:00", "05:00:00:00"}}, 0},
+               {{{"00:00:00:00", "23:59:59:23"}, {"23:59:59:23", "00:00:00:00"}}, 86400 * 24}};
+  for (const auto& c : cases) {
+    std::string text;
+    for (const auto& [in, out] : c.records)
+      text += std::string("001 AX V C 00:00:00:00 00:00:01:00 ") + in + " " + out + "\n";
+    EXPECT_EQ(listDuration(read(text).list), c.want) << text;
+  }
+}
+
+TEST(CmxEdl, WrittenListsReadBackTheSame) {
+  std::mt19937 random(3600);
+  for (int round = 0; round < 300; ++round) {
+    const EdlText list = someEdl(random);
+    ASSERT_TRUE(isSound(list));
+    const std::string text = writeEdl(list);
+    const Told told = read(text);
+    EXPECT_TRUE(told.kept.empty());
+    ASSERT_EQ(described(told.list), described(list)) << text;
+  }
+}
+
+TEST(CmxEdl, WritingKeepsTheColumnsOfTheFormat) {
+  const std::string text =
+      "TITLE: CUT\nFCM: NON-DROP FRAME\n* FRAME RATE: 25\n"
+      "001  AX       V     C        00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n"
+      "002  AX       V     K B      00:00:10:00 00:00:12:00 01:00:02:00 01:00:04:00\n"
+      "002  BX       V     K    012 00:00:10:00 00:00:12:00 01:00:02:00 01:00:04:00\n"
+      "M2   BX       -012.5     00:00:10:00\n* FROM CLIP NAME: x\n";
+  EXPECT_EQ(writeEdl(read(text).list), text);
+}
+
+TEST(CmxEdl, WhatNoListCanHoldIsNotSound) {
+  std::mt19937 random(1);
+  const EdlText good = someEdl(random);
+  using Damage = void (*)(EdlText&);
+  const Damage damages[] = {[](EdlText& l) { l.fps = 23; },
+                            [](EdlText& l) { l.drop = true, l.fps = 24; },
+                            [](EdlText& l) { l.title = "two\nlines"; },
+                            [](EdlText& l) { l.comments.push_back("no asterisk"); },
+                            [](EdlText& l) { l.comments.push_back("* FRAME RATE: 25"); },
+                            [](EdlText& l) { l.events[0].number = "12"; },
+                            [](EdlText& l) { l.events[0].reel = "A B"; },
+                            [](EdlText& l) { l.events[0].reel.clear(); },
+                            [](EdlText& l) { l.events[0].track = "X"; },
+                            [](EdlText& l) { l.events[0].transition = "Q"; },
+                            [](EdlText& l) { l.events[0].transitionFrames = -1; },
+                            [](EdlText& l) { l.events[0].sourceIn.frames = -1; },
+                            [](EdlText& l) { l.events[0].recordOut.frames = 0x7FFFFFFF; },
+                            [](EdlText& l) { l.events[0].recordOut.desc.fps = 1; },
+                            [](EdlText& l) {
+                              l.events[0].speed = EdlSpeed{"A", Rational(1, 3), {}};
+                            },
+                            [](EdlText& l) { l.events[0].comments = {"* "}; }};
+  for (const Damage damage : damages) {
+    EdlText bad = good;
+    damage(bad);
+    EXPECT_FALSE(isSound(bad)) << &damage - damages;
+  }
+}

@@ -1,0 +1,135 @@
+#include "apps/reel/EditList.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "apps/reel/ReelCommands.h"
+#include "core/objsys/AObjDoc.h"
+#include "core/utils/MemStreams.h"
+#include "tests/reel/SomeEdl.h"
+#include "tests/support/Raised.h"
+
+#if defined(KY_SANITIZED) && defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+using namespace reel;
+using namespace reel::test;
+using namespace ky::test;
+using ky::Owned;
+
+namespace {
+
+/// A failed load leaves an object that another refers to with that other, and in a chain each is referred to.
+struct LeaksAreNoFault {
+#if defined(KY_SANITIZED) && defined(__SANITIZE_ADDRESS__)
+  __lsan::ScopedDisabler disabler;
+#else
+  LeaksAreNoFault() {}
+#endif
+};
+
+struct EditListTest : testing::Test {
+  static void SetUpTestSuite() {
+    static bool done = false;
+    if (!std::exchange(done, true)) registerClasses();
+  }
+  std::mt19937 random{1117};
+};
+
+std::vector<std::uint8_t> documentOf(const EdlText& text) {
+  const Owned<EditList> list(EditList::New(text));
+  return toDocument(list.get());
+}
+
+}  // namespace
+
+TEST_F(EditListTest, EventsKnowTheirListAndNeighbours) {
+  const EdlText text = someEdl(random);
+  const Owned<EditList> made(EditList::New(text));
+  const Owned<EditList> loaded = fromDocument(toDocument(made.get()));
+  for (const EditList* list : {made.get(), loaded.get()}) {
+    std::size_t n = 0;
+    const EditEvent* before = nullptr;
+    for (const EditEvent* event = list->first(); event; event = event->next(), ++n) {
+      EXPECT_EQ(event->list(), list);
+      EXPECT_EQ(event->previous(), before);
+      before = event;
+    }
+    EXPECT_EQ(list->last(), before);
+    EXPECT_EQ(n, text.events.size());
+  }
+}
+
+TEST_F(EditListTest, SavedListsLoadTheSame) {
+  for (int round = 0; round < 100; ++round) {
+    const EdlText text = someEdl(random);
+    const auto document = documentOf(text);
+    const EdlText loaded = fromDocument(document)->toText();
+    ASSERT_EQ(described(loaded), described(text));
+    ASSERT_EQ(listAsJson(loaded), listAsJson(text));
+  }
+}
+
+TEST_F(EditListTest, LongChainsAndLongCommentsAreSaved) {
+  EdlText text = someEdl(random);
+  EdlEvent event = text.events.back();
+  event.transition = "C";
+  for (int i = 0; i < 100000; ++i) text.events.push_back(event);
+  text.events.back().comments.assign(50000, "* many of these");
+  EXPECT_EQ(described(fromDocument(documentOf(text))->toText()), described(text));
+}
+
+TEST_F(EditListTest, CopiesStandAlone) {
+  const EdlText text = someEdl(random);
+  Owned<EditList> list(EditList::New(text));
+  const Owned<EditList> copy(static_cast<EditList*>(list->Copy()));
+  const Owned<EditEvent> event(static_cast<EditEvent*>(list->first()->Copy()));
+  list.reset();
+  EXPECT_EQ(described(copy->toText()), described(text));
+  EXPECT_EQ(event->toText().reel, text.events[0].reel);
+  EXPECT_EQ(event->list(), nullptr);
+  EXPECT_EQ(event->next(), nullptr);
+}
+
+TEST_F(EditListTest, DocumentsOfSomethingElseAreRefused) {
+  const Owned<EditList> list(EditList::New(someEdl(random)));
+  const Owned<EditEvent> event(static_cast<EditEvent*>(list->first()->Copy()));
+  char** const bytes = KyNewHandle(1000);
+  const Owned<AVariMemStream> stream(AVariMemStream::NewWithEOF(bytes, 0));
+  stream->SetDisposeMem(true);
+  AObjDoc* const document = AObjDoc::New(stream.get(), 0, 0);
+  document->CopyIn(event.get());
+  document->Close();
+  const auto* const data = reinterpret_cast<const std::uint8_t*>(*bytes);
+  EXPECT_EQ(codeRaisedBy([&] {
+              fromDocument({data, static_cast<std::size_t>(stream->GetLength())});
+            }),
+            "DOMAIN_BAD_STRM_DATA");
+  EXPECT_NE(codeRaisedBy([] { fromDocument({}); }), "");
+}
+
+TEST_F(EditListTest, DamagedDocumentsLoadSoundOrRaise) {
+  EdlText text = someEdl(random);
+  while (text.events.size() < 4) text = someEdl(random);
+  text.events.resize(4);
+  const auto good = documentOf(text);
+  const auto load = [](const std::vector<std::uint8_t>& document) {
+    const LeaksAreNoFault leaks;
+    const std::string code = codeRaisedBy([&] { EXPECT_TRUE(isSound(fromDocument(document)->toText())); });
+    EXPECT_NE(code, "FATAL_ERROR");
+    return code.empty();
+  };
+  ASSERT_TRUE(load(good));
+  for (std::size_t at = 0; at < good.size(); ++at) {
+    for (const std::uint8_t mask : {0x01, 0x80, 0xFF}) {
+      auto document = good;
+      document[at] ^= mask;
+      load(document);
+    }
+    EXPECT_FALSE(load({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(at)})) << at;
+    if (HasFailure()) FAIL() << "byte " << at;
+  }
+}

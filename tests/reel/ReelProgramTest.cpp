@@ -1,0 +1,138 @@
+// The program as its users run it.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+
+#include "apps/reel/CmxEdl.h"
+#include "tests/reel/SomeEdl.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Ran {
+  int status;
+  std::string out, err;
+};
+
+std::string contents(const fs::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+class ReelProgram : public testing::Test {
+ protected:
+  void SetUp() override {
+    folder = fs::path(testing::TempDir()) /
+             (std::string("reel-") + testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+  }
+  void TearDown() override { fs::remove_all(folder); }
+
+  Ran run(const std::string& arguments) const {
+    const std::string line = "cd '" + folder.string() + "' && '" KY_REEL "' " + arguments + " >out 2>err";
+    const int status = std::system(line.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(folder / "out"), contents(folder / "err")};
+  }
+  void write(const std::string& name, const std::string& text) const {
+    std::ofstream(folder / name, std::ios::binary) << text;
+  }
+  std::size_t files() const {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+  }
+
+  fs::path folder;
+};
+
+constexpr const char* kCut = "TITLE: T\n001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
+
+}  // namespace
+
+TEST_F(ReelProgram, ExportAndImportGiveTheSameList) {
+  std::mt19937 random(712);
+  for (int round = 0; round < 10; ++round) {
+    write("a.edl", reel::writeEdl(reel::test::someEdl(random)));
+    ASSERT_EQ(run("import a.edl a.kyb").status, 0);
+    ASSERT_EQ(run("export a.kyb b.edl").status, 0);
+    ASSERT_EQ(run("import b.edl b.kyb").status, 0);
+    const Ran first = run("list --json a.kyb");
+    EXPECT_EQ(first.out, run("list b.kyb --json").out);
+    EXPECT_EQ(first.out.substr(0, 2), "{\n");
+    EXPECT_EQ(contents(folder / "a.edl"), contents(folder / "b.edl"));
+  }
+}
+
+TEST_F(ReelProgram, ListsTheFieldsOfAnEvent) {
+  write("a.edl", std::string(kCut) +
+                     "001 BX V D 024 00:00:10:00 00:00:12:00 01:00:02:00 01:00:04:00\n"
+                     "M2 BX -12.5 00:00:10:00\n* TO CLIP NAME: b\n* LOC: x\nGPI\n");
+  const Ran imported = run("import a.edl a.kyb --title 'Other  title'");
+  EXPECT_EQ(imported.status, 0);
+  EXPECT_EQ(imported.out, "a.kyb: 2 events, 00:00:04:00 at 24 frames per second\n");
+  EXPECT_EQ(imported.err, "reel: a.edl:7: not an edit list line, kept as a comment: GPI\n");
+  const std::string json = run("list a.kyb --json").out;
+  for (const char* part :
+       {"\"title\": \"Other  title\"", "\"fps\": 24", "\"drop\": false", "\"duration\": 96", "\"number\": \"001\"",
+        "\"transition\": \"D\"", "\"transitionFrames\": 24", "\"clipName\": null", "\"toClipName\": \"b\"",
+        "\"speed\": -12.5", "\"speed\": null", "\"recordOut\": \"01:00:04:00\"", "\"LOC: x\"", "\"GPI\""})
+    EXPECT_NE(json.find(part), std::string::npos) << part << " in " << json;
+  const std::string table = run("list a.kyb").out;
+  EXPECT_NE(table.find("2 event lines, 96 frames, 00:00:04:00 in all\n"), std::string::npos) << table;
+}
+
+TEST_F(ReelProgram, RefusedInputLeavesNoOutputAndHarmsNone) {
+  write("bad.edl", std::string(kCut) + "002 AX V C 00:00:10:24 00:00:12:00 01:00:00:00 01:00:02:00\n");
+  const Ran fresh = run("import bad.edl new.kyb");
+  EXPECT_EQ(fresh.status, 3);
+  EXPECT_EQ(fresh.err,
+            "reel: bad.edl:3: the timecode \"00:00:10:24\" does not exist at 24 frames per second: frames from 00 to "
+            "23 were expected\n");
+  write("old.kyb", "as it was");
+  EXPECT_EQ(run("import bad.edl old.kyb").status, 3);
+  EXPECT_EQ(contents(folder / "old.kyb"), "as it was");
+  EXPECT_EQ(run("import bad.edl ./bad.edl").status, 3);
+  EXPECT_EQ(files(), 4u);  // bad.edl, old.kyb, out, err
+}
+
+TEST_F(ReelProgram, FailuresAreWordedBehindTheirCode) {
+  write("a.edl", kCut);
+  write("not.kyb", "something else entirely");
+  const struct {
+    const char* arguments;
+    const char* err;
+  } cases[] = {{"import none.edl a.kyb", "reel: DISK_FILE_NOT_FOUND: there is no file \"none.edl\""},
+               {"list not.kyb", "reel: DOMAIN_BAD_MAGIC: this is not a document of this family\n"},
+               {"import a.edl none/a.kyb", "reel: DISK_DIR_NOT_FOUND: there is no folder \"none\""}};
+  for (const auto& c : cases) {
+    const Ran ran = run(c.arguments);
+    EXPECT_EQ(ran.status, 1) << c.arguments;
+    EXPECT_EQ(ran.err.substr(0, std::string(c.err).size()), c.err);
+    EXPECT_EQ(ran.out, "");
+  }
+  if (fs::exists("/dev/full")) {
+    ASSERT_EQ(run("import a.edl a.kyb").status, 0);
+    EXPECT_EQ(run("list a.kyb > /dev/full; exit $?").status, 1);
+  }
+}
+
+TEST_F(ReelProgram, WrongUsageIsToldFromWrongInput) {
+  write("a.edl", kCut);
+  for (const char* arguments : {"", "import a.edl", "import a.edl a.kyb --fps 29", "list", "frobnicate a"}) {
+    const Ran ran = run(arguments);
+    EXPECT_EQ(ran.status, 2) << arguments;
+    EXPECT_NE(ran.err.find("--help"), std::string::npos) << ran.err;
+  }
+  const Ran help = run("--help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_EQ(help.out.substr(0, 9), "Examples:");
+  EXPECT_EQ(run("--version").status, 0);
+}
