@@ -88,7 +88,7 @@ class AHashTable::View {
 
   [[gnu::always_inline]] void add(void* const key, const void* item, Long* hint) {
     const Long chain = hash(key);
-    const auto taken = [&](const htelem_t& element) { return hasKey(element, key) | holds(element, item); };
+    const auto taken = [&](const htelem_t& element) { return hasKey(element, key) || holds(element, item); };
     if (isOn(chain, taken)) [[unlikely]] {
       return addBeside(table_, key, item, hint);
     }
@@ -166,7 +166,7 @@ class AHashTable::View {
     // Nothing predicts whether a chain is empty, so it is not asked: an empty one leads to the element -1.
     const Long head = heads_[chain];
     const htelem_t& first = at(head);
-    if (wanted(first) & (head != INDEX_NULL)) return true;
+    if (wanted(first) && head != INDEX_NULL) return true;
     for (Long index = first.nextIndex; index != INDEX_NULL; index = at(index).nextIndex) {
       if (wanted(at(index))) return true;
     }
