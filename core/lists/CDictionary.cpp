@@ -90,11 +90,13 @@ AObject* CDictionary::Copy() {
   return copy.release();
 }
 
-Long CDictionary::hashOf(const void* key) const { return hashFunc ? hashFunc(key) : static_cast<Long>(asNumber(key)); }
+inline Long CDictionary::hashOf(const void* key) const {
+  return hashFunc ? hashFunc(key) : static_cast<Long>(asNumber(key));
+}
 
-dictHandle_t* CDictionary::chainOf(Long hash) const { return *buckets + divisor.rem(static_cast<ULong>(hash)); }
+inline dictHandle_t* CDictionary::chainOf(Long hash) const { return *buckets + divisor.rem(static_cast<ULong>(hash)); }
 
-bool CDictionary::matches(const dictEntry_t& entry, const void* key, Long hash) const {
+inline bool CDictionary::matches(const dictEntry_t& entry, const void* key, Long hash) const {
   if (!hashFunc) return storedNumber(entry) == asNumber(key);
   if (hashTells && entry.hash != hash) return false;
   return equality ? equality(key, entry.key) != 0
@@ -102,7 +104,7 @@ bool CDictionary::matches(const dictEntry_t& entry, const void* key, Long hash) 
 }
 
 /// The handle that leads to the newest entry of `key`; null when there is none.
-dictHandle_t* CDictionary::findLink(const void* key) const {
+inline dictHandle_t* CDictionary::findLink(const void* key) const {
   if (!buckets) return nullptr;
   const Long hash = hashOf(key);
   for (dictHandle_t* link = chainOf(hash); *link; link = &(**link)->next) {
@@ -111,7 +113,7 @@ dictHandle_t* CDictionary::findLink(const void* key) const {
   return nullptr;
 }
 
-const void* CDictionary::keyOf(const dictEntry_t& entry) const {
+inline const void* CDictionary::keyOf(const dictEntry_t& entry) const {
   return hashFunc ? entry.key : reinterpret_cast<const void*>(storedNumber(entry));
 }
 
