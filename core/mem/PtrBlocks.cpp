@@ -52,15 +52,27 @@ namespace {
 
 constexpr std::size_t kPage = 0x1000;
 
+/// From here on a block has whole large pages: a first touch costs a fifth, and a block that grows in small steps would
+/// otherwise never have room for a large page at the time it touches it.
+constexpr Long kLeastInLargePages = 0x400000;
+constexpr std::size_t kLargePage = 0x200000;
+
 bool isPagedPtr(Long size) { return size >= kLeastPagedPtr; }
 std::size_t bytesWithHeader(Long size) { return static_cast<std::size_t>(size) + sizeof(PtrHeader); }
-std::size_t pagesFor(Long size) { return (bytesWithHeader(size) + kPage - 1) & ~(kPage - 1); }
+std::size_t pageFor(Long size) { return size < kLeastInLargePages ? kPage : kLargePage; }
+std::size_t pagesFor(Long size) { return (bytesWithHeader(size) + pageFor(size) - 1) & ~(pageFor(size) - 1); }
+
+void* inLargePages(void* pages, Long size) noexcept {
+  if (pages && size >= kLeastInLargePages) platform::preferLargePages(pages, pagesFor(size));
+  return pages;
+}
 
 }  // namespace
 
 void* takeLargePtr(Long size) noexcept {
   if (size < 0) return nullptr;
-  return isPagedPtr(size) ? platform::takePages(pagesFor(size), kPage) : std::malloc(bytesWithHeader(size));
+  if (!isPagedPtr(size)) return std::malloc(bytesWithHeader(size));
+  return inLargePages(platform::takePages(pagesFor(size), pageFor(size)), size);
 }
 
 void giveLargePtr(PtrHeader* header) noexcept {
@@ -84,8 +96,12 @@ void count(Int64 bytes, Int64 blocks) noexcept {
 void* resizeLarge(void* p, Long size) {
   PtrHeader* const header = ptrHeader(p);
   const Int64 growth = Int64{size} - header->size;
-  void* const raw = isPagedPtr(size) ? platform::resizePages(header, pagesFor(header->size), pagesFor(size))
-                                     : std::realloc(header, bytesWithHeader(size));
+  void* raw = header;
+  if (!isPagedPtr(size)) {
+    raw = std::realloc(header, bytesWithHeader(size));
+  } else if (pagesFor(size) != pagesFor(header->size)) {
+    raw = inLargePages(platform::resizePages(header, pagesFor(header->size), pagesFor(size)), size);
+  }
   if (!raw) raiseOutOfMemory();
   auto* const moved = static_cast<PtrHeader*>(raw);
   moved->size = size;
