@@ -22,7 +22,7 @@ KY_API XError seriousError();
 KY_API void callOpaquely(void (*call)(void* body), void* body);
 
 template <class Body>
-inline void callBody(Body& body) {
+[[gnu::always_inline]] inline void callBody(Body& body) {
 #if defined(__clang__)
   // clang believes that only calls raise; behind an opaque one it keeps the region for a fault in `body` too.
   callOpaquely([](void* callee) { (*static_cast<Body*>(callee))(); },
@@ -33,7 +33,7 @@ inline void callBody(Body& body) {
 }
 
 template <class OnError>
-inline void callHandler(OnError& onError, XError& caught) {
+[[gnu::always_inline]] inline void callHandler(OnError& onError, XError& caught) {
   if constexpr (std::is_invocable_v<OnError&, XError&>) {
     onError(caught);
   } else {

@@ -100,7 +100,7 @@ void operator+(const XError& error) {
 void ky::logRaise(ErrorStackObj* stack, const char* code) {
   if (!raiseLog) return;
   if (stack) stack->AddReference();
-  writeLog("xraise", XError(stack, code));
+  writeLog("xraise", XError(stack, code, nullptr, 0));
 }
 
 void operator+(const XError::FileLine& place, XError& error) {
@@ -110,7 +110,7 @@ void operator+(const XError::FileLine& place, XError& error) {
   throwLogged("xraisefileline", error);
 }
 
-void xraisexerror(const XError& error) { throwLogged("xpropagate", error); }
+void ky::logPropagate(const XError& error) { writeLog("xpropagate", error); }
 
 bool ky::addLevel(XError& caught, const char* code, const CellList& list) {
   if (!caught.GetCode() || !code) return false;

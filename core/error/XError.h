@@ -89,7 +89,8 @@ class KY_API XError {
   void ExpandString(char* buffer, int size, const char* text) const { ExpandString(buffer, size, text, GetTopLevel()); }
 
  private:
-  XError(ErrorStackObj* stack, const char* code) noexcept : mStack(stack), mCode(code) {}
+  XError(ErrorStackObj* stack, const char* code, const char* file, int line) noexcept
+      : mStack(stack), mCode(code), mFile(file), mLine(line) {}
   static ErrorStackObj* newStack(const char* code, const ky::CellList& list);
   void appendList(const ky::CellList& list);
   ErrorStackObj* share() const noexcept {
@@ -113,30 +114,38 @@ class KY_API XError {
 /// Raises `error`, if it is one: `+XError("DISK_EOF", "str filename", path, 0);`.
 KY_API void operator+(const XError& error);
 
-/// An error built where it is raised moves into the exception. All of it is inline, so that the compiler sees the
-/// temporary empty when the exception passes: the raising frame then has nothing to clean up, and there is none below
-/// it, which makes a raise as cheap as a bare throw.
-inline void operator+(XError&& error) {
+/// An error built where it is raised moves into the exception. All of it is inline, so that no frame lies between the
+/// raising one and the throw, and so that the compiler sees the temporary empty by then: with nothing to clean up
+/// there, a raise is as cheap as a bare throw.
+[[gnu::always_inline]] inline void operator+(XError&& error) {
   if (!error.mCode) return;
   ErrorStackObj* const stack = std::exchange(error.mStack, nullptr);
   ky::logRaise(stack, error.mCode);
-  throw XError(stack, error.mCode);
+  throw XError(stack, error.mCode, error.mFile, error.mLine);
 }
 
 /// Raises with position: adds "str fname" and "long fline" to the top level.
 KY_API void operator+(const XError::FileLine& place, XError& error);
 
-/// Passes a caught error on, even an empty one.
-[[noreturn]] KY_API void xraisexerror(const XError& error);
-
 namespace ky {
-/// Adds a level and writes the raise log's line. Returns: false if there is nothing to raise.
+/// Writes the raise log's line for an error that travels on.
+KY_API void logPropagate(const XError& error);
+
+/// Adds a level and writes the raise log's line.
+///
+/// Returns:  false if there is nothing to raise.
 KY_API bool addLevel(XError& caught, const char* code, const CellList& list);
 }  // namespace ky
 
+/// Passes a caught error on, even an empty one.
+[[noreturn, gnu::always_inline]] inline void xraisexerror(const XError& error) {
+  ky::logPropagate(error);
+  throw XError(error);
+}
+
 /// Passes a caught error on with a level more. Returns if either has no code.
 template <ky::CellValue... List>
-inline void xreraise(XError& caught, const char* code, List... labelsAndValues) {
+[[gnu::always_inline]] inline void xreraise(XError& caught, const char* code, List... labelsAndValues) {
   const ky::TypedCell cells[sizeof...(List) + 1] = {ky::TypedCell(labelsAndValues)...};
   if (ky::addLevel(caught, code, {cells, sizeof...(List)})) throw XError(caught);
 }

@@ -70,6 +70,8 @@ TEST(XError, ARaiseWithPositionTellsFileAndLine) {
   EXPECT_EQ(lines, std::vector{line("xraisefileline Exception: CODE, fname:reel.cpp, fline:12")});
   EXPECT_STREQ(error.GetFile(), "reel.cpp");
   EXPECT_EQ(error.GetLine(), 12);
+  EXPECT_EQ(errorRaisedBy([&] { +XError(error); }).GetLine(), 12) << "the place travels";
+  EXPECT_EQ(errorRaisedBy([&] { xreraise(error, "HIGH"); }).GetLine(), 12);
 }
 
 TEST(XError, ReraisingTheSameCodeAddsNothing) {
