@@ -2,89 +2,19 @@
 
 #include <array>
 #include <cstring>
-#include <iterator>
 
 #include "core/error/Assert.h"
-#include "core/math/CUtils.h"
+#include "core/utils/TCfields.h"
 #include "platform/Clock.h"
 
 using namespace ky;
 
+timecodeDesc_t ky::defaultTimecodeDesc{0, 30, 0};
+
 namespace {
 
-constexpr ULong kDrop = 1;
-
-timecodeDesc_t sDefaultDesc{0, 30, 0};
 bool sTCLoops = false;
 bool sTCLoopsIsSet = false;
-
-const timecodeDesc_t& described(const timecodeDesc_t* desc) {
-  return desc && (desc->fps & 0xFFFF) != 0 ? *desc : sDefaultDesc;
-}
-
-bool isDrop(const timecodeDesc_t& desc) { return desc.flags & kDrop; }
-
-void setDrop(timecodeDesc_t& desc, bool drop) { desc.flags = drop ? desc.flags | kDrop : desc.flags & ~kDrop; }
-
-/// Frames per unit. A drop-frame minute is the length of minutes 1 to 9 of each ten.
-struct Units {
-  Long second, minute, tenMinutes, hour, day;
-};
-
-constexpr Units kDropUnits{30, 1798, 17982, 107892, 2589408};
-
-constexpr Units nonDropUnits(ULong fps) {
-  const auto f = [fps](ULong seconds) { return static_cast<Long>(seconds * fps); };
-  return {f(1), f(60), f(600), f(3600), f(86400)};
-}
-
-Units unitsOf(const timecodeDesc_t& desc) { return isDrop(desc) ? kDropUnits : nonDropUnits(desc.fps); }
-
-struct Fields {
-  Long days = 0, hours = 0, minutes = 0, seconds = 0, frames = 0;
-};
-
-inline Long counted(const Fields& f, const Units& u) {
-  return f.days * u.day + f.hours * u.hour + f.minutes / 10 * u.tenMinutes + f.minutes % 10 * u.minute +
-         f.seconds * u.second + f.frames;
-}
-
-/// The quotients do not wait for each other: each is taken from the whole count.
-template <class Number>
-inline Fields dropFields(Number n) {
-  constexpr Number ten = kDropUnits.tenMinutes, minute = kDropUnits.minute, second = kDropUnits.second;
-  const Number allTens = n / ten, allHours = n / (ten * 6), days = n / (ten * 144);
-  n -= allTens * ten;
-  const Number ones = (n == 0 || n == 1 ? 0 : n - 2) / minute;
-  n -= ones * minute;
-  const Number seconds = n / second;
-  return {Long(days), Long(allHours - days * 24), Long((allTens - allHours * 6) * 10 + ones), Long(seconds),
-          Long(n - seconds * second)};
-}
-
-template <class Number>
-inline Fields nonDropFields(Number n, Number fps) {
-  const Number allSeconds = fps == 30 ? n / 30 : n / fps;  // the usual rate divides by a constant
-  const Number allMinutes = allSeconds / 60, allHours = allSeconds / 3600, days = allSeconds / 86400;
-  return {Long(days), Long(allHours - days * 24), Long(allMinutes - allHours * 60), Long(allSeconds - allMinutes * 60),
-          Long(n - allSeconds * fps)};
-}
-
-/// Counts that are known not to be negative are split as unsigned numbers, which is quicker.
-template <class Number>
-inline Fields fieldsOf(Number n, const timecodeDesc_t& desc, bool drop) {
-  return drop ? dropFields(n) : nonDropFields(n, static_cast<Number>(desc.fps & 0xFFFF));
-}
-
-Fields fieldsOf(const timecode_t& tc) {
-  const timecodeDesc_t& desc = described(&tc.desc);
-  return fieldsOf(tc.frames, desc, isDrop(desc));
-}
-
-timecode_t constructed(const Fields& fields, timecodeDesc_t desc) {
-  if (desc.fps != 30) setDrop(desc, false);
-  return {desc, counted(fields, unitsOf(desc))};
-}
 
 /// `a` at the rate of `b`.
 timecode_t atRateOf(timecode_t a, const timecode_t& b) {
@@ -97,11 +27,11 @@ timecode_t atRateOf(timecode_t a, const timecode_t& b) {
 timecodeDesc_t TCCreateDesc(unsigned char drop, unsigned short fps) { return {drop && fps == 30 ? kDrop : 0, fps, 0}; }
 
 void TCSetDefaultFormat(unsigned short fps, unsigned char drop) {
-  if (fps != 0) sDefaultDesc.fps = fps;
-  setDrop(sDefaultDesc, drop);
+  if (fps != 0) defaultTimecodeDesc.fps = fps;
+  setDrop(defaultTimecodeDesc, drop);
 }
 
-timecode_t TCGetDefault(Long frames) { return {sDefaultDesc, frames}; }
+timecode_t TCGetDefault(Long frames) { return {defaultTimecodeDesc, frames}; }
 
 timecode_t TCConstruct(short days, short hours, short minutes, short seconds, short frames,
                        const timecodeDesc_t* desc) {
@@ -301,178 +231,6 @@ char* TCToStr(timecode_t tc, char* buf, Long, short flags) {
     writeCount(tc.frames, desc, drop, buf);
   }
   return buf;
-}
-
-// Text in.
-
-namespace {
-
-/// The fields that a backward scan has met, and what the separators said about drop-frame.
-class FieldScan {
- public:
-  explicit FieldScan(timecodeDesc_t desc) : desc(desc) {}
-
-  void digit(Long value) {
-    if (met >= 10) return;
-    const int field = met < 8 ? met / 2 : 4;
-    values[field] += met % 2 ? value * 10 : value;
-    ++met;
-  }
-  void separator(bool semicolon) {
-    if (desc.fps != 30) return;
-    if (semicolon) sawSemicolon = true;
-    setDrop(desc, sawSemicolon);
-  }
-
-  Fields fields() const { return {values[4], values[3], values[2], values[1], values[0]}; }
-
-  timecodeDesc_t desc;
-
- private:
-  Long values[5] = {};  // frames first, days last
-  int met = 0;
-  bool sawSemicolon = false;
-};
-
-/// Returns:  the value of two digits, or above 99.
-inline ULong pairIn(const char* text) {
-  const auto tens = static_cast<unsigned char>(text[0] - '0');
-  if (tens > 9) return 100;
-  const auto ones = static_cast<unsigned char>(text[1] - '0');
-  return ones > 9 ? 100 : tens * 10u + ones;
-}
-
-/// Returns:  0 for a colon, 1 for a semicolon, or above 1.
-inline ULong separatorIn(char c) { return static_cast<unsigned char>(c - ':'); }
-
-/// The usual form: four pairs of digits with `:` or `;` between them.
-///
-/// Returns:  false for anything else, which the backward scan then judges.
-inline bool readUsualForm(const char* text, timecodeDesc_t& desc, Fields& fields) {
-  const ULong hours = pairIn(text);
-  if (hours > 99) return false;
-  const ULong first = separatorIn(text[2]);
-  if (first > 1) return false;
-  const ULong minutes = pairIn(text + 3);
-  if (minutes > 99) return false;
-  const ULong second = separatorIn(text[5]);
-  if (second > 1) return false;
-  const ULong seconds = pairIn(text + 6);
-  if (seconds > 99) return false;
-  const ULong third = separatorIn(text[8]);
-  if (third > 1) return false;
-  const ULong frames = pairIn(text + 9);
-  if (frames > 99 || text[11] != '\0') return false;
-  if (desc.fps == 30) setDrop(desc, first | second | third);
-  fields = {0, static_cast<Long>(hours), static_cast<Long>(minutes), static_cast<Long>(seconds),
-            static_cast<Long>(frames)};
-  return true;
-}
-
-}  // namespace
-
-unsigned char TCStrToTC(timecode_t* out, const char* text, short flags, const timecodeDesc_t* desc) {
-  const timecodeDesc_t& given = described(desc);
-  timecodeDesc_t start{given.flags, given.fps, given.reserved};  // word by word: the compiler keeps it in registers
-  if (flags & kTCNonDrop) setDrop(start, false);
-  Fields usual;
-  if (readUsualForm(text, start, usual)) {
-    *out = constructed(usual, start);
-    return 1;
-  }
-
-  const std::size_t length = std::strlen(text);
-  *out = {start, flags & kTCEmptyForAbsent ? kTCAbsent : 0};
-  if (length == 0) return 0;
-  FieldScan scan(start);
-  bool negative = false;
-  for (const char* p = text + length; p > text && !negative;) {
-    const char c = *--p;
-    if (c >= '0' && c <= '9') {
-      scan.digit(c - '0');
-    } else if (c == ';' || c == ':') {
-      scan.separator(c == ';');
-    } else if (c == '-') {
-      negative = true;
-    } else if (c != ' ' && c != '.' && c != '+') {
-      *out = {scan.desc, 0};
-      return 0;
-    }
-  }
-  *out = constructed(scan.fields(), scan.desc);
-  if (negative) out->frames = -out->frames;
-  return 1;
-}
-
-Long TCAdjustStr(char* text, char separator, char sign) {
-  Long digits = 0;
-  for (const char* p = text; *p != '\0'; ++p) {
-    if (*p >= '0' && *p <= '9') text[digits++] = *p;
-  }
-  const Long signs = sign == '-' || sign == '+' ? 1 : 0;
-  const Long length = signs + digits + (digits > 0 ? (digits - 1) / 2 : 0);
-  text[length] = '\0';
-  Long to = length;
-  for (Long done = 0; done < digits; ++done) {  // from the right, so that nothing is overwritten before it moved
-    if (done > 0 && done % 2 == 0) text[--to] = separator;
-    text[--to] = text[digits - 1 - done];
-  }
-  if (signs) text[0] = sign;
-  return length;
-}
-
-// Phases.
-
-namespace {
-
-struct PhaseRow {
-  ULong mask;
-  std::array<char[4], 32> names;
-};
-
-constexpr PhaseRow kPhases[] = {
-    {0, {}},
-    {0x80000000, {}},
-    {0xD8000000, {"A", "B", "X", "C", "D"}},
-    {0xFFF7FF80, {"A1", "A2", "A3", "A4", "A5", "A6", "A7", "A8", "A9", "A10", "A11", "B", "X",
-                  "C1", "C2", "C3", "C4", "C5", "C6", "C7", "C8", "C9", "C10", "C11", "D"}},
-};
-
-/// The last row waits for the equipment that counts so finely: no mask reaches it.
-const PhaseRow* phaseRow(ULong mask) {
-  for (const PhaseRow* row = kPhases; row < std::end(kPhases) - 1; ++row) {
-    if (row->mask == mask) return row;
-  }
-  return nullptr;
-}
-
-bool beginsAlike(const char* a, const char* b) {
-  for (; *a != '\0' && *b != '\0'; ++a, ++b) {
-    const char first[2] = {*a}, second[2] = {*b};
-    if (CIstrcmp(first, second) != 0) return false;
-  }
-  return true;
-}
-
-}  // namespace
-
-unsigned char TCStrToPhase(unsigned char* phase, const char* text, ULong mask) {
-  *phase = 0;
-  const PhaseRow* row = phaseRow(mask);
-  if (!row) return 0;
-  for (std::size_t i = 0; i < row->names.size() && row->names[i][0] != '\0'; ++i) {
-    if (!beginsAlike(row->names[i], text)) continue;
-    *phase = static_cast<unsigned char>(i);
-    return 1;
-  }
-  return 0;
-}
-
-void TCPrintPhase(unsigned char phase, ULong mask, char* buf, Long len) {
-  if (len < 1) return;
-  buf[0] = '\0';
-  const PhaseRow* row = phaseRow(mask);
-  if (row && phase < row->names.size()) strncpyz(buf, row->names[phase], len);
 }
 
 // Conversion to and from 24 frames, in the text.
