@@ -1,64 +1,15 @@
 #include "apps/reel/CmxEdl.h"
 
 #include <algorithm>
-#include <cstdlib>
 
-#include "core/math/CUtils.h"
+#include "apps/reel/CmxWords.h"
 
 namespace reel {
 namespace {
 
-constexpr std::size_t kLongestLine = 4096;
-constexpr std::size_t kLongestReel = 255;
-constexpr std::string_view kRateComment = "FRAME RATE:";
-
-bool isDigits(std::string_view text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-/// The value of up to nine digits.
-Long valueOf(std::string_view digits) {
-  Long value = 0;
-  for (const char c : digits) value = value * 10 + (c - '0');
-  return value;
-}
-
-char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
-std::string uppered(std::string_view text) {
-  std::string out(text);
-  std::transform(out.begin(), out.end(), out.begin(), upper);
-  return out;
-}
-
-bool isBlank(char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7F'; }
-
-std::string_view trimmed(std::string_view text) {
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-/// Takes `word` off the front of `text`, whatever its case.
-bool takeWord(std::string_view& text, std::string_view word) {
-  if (text.size() < word.size() || uppered(text.substr(0, word.size())) != word) return false;
-  text = trimmed(text.substr(word.size()));
-  return true;
-}
-
 std::string quoted(std::string_view text) {
   constexpr std::size_t kShown = 60;
   return '"' + edlLine(text.substr(0, kShown)) + (text.size() > kShown ? "...\"" : "\"");
-}
-
-std::vector<std::string_view> wordsOf(std::string_view line) {
-  std::vector<std::string_view> words;
-  while (!(line = trimmed(line)).empty()) {
-    const auto end = std::find_if(line.begin(), line.end(), isBlank) - line.begin();
-    words.push_back(line.substr(0, static_cast<std::size_t>(end)));
-    line.remove_prefix(static_cast<std::size_t>(end));
-  }
-  return words;
 }
 
 /// Lines by any of the three ends, numbered from 1.
@@ -95,31 +46,6 @@ Mode frameCodeMode(std::string_view line) {
   return Mode::kNone;
 }
 
-bool hasTimecodeShape(std::string_view word) {
-  if (word.size() != 11) return false;
-  for (std::size_t i = 0; i < word.size(); ++i) {
-    const bool separator = i % 3 == 2;
-    if (separator ? word[i] != ':' && word[i] != ';' : word[i] < '0' || word[i] > '9') return false;
-  }
-  return true;
-}
-
-/// A first word of digits is an event number, unless it is too short or too long for one and no timecode follows.
-bool isEventLine(const std::vector<std::string_view>& words) {
-  if (words.empty() || !isDigits(words[0])) return false;
-  if (words[0].size() >= 3 && words[0].size() <= 6) return true;
-  return std::any_of(words.begin(), words.end(), hasTimecodeShape);
-}
-
-/// The rate that a line names, with or without an asterisk; 0 if it is another line or another rate.
-unsigned short rateInLine(std::string_view line) {
-  line = trimmed(line);
-  if (line.starts_with('*')) line = trimmed(line.substr(1));
-  if (!takeWord(line, kRateComment) || !isDigits(line) || line.size() > 3) return 0;
-  const Long fps = valueOf(line);
-  return isEdlRate(fps) ? static_cast<unsigned short>(fps) : 0;
-}
-
 /// What the list itself says of its rate.
 unsigned short rateOf(std::string_view text) {
   bool sawEvent = false, sawDrop = false;
@@ -131,34 +57,6 @@ unsigned short rateOf(std::string_view text) {
     sawDrop |= frameCodeMode(trimmed(lines.line)) == Mode::kDrop;
   }
   return sawDrop ? 30 : 24;
-}
-
-/// V, A, A2, AA, B, NONE, and several of them with slashes between.
-bool isTrack(std::string_view track) {
-  for (;;) {
-    const std::size_t slash = std::min(track.find('/'), track.size());
-    const std::string part = uppered(track.substr(0, slash));
-    const std::string_view digits = std::string_view(part).substr(part.empty() ? 0 : 1);
-    const bool numbered = !part.empty() && (part[0] == 'V' || part[0] == 'A') &&
-                          (digits.empty() || (isDigits(digits) && digits.size() <= 2));
-    if (!numbered && part != "AA" && part != "B" && part != "NONE") return false;
-    if (slash == track.size()) return true;
-    track.remove_prefix(slash + 1);
-  }
-}
-
-bool isWipe(std::string_view kind) {
-  return kind.size() > 1 && kind.size() <= 4 && kind[0] == 'W' && isDigits(kind.substr(1));
-}
-
-bool isTransition(const std::string& kind) {
-  return kind == "C" || kind == "D" || isWipe(kind) || kind == "K" || kind == "KB" || kind == "KO";
-}
-
-/// The line that sends the event's sound to further channels.
-bool isAudioLine(const std::vector<std::string_view>& words) {
-  return words.size() > 1 && uppered(words[0]) == "AUD" &&
-         std::all_of(words.begin() + 1, words.end(), [](std::string_view w) { return isDigits(w) && w.size() <= 2; });
 }
 
 /// Sign, up to five digits, and up to four behind a point: what a ratio holds exactly.
@@ -361,149 +259,10 @@ class Reader {
   bool sawTitle = false;
 };
 
-std::string padded(std::string text, std::size_t width) {
-  if (text.size() < width) text.append(width - text.size(), ' ');
-  return text;
-}
-
-std::string framesText(Long frames) {
-  const std::string digits = std::to_string(frames);
-  return digits.size() < 3 ? std::string(3 - digits.size(), '0') + digits : digits;
-}
-
-/// The decimals of a ratio whose denominator divides 10,000: 024.0, -012.5.
-std::string speedText(const Rational& fps) {
-  const Int64 scaled = std::abs(Int64{fps.GetNum()}) * 10000 / fps.GetDen();
-  std::string decimals = std::to_string(10000 + scaled % 10000).substr(1);
-  while (decimals.size() > 1 && decimals.back() == '0') decimals.pop_back();
-  return (fps.GetNum() < 0 ? "-" : "") + framesText(static_cast<Long>(scaled / 10000)) + "." + decimals;
-}
-
-std::string modeLine(bool drop) { return drop ? "FCM: DROP FRAME\n" : "FCM: NON-DROP FRAME\n"; }
-
-std::string transitionText(const EdlEvent& event) {
-  const std::string& kind = event.transition;
-  const std::string name = kind == "KB" || kind == "KO" ? "K " + kind.substr(1) : kind;
-  const bool frames = kind == "D" || kind[0] == 'W' || event.transitionFrames != 0;
-  return padded(name, 4) + " " + (frames ? framesText(event.transitionFrames) : std::string(3, ' '));
-}
-
-std::string eventLine(const EdlEvent& event) {
-  std::string line = padded(event.number, 4) + " " + padded(event.reel, 8) + " " + padded(event.track, 5) + " " +
-                     transitionText(event);
-  for (const timecode_t& tc : {event.sourceIn, event.sourceOut, event.recordIn, event.recordOut})
-    line += " " + timecodeText(tc);
-  return line + "\n";
-}
-
-bool isWholeLine(const std::string& text) { return text.size() <= kLongestLine && edlLine(text) == text; }
-
-/// A comment of a list: a line with its asterisk, or an audio line.
-bool isComment(const std::string& line) {
-  return isWholeLine(line) && (line.starts_with('*') || isAudioLine(wordsOf(line)));
-}
-
-bool isReel(const std::string& text) {
-  return text.size() <= kLongestReel && isWholeLine(text) && wordsOf(text).size() == 1;
-}
-
-bool isSoundTime(timecode_t tc, const timecodeDesc_t& desc) {
-  return TCDescEqual(tc.desc, desc) && tc.frames >= 0 && tc.frames < TCConstruct(1, 0, 0, 0, 0, &desc).frames;
-}
-
-bool isSoundSpeed(const EdlSpeed& speed) {
-  const Long den = speed.fps.GetDen();
-  return isReel(speed.reel) && den > 0 && 10000 % den == 0 && std::abs(Int64{speed.fps.GetNum()}) / den < 100000;
-}
-
-bool isSoundEvent(const EdlEvent& event, unsigned short fps) {
-  const timecodeDesc_t desc = TCCreateDesc(static_cast<unsigned char>(event.recordIn.desc.flags & 1), fps);
-  for (const timecode_t& tc : {event.sourceIn, event.sourceOut, event.recordIn, event.recordOut}) {
-    if (!isSoundTime(tc, desc)) return false;
-  }
-  const std::string& number = event.number;
-  return isDigits(number) && number.size() >= 3 && number.size() <= 6 && isReel(event.reel) && isTrack(event.track) &&
-         isTransition(event.transition) && event.transitionFrames >= 0 && event.transitionFrames <= 9999 &&
-         isWholeLine(event.clipName) && isWholeLine(event.toClipName) &&
-         (!event.speed || (isSoundSpeed(*event.speed) && isSoundTime(event.speed->at, desc))) &&
-         std::all_of(event.comments.begin(), event.comments.end(), isComment);
-}
-
 }  // namespace
-
-bool isEdlRate(Long fps) { return std::find(std::begin(kEdlRates), std::end(kEdlRates), fps) != std::end(kEdlRates); }
 
 EdlText readEdl(std::string_view text, const EdlReadOptions& options, const KeptLine& kept) {
   return Reader(text, options, kept).read();
-}
-
-std::string writeEdl(const EdlText& list) {
-  std::string text;
-  if (!list.title.empty()) text += "TITLE: " + list.title + "\n";
-  text += modeLine(list.drop);
-  const bool anyDrop = list.drop || std::any_of(list.events.begin(), list.events.end(),
-                                                [](const EdlEvent& e) { return e.recordIn.desc.flags != 0; });
-  if (list.fps != (anyDrop ? 30 : 24)) text += "* " + std::string(kRateComment) + " " + std::to_string(list.fps) + "\n";
-  for (const std::string& comment : list.comments) text += comment + "\n";
-  bool drop = list.drop;
-  for (const EdlEvent& event : list.events) {
-    if (const bool own = event.recordIn.desc.flags != 0; own != drop) text += modeLine(drop = own);
-    text += eventLine(event);
-    if (event.speed)
-      text += "M2   " + padded(event.speed->reel, 8) + " " + padded(speedText(event.speed->fps), 10) + " " +
-              timecodeText(event.speed->at) + "\n";
-    for (const std::string& comment : event.comments) text += comment + "\n";
-  }
-  return text;
-}
-
-std::string edlLine(std::string_view text) {
-  std::string line(trimmed(text));
-  std::replace_if(line.begin(), line.end(), isBlank, ' ');
-  return line;
-}
-
-std::string timecodeText(timecode_t tc) {
-  char text[16];
-  TCToStr(tc, text, sizeof(text), 0);
-  text[2] = text[5] = ':';
-  return text;
-}
-
-bool isSound(const EdlText& list) {
-  if (!isEdlRate(list.fps) || (list.drop && list.fps != 30) || !isWholeLine(list.title)) return false;
-  const auto isHeadComment = [](const std::string& line) { return isComment(line) && !rateInLine(line); };
-  return std::all_of(list.comments.begin(), list.comments.end(), isHeadComment) &&
-         std::all_of(list.events.begin(), list.events.end(),
-                     [&](const EdlEvent& e) { return isSoundEvent(e, list.fps); });
-}
-
-Long eventDuration(const EdlEvent& event) { return TCDiffModDayForward(event.recordIn, event.recordOut); }
-
-Long listDuration(const EdlText& list) {
-  struct Stretch {
-    Long in, out;
-  };
-  std::vector<Stretch> stretches;
-  for (const EdlEvent& event : list.events) {
-    timecode_t in = event.recordIn;
-    TCChangeDrop(&in, list.drop);
-    stretches.push_back({in.frames, in.frames + eventDuration(event)});
-  }
-  if (stretches.empty()) return 0;
-  std::sort(stretches.begin(), stretches.end(), [](const Stretch& a, const Stretch& b) { return a.in < b.in; });
-
-  const timecodeDesc_t desc = TCCreateDesc(list.drop, list.fps);
-  const Long day = TCConstruct(1, 0, 0, 0, 0, &desc).frames;
-  Long last = 0;
-  for (const Stretch& s : stretches) last = std::max(last, s.out);
-  Long reached = last - day;  // the way around the circle: what runs over midnight covers its start
-  Long widestGap = 0;
-  for (const Stretch& s : stretches) {
-    widestGap = std::max(widestGap, s.in - reached);
-    reached = std::max(reached, s.out);
-  }
-  return day - widestGap;
 }
 
 }  // namespace reel

@@ -1,6 +1,7 @@
 // The program as its users run it.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -32,14 +33,14 @@ class ReelProgram : public testing::Test {
  protected:
   void SetUp() override {
     folder = fs::path(testing::TempDir()) /
-             (std::string("reel-") + testing::UnitTest::GetInstance()->current_test_info()->name());
+             ("reel-" + std::to_string(getpid()) + "-" + testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::remove_all(folder);
     fs::create_directories(folder);
   }
   void TearDown() override { fs::remove_all(folder); }
 
   Ran run(const std::string& arguments) const {
-    const std::string line = "cd '" + folder.string() + "' && '" KY_REEL "' " + arguments + " >out 2>err";
+    const std::string line = "cd '" + folder.string() + "' && >out 2>err '" KY_REEL "' " + arguments;
     const int status = std::system(line.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(folder / "out"), contents(folder / "err")};
   }
@@ -120,7 +121,9 @@ TEST_F(ReelProgram, FailuresAreWordedBehindTheirCode) {
   }
   if (fs::exists("/dev/full")) {
     ASSERT_EQ(run("import a.edl a.kyb").status, 0);
-    EXPECT_EQ(run("list a.kyb > /dev/full; exit $?").status, 1);
+    const Ran full = run("list a.kyb >/dev/full");
+    EXPECT_EQ(full.status, 1);
+    EXPECT_EQ(full.err.substr(0, 23), "reel: DISK_WRITE_ERROR:");
   }
 }
 
