@@ -10,6 +10,7 @@
 #include <cstring>
 #include <numeric>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include <malloc.h>
@@ -144,4 +145,11 @@ BLOCKS(Malloc);
 BLOCKS(Alt);
 BLOCKS(Ptr);
 
-BENCHMARK_MAIN();
+// A process of one thread needs no locks, neither here nor in the C library; `--single` as the last argument keeps it
+// so.
+int main(int argc, char** argv) {
+  const bool single = std::strcmp(argv[argc - 1], "--single") == 0;
+  if (!single) std::thread([] {}).detach();
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+}
