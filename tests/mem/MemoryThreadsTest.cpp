@@ -13,9 +13,7 @@
 #include "core/mem/AltMemory.h"
 #include "core/mem/KyHandles.h"
 #include "core/mem/KyMemory.h"
-#include "core/mem/MemoryMutex.h"
 #include "core/mem/MemoryTracer.h"
-#include "tests/mem/ToyToolbox.h"
 
 using namespace ky;
 
@@ -125,27 +123,4 @@ TEST(MemoryThreads, TracingMayBeTurnedOnWhileOthersAllocate) {
   done = true;
   other.join();
   EXPECT_FALSE(DebugAllocs());
-}
-
-// A thread that waits for the memory mutex lets others run, one that gets it at once does not.
-TEST(MemoryThreads, WaitsForTheMemoryMutexAreFramed) {
-  static std::atomic<int> about, done;
-  about = done = 0;
-  installBlockingHooks({[] { ++about; }, [] { ++done; }});
-  struct SlowToolbox : test::ToyToolbox {
-    char** newHandle(Long size) override {
-      waiter = std::thread([] { memoryTotals(); });
-      while (about == 0) std::this_thread::yield();
-      return ToyToolbox::newHandle(size);
-    }
-    std::thread waiter;
-  } box;
-  memoryTotals();
-  EXPECT_EQ(about, 0);
-  char** const h = KyNewHandle(10);
-  box.waiter.join();
-  installBlockingHooks({});
-  EXPECT_EQ(about, 1);
-  EXPECT_EQ(done, 1);
-  KyDisposeHandle(h);
 }
