@@ -97,7 +97,7 @@ int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>&
     return kWrongUsage;
   }
 
-  const std::string name = app.get_name();
+  static const std::string name = app.get_name();
   int status = kFailed;
   const auto refusable = [&] {
     try {
@@ -108,8 +108,12 @@ int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>&
     }
     flushOutput();
   };
+  static ky::ProgramVersion version{KY_VERSION_MAJOR, KY_VERSION_MINOR, KY_VERSION_PATCH};
+  version.product = version.internalName = name.c_str();
+  version.fileVersion = KY_VERSION;
   KyHostSettings settings;
   settings.fatalHandler = raiseFatal;
+  settings.version = &version;
   KyStartHost(settings);
   ky::guarded(refusable, [&](XError& caught) {
     std::fflush(stdout);
