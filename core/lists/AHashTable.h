@@ -1,6 +1,6 @@
 // Hash table of fixed-size items, kept by value in one element array.
 //
-//   AHashTable* clips = AHashTable::New(5000, 5000, sizeof(Long), nullptr, nullptr, HTNoDuplicates);
+//   AHashTable* clips = AHashTable::New(10000, 5000, sizeof(Long), nullptr, nullptr, HTNoDuplicates);
 //   clips->AddItem(asKey(id), &id, &hint);
 //   if (clips->LocateItem(asKey(id), &found, nullptr)) ...
 #pragma once
@@ -39,8 +39,9 @@ inline void* asKey(LongPtr number) { return reinterpret_cast<void*>(number); }
 ///
 /// A hint is the index of an element. It stays valid until the item is removed, over every growth.
 ///
-/// The number of chains stays as it was made until GrowBy(): watch LoadFactor(). Elements are added by as many as there
-/// are chains whenever they run out.
+/// The number of chains stays as it was made until GrowBy(): watch LoadFactor(). Two chains per item are quickest, and
+/// still take less memory than a node per item. Elements are added by as many as there are chains whenever they run
+/// out.
 ///
 /// Invariant: every element is either used and on exactly one chain, or on the free list.
 /// Threads:   one user at a time.
