@@ -144,6 +144,7 @@ struct Bytes {
     std::memcpy(*handle.get(), bytes.data(), bytes.size());
     stream.reset(ADynamicMemStream::New(handle.get()));
     if (!bytes.empty()) stream->SetLength(Long(bytes.size()));
+    stream->SetGrowSize(0x10000);
   }
   std::string text() const { return std::string(*handle.get(), std::size_t(stream->GetLogicalEOF())); }
 
