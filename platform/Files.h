@@ -1,27 +1,46 @@
-// Files by descriptor: open, read, write, flush to disk, rename, remove.
+// Files by descriptor: open, read, write, lock, flush to disk, rename, remove.
 #pragma once
 
 #include <cstddef>
+#include <ctime>
 #include <string>
 
 #include "core/base/KyTypes.h"
 
 namespace ky::platform {
 
+enum class Access { read = 1, write = 2, readWrite = 3 };
+
+/// What becomes of a file that is there, or is not.
+enum class Disposition { replace = 2, openExisting = 3, openOrCreate = 4 };
+
+enum class LockKind { shared, exclusive };
+
 /// An open file, closed with its owner. Each operation returns 0 or a number of the file-error table.
+///
+/// Threads:  `readAt`, `writeAt` and `length` any; the rest one at a time.
 class KY_API File {
  public:
   File() = default;
   ~File() { close(); }
-  File(File&& other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
+  File(File&& other) noexcept;
   File& operator=(File&&) = delete;
 
-  int openToRead(const char* path);
+  /// A folder is refused with kAccessDenied.
+  int open(const char* path, Access access, Disposition disposition);
+  int openToRead(const char* path) { return open(path, Access::read, Disposition::openExisting); }
 
   /// Makes a file that must not be there yet, with the access rights of `like` if that file exists.
   int createNew(const char* path, const char* like);
 
+  /// Tells the system that what is read or written will not be wanted again soon.
+  void keepLittleInMemory();
+
   int length(Int64* bytes) const;
+  /// Cuts the file, or makes it longer by zeros.
+  int setLength(Int64 bytes);
+  /// Makes the file longer, with room on the disk for what is to come, if the file system can tell so.
+  int reserve(Int64 bytes);
 
   /// Reads up to `count` bytes from the present place; `*got` is less only at the end of the file.
   int read(void* buffer, std::size_t count, std::size_t* got);
@@ -29,15 +48,40 @@ class KY_API File {
   /// Writes all of `count` bytes at the present place.
   int write(const void* buffer, std::size_t count);
 
+  /// The same at `position`, whatever the present place is, which stays. `*got` also tells what came before an error.
+  int readAt(Int64 position, void* buffer, std::size_t count, std::size_t* got);
+
+  /// Asks the system once to write at `position`; it may take less than `count`.
+  int writeAt(Int64 position, const void* buffer, std::size_t count, std::size_t* taken);
+
+  /// Locks what lies from `begin` on, without waiting; kFileLocked if another open file has a lock that excludes it,
+  /// in this process or another. A file that is open for writing alone can be locked only if it may also be read.
+  int lock(Int64 begin, LockKind kind);
+  int unlock(Int64 begin);
+
+  int creationTime(std::tm* localTime) const;
+  /// Units:    100 ns since 1601.
+  int modificationTime(Int64* time) const;
+
   /// Returns once the contents are on the disk.
   int flushToDisk();
 
   /// Also tells an error of earlier writes that the system kept until now.
   int close();
 
+  /// The number by which the system knows the open file, -1 for none.
+  int number() const { return descriptor_; }
+
  private:
+  int lockDescriptor();
+
   int descriptor_ = -1;
+  int readable_ = -1;  ///< the same file opened again for reading, once a lock asks for it
+  bool writeOnly_ = false;
 };
+
+/// Whether paths of this host are made of drives and backslashes.
+KY_API bool backslashSeparates();
 
 /// Puts the file `from` in the place of `to`, in one step, and flushes the folder. Both lie in one folder.
 KY_API int renameFile(const char* from, const char* to);

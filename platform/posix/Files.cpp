@@ -8,7 +8,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
+#include "platform/Clock.h"
 #include "platform/Errors.h"
 
 namespace ky::platform {
@@ -38,17 +40,24 @@ int flushFolderOf(const std::string& path) {
 
 }  // namespace
 
-int File::openToRead(const char* path) {
+File::File(File&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)),
+      readable_(std::exchange(other.readable_, -1)),
+      writeOnly_(other.writeOnly_) {}
+
+int File::open(const char* path, Access access, Disposition disposition) {
   close();
-  descriptor_ = retried([&] { return ::open(path, O_RDONLY | O_CLOEXEC); });
+  static constexpr int accessFlags[] = {0, O_RDONLY, O_WRONLY, O_RDWR};
+  int flags = accessFlags[static_cast<int>(access)] | O_CLOEXEC;
+  if (disposition != Disposition::openExisting) flags |= O_CREAT;
+  if (disposition == Disposition::replace) flags |= O_TRUNC;
+  descriptor_ = retried([&] { return ::open(path, flags, 0666); });
   if (descriptor_ < 0) return lastError();
+  writeOnly_ = access == Access::write;
   struct stat facts;
-  if (::fstat(descriptor_, &facts) < 0) return lastError();
-  if (S_ISDIR(facts.st_mode)) {
-    close();
-    return fileErrorOf(EISDIR);
-  }
-  return 0;
+  const int failed = ::fstat(descriptor_, &facts) < 0 ? errno : S_ISDIR(facts.st_mode) ? EISDIR : 0;
+  if (failed) close();
+  return failed ? fileErrorOf(failed) : 0;
 }
 
 int File::createNew(const char* path, const char* like) {
@@ -57,6 +66,7 @@ int File::createNew(const char* path, const char* like) {
   const bool known = like != nullptr && ::stat(like, &facts) == 0;
   descriptor_ = retried([&] { return ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
   if (descriptor_ < 0) return lastError();
+  writeOnly_ = true;
   if (known) (void)::fchmod(descriptor_, facts.st_mode & 07777);
   return 0;
 }
@@ -66,6 +76,21 @@ int File::length(Int64* bytes) const {
   if (::fstat(descriptor_, &facts) < 0) return lastError();
   *bytes = facts.st_size;
   return 0;
+}
+
+void File::keepLittleInMemory() { (void)::posix_fadvise(descriptor_, 0, 0, POSIX_FADV_NOREUSE); }
+
+int File::setLength(Int64 bytes) {
+  return retried([&] { return ::ftruncate(descriptor_, bytes); }) < 0 ? lastError() : 0;
+}
+
+int File::reserve(Int64 bytes) {
+  Int64 now = 0;
+  if (const int error = length(&now)) return error;
+  if (bytes <= now) return setLength(bytes);
+  const bool reserved = retried([&] { return ::fallocate(descriptor_, 0, now, bytes - now); }) == 0;
+  if (!reserved && (errno == EOPNOTSUPP || errno == ENOSYS)) return setLength(bytes);
+  return reserved ? 0 : lastError();
 }
 
 int File::read(void* buffer, std::size_t count, std::size_t* got) {
@@ -90,17 +115,92 @@ int File::write(const void* buffer, std::size_t count) {
   return 0;
 }
 
+int File::readAt(Int64 position, void* buffer, std::size_t count, std::size_t* got) {
+  *got = 0;
+  while (*got < count) {
+    char* const to = static_cast<char*>(buffer) + *got;
+    const auto from = static_cast<off_t>(position + static_cast<Int64>(*got));
+    const ssize_t n = retried([&] { return ::pread(descriptor_, to, count - *got, from); });
+    if (n < 0) return lastError();
+    if (n == 0) break;
+    *got += static_cast<std::size_t>(n);
+  }
+  return 0;
+}
+
+int File::writeAt(Int64 position, const void* buffer, std::size_t count, std::size_t* taken) {
+  const ssize_t n = retried([&] { return ::pwrite(descriptor_, buffer, count, position); });
+  *taken = n < 0 ? 0 : static_cast<std::size_t>(n);
+  return n < 0 ? lastError() : 0;
+}
+
+/// A shared lock wants a descriptor that reads. The file is opened again by its descriptor: under its name may stand
+/// another one by now.
+int File::lockDescriptor() {
+  if (!writeOnly_ || readable_ >= 0) return 0;
+  char path[32];
+  std::snprintf(path, sizeof path, "/proc/self/fd/%d", descriptor_);
+  readable_ = retried([&] { return ::open(path, O_RDONLY | O_CLOEXEC); });
+  return readable_ < 0 ? lastError() : 0;
+}
+
+// Locks of the open file and not of the process: those would end as soon as the process closes the file anywhere.
+
+int File::lock(Int64 begin, LockKind kind) {
+  struct flock range = {};
+  range.l_type = kind == LockKind::shared ? F_RDLCK : F_WRLCK;
+  range.l_whence = SEEK_SET;
+  range.l_start = begin;
+  if (kind == LockKind::shared) {
+    if (const int error = lockDescriptor()) return error;
+  }
+  const int descriptor = kind == LockKind::shared && writeOnly_ ? readable_ : descriptor_;
+  if (retried([&] { return ::fcntl(descriptor, F_OFD_SETLK, &range); }) == 0) return 0;
+  return errno == EAGAIN || errno == EACCES ? kFileLocked : lastError();
+}
+
+int File::unlock(Int64 begin) {
+  struct flock range = {};
+  range.l_type = F_UNLCK;
+  range.l_whence = SEEK_SET;
+  range.l_start = begin;
+  int error = 0;
+  for (const int descriptor : {descriptor_, readable_}) {
+    if (descriptor >= 0 && ::fcntl(descriptor, F_OFD_SETLK, &range) < 0) error = lastError();
+  }
+  return descriptor_ < 0 ? fileErrorOf(EBADF) : error;
+}
+
+int File::creationTime(std::tm* localTime) const {
+  struct statx facts;
+  if (::statx(descriptor_, "", AT_EMPTY_PATH, STATX_BTIME | STATX_CTIME, &facts) < 0) return lastError();
+  const bool known = facts.stx_mask & STATX_BTIME;
+  *localTime = platform::localTime(known ? facts.stx_btime.tv_sec : facts.stx_ctime.tv_sec);
+  return 0;
+}
+
+int File::modificationTime(Int64* time) const {
+  struct stat facts;
+  if (::fstat(descriptor_, &facts) < 0) return lastError();
+  constexpr Int64 secondsTo1970 = 11644473600;
+  *time = (facts.st_mtim.tv_sec + secondsTo1970) * 10000000 + facts.st_mtim.tv_nsec / 100;
+  return 0;
+}
+
 int File::flushToDisk() {
   return retried([&] { return ::fsync(descriptor_); }) < 0 ? lastError() : 0;
 }
 
 int File::close() {
+  if (readable_ >= 0) ::close(std::exchange(readable_, -1));
   if (descriptor_ < 0) return 0;
   // Not called again after EINTR: the descriptor is gone by then and may be another thread's.
   const bool failed = ::close(descriptor_) < 0 && errno != EINTR;
   descriptor_ = -1;
   return failed ? lastError() : 0;
 }
+
+bool backslashSeparates() { return false; }
 
 int renameFile(const char* from, const char* to) {
   if (::rename(from, to) < 0) return lastError();
