@@ -25,6 +25,10 @@ struct ClockHooks {
   void (*sleep)(Int64 milliseconds) = nullptr;
 };
 
+/// Tells whether a hook sleeps; waits with a limit then sleep by it and count as late, unless they were served
+/// meanwhile.
+KY_API bool isSleepHooked();
+
 /// Returns:  the hooks that were in force.
 KY_API ClockHooks setClockHooks(const ClockHooks& hooks);
 

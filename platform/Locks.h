@@ -1,7 +1,9 @@
-// The native lock: recursive, timed, and it knows its owner.
+// The native lock, which is recursive and knows its owner; the semaphore; the event; and waits for several of them.
 #pragma once
 
 #include <atomic>
+#include <cstddef>
+#include <span>
 
 #include "core/base/KyTypes.h"
 
@@ -14,32 +16,71 @@ enum class Wait {
   acquired,
   abandoned,  ///< acquired from a thread that ended while it held the lock: what the lock guards may be half done
   timedOut,
+  interrupted,  ///< given up, because the wait's flag was raised
 };
+
+/// A flag that makes a thread give up its waits while it is up.
+using GiveUp = std::atomic<bool>;
 
 /// Number of the calling thread among all threads that ever locked, 0 before its first lock. Numbers are not used
 /// again, so that a lock held by a thread that ended is never taken for one held by a newer thread.
 KY_API extern constinit thread_local ULong tLockOwner __attribute__((tls_model("initial-exec")));
 
-/// A lock that its owner may take again, each time to be matched by an `unlock`.
+struct Waiter;
+
+/// What threads wait for.
 ///
-/// Uncontended it is one compare-and-swap on its own word each way; waiters queue, first come first woken, under a lock
-/// that all of the process's locks share.
+/// While anybody waits for an object, or looks at several at a time, a bit of its word sends all who would change it
+/// through the gate that all the process's waits share; otherwise a take or a release is one compare-and-swap.
 ///
 /// Requires: nobody holds it or waits for it when it is destroyed.
-class KY_API RecursiveLock {
+class KY_API Waitable {
  public:
-  RecursiveLock() = default;
-  RecursiveLock(const RecursiveLock&) = delete;
-  RecursiveLock& operator=(const RecursiveLock&) = delete;
+  Waitable(const Waitable&) = delete;
+  Waitable& operator=(const Waitable&) = delete;
+
+  // What the waits ask of an object, under the gate.
+  virtual bool isReadyFor(const Waiter& waiter) const = 0;
+  virtual Wait take() = 0;
+  void sendToGate() { word.fetch_or(kWaiters, std::memory_order_acquire); }
+  void freeFromGate() { word.fetch_and(~kWaiters, std::memory_order_release); }
+
+ protected:
+  static constexpr ULong kWaiters = 0x80000000;
+
+  constexpr Waitable() = default;
+  ~Waitable() = default;
+
+  std::atomic<ULong> word{0};  ///< the object's own value, and kWaiters
+};
+
+/// Units:    `milliseconds` of waiting at most; 0 does not wait, `kForever` has no limit.
+/// Returns:  in `which` the position of the object that was taken.
+KY_API Wait waitForAny(std::span<Waitable* const> objects, Int64 milliseconds, std::size_t& which,
+                       const GiveUp* giveUp = nullptr);
+/// Takes all in one step, or none.
+///
+/// Requires: no object twice.
+KY_API Wait waitForAll(std::span<Waitable* const> objects, Int64 milliseconds, const GiveUp* giveUp = nullptr);
+
+/// Ends the waits that look at `giveUp`, which the caller has raised.
+KY_API void interruptWaits(const GiveUp& giveUp);
+
+/// A lock that its owner may take again, each time to be matched by an `unlock`. Waiters queue, first come first woken.
+class KY_API RecursiveLock final : public Waitable {
+ public:
+  constexpr RecursiveLock() = default;
 
   void lock() {
-    if (!tryTake()) lockSlow(kForever);
+    if (!tryTake()) lockSlow(kForever, nullptr);
   }
 
-  bool tryLock() { return tryTake() || lockSlow(0) != Wait::timedOut; }
+  bool tryLock() { return tryTake() || lockSlow(0, nullptr) != Wait::timedOut; }
 
   /// Units:    `milliseconds` of waiting at most; 0 does not wait, `kForever` has no limit.
-  Wait lockFor(Int64 milliseconds) { return tryTake() ? Wait::acquired : lockSlow(milliseconds); }
+  Wait lockFor(Int64 milliseconds, const GiveUp* giveUp = nullptr) {
+    return tryTake() ? Wait::acquired : lockSlow(milliseconds, giveUp);
+  }
 
   /// Gives back one level.
   ///
@@ -63,9 +104,10 @@ class KY_API RecursiveLock {
   /// Levels held by the calling thread.
   ULong levelsHeld() const { return isHeldByCaller() ? depth : 0; }
 
- private:
-  static constexpr ULong kWaiters = 0x80000000;
+  bool isReadyFor(const Waiter& waiter) const override;
+  Wait take() override;
 
+ private:
   bool tryTake() {
     const ULong me = tLockOwner;
     ULong held = word.load(std::memory_order_relaxed);
@@ -81,13 +123,49 @@ class KY_API RecursiveLock {
     return true;
   }
 
-  Wait lockSlow(Int64 milliseconds);
-  Wait waitInLine(Int64 milliseconds);
+  Wait lockSlow(Int64 milliseconds, const GiveUp* giveUp);
   void unlockSlow();
   void free();
 
-  std::atomic<ULong> word{0};  ///< the owner's number, 0 when free, and kWaiters
-  ULong depth = 0;             ///< the owner's to touch
+  ULong depth = 0;  ///< the owner's to touch
+};
+
+/// Counts what may be taken.
+class KY_API Semaphore final : public Waitable {
+ public:
+  constexpr Semaphore() = default;
+
+  ULong count() const { return word.load(std::memory_order_relaxed) & ~kWaiters; }
+
+  /// Takes one.
+  ///
+  /// Units:    `milliseconds` of waiting at most; 0 does not wait, `kForever` has no limit.
+  Wait takeFor(Int64 milliseconds, const GiveUp* giveUp = nullptr);
+
+  /// Gives one.
+  ///
+  /// Returns:  false, and nothing changed, if there are `limit` already.
+  bool give(ULong limit);
+
+  bool isReadyFor(const Waiter& waiter) const override;
+  Wait take() override;
+};
+
+/// Lets all who wait pass at once, now or from now on.
+class KY_API Event final : public Waitable {
+ public:
+  constexpr Event() = default;
+
+  /// Units:    `milliseconds` of waiting at most; 0 does not wait, `kForever` has no limit.
+  Wait waitFor(Int64 milliseconds, const GiveUp* giveUp = nullptr);
+
+  /// Lets pass all who wait and all who will.
+  void set();
+  /// Lets pass those who wait now; the event is not set afterwards.
+  void pulse();
+
+  bool isReadyFor(const Waiter& waiter) const override;
+  Wait take() override { return Wait::acquired; }
 };
 
 /// Holds a lock for a scope.

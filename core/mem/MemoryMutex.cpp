@@ -1,5 +1,7 @@
 #include "core/mem/MemoryMutex.h"
 
+#include "core/threads/Blocking.h"
+
 namespace ky {
 
 platform::RecursiveLock& memoryMutex() {
@@ -7,6 +9,9 @@ platform::RecursiveLock& memoryMutex() {
   return mutex;
 }
 
-void MemoryTenure::waitForMemoryMutex() { memoryMutex().lock(); }
+void MemoryTenure::waitForMemoryMutex() {
+  const Blocking blocking;
+  memoryMutex().lock();
+}
 
 }  // namespace ky

@@ -19,6 +19,9 @@ class KY_API Blocking {
   Blocking(const Blocking&) = delete;
   Blocking& operator=(const Blocking&) = delete;
   ~Blocking();
+
+ private:
+  void (*done)() = nullptr;
 };
 
 }  // namespace ky

@@ -41,6 +41,8 @@ std::tm localTime(Int64 seconds) {
   return local;
 }
 
+bool isSleepHooked() { return sSleep.load(std::memory_order_relaxed) != nullptr; }
+
 ClockHooks setClockHooks(const ClockHooks& hooks) {
   return {sMicroseconds.exchange(hooks.microseconds), sSleep.exchange(hooks.sleep)};
 }

@@ -1,0 +1,264 @@
+#include "core/threads/KySynch.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "core/threads/Blocking.h"
+#include "platform/Clock.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+namespace {
+
+using namespace ky;
+using namespace ky::test;
+
+/// What `body` gives on a thread of its own, which has ended by then.
+template <class Body>
+auto elsewhere(Body body) {
+  return std::async(std::launch::async, body).get();
+}
+
+/// Takes the place of sleeping for its life: every wait with a limit calls `onSleep` and is late.
+class HookedSleep {
+ public:
+  explicit HookedSleep(std::function<void()> asleep = [] {}) {
+    slept = 0;
+    onSleep = std::move(asleep);
+    before = platform::setClockHooks({nullptr, [](Int64 milliseconds) {
+                                        slept += milliseconds;
+                                        onSleep();
+                                      }});
+  }
+  ~HookedSleep() { platform::setClockHooks(before); }
+  HookedSleep(const HookedSleep&) = delete;
+  HookedSleep& operator=(const HookedSleep&) = delete;
+
+  static inline std::atomic<Int64> slept{0};
+
+ private:
+  static inline std::function<void()> onSleep;
+  platform::ClockHooks before;
+};
+
+/// Counts how often a wait was framed.
+class CountedBlocking {
+ public:
+  CountedBlocking() {
+    begun = ended = 0;
+    installBlockingHooks({[]() -> Boolean {
+                            ++begun;
+                            return 1;
+                          },
+                          [] { ++ended; }});
+  }
+  ~CountedBlocking() { installBlockingHooks({}); }
+  CountedBlocking(const CountedBlocking&) = delete;
+  CountedBlocking& operator=(const CountedBlocking&) = delete;
+
+  static inline std::atomic<int> begun{0};
+  static inline std::atomic<int> ended{0};
+};
+
+TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
+  const HookedSleep hooked;
+  const CountedBlocking counted;
+  KyMutex mutex;
+  KySema sema(2);
+  sema.Set();
+  EXPECT_EQ(mutex.Lock(kNoLimit), 0);
+  EXPECT_EQ(mutex.Lock(5), 0);
+  EXPECT_EQ(sema.Lock(kNoLimit), 0);
+  EXPECT_EQ(sema.Lock(0), 1);
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 1);
+  EXPECT_EQ(counted.begun, 0);
+
+  EXPECT_EQ(sema.Lock(7), 1);
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(30); }), 1);
+  EXPECT_EQ(counted.begun, 2);
+  EXPECT_EQ(counted.ended, 2);
+  EXPECT_EQ(HookedSleep::slept, 37);
+}
+
+TEST(KySynch, AWaitIsServedThoughItsTimePassed) {
+  KySema sema(1);
+  const HookedSleep hooked([&] { sema.Increment(); });
+  EXPECT_EQ(sema.Lock(1), 0);
+  EXPECT_FALSE(sema.IsSet());
+}
+
+TEST(KyMutex, LocksAsOftenAsItIsUnlocked) {
+  KyMutex mutex;
+  mutex.Lock(kNoLimit);
+  mutex.Lock(kNoLimit);
+  mutex.Unlock();
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 1);
+  mutex.Unlock();
+  const XError error = errorRaisedBy([&] { mutex.Unlock("here", 12); });
+  EXPECT_STREQ(error.GetCode(), "KyMutex::Unlock cannot release mutex");
+  EXPECT_EQ(parm(error, "err"), "288");
+  EXPECT_EQ(parm(error, "fname"), "here");
+  EXPECT_EQ(parm(error, "fline"), "12");
+}
+
+TEST(KyMutex, OneLeftByAThreadThatEndedCountsAsAcquired) {
+  KyMutex mutex;
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(kNoLimit); }), 0);
+  EXPECT_EQ(mutex.Lock(0), 0);
+  mutex.Unlock();
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 0);
+}
+
+TEST(KyMutex, TracesWhileToldTo) {
+  const DebugOutput out;
+  KyMutex mutex(true, "gate");
+  mutex.Lock(0, "file", 3);
+  mutex.Unlock("elsewhere", 4);
+  mutex.SetTrace(false);
+  mutex.Lock(0);
+  const std::string text = out.text();
+  EXPECT_NE(text.find("KyMutex: constructed gate"), std::string::npos);
+  EXPECT_NE(text.find("KyMutex: Locked gate, status = 0, locker=file, line=3"), std::string::npos);
+  EXPECT_NE(text.find("KyMutex: Unlocked gate, err = 0, unlocker=elsewhere, line=4"), std::string::npos);
+  EXPECT_EQ(text.rfind("Locked"), text.find("Locked"));
+}
+
+TEST(KyMutexTenure, HoldsForItsScopeOrRaises) {
+  KyMutex mutex;
+  {
+    const KyMutexTenure hold(mutex);
+    EXPECT_EQ(elsewhere([&] { return codeRaisedBy([&] { KyMutexTenure late(mutex, 0); }); }),
+              "KyMutexTenure: could NOT LOCK mutex.");
+  }
+  EXPECT_EQ(elsewhere([&] { return codeRaisedBy([&] { KyMutexTenure free(mutex, 0); }); }), "");
+}
+
+TEST(KyMutexCells, AnswerByNumbers) {
+  void* cell = nullptr;
+  ASSERT_EQ(KyMutex_init(&cell), 0);
+  EXPECT_EQ(KyMutex_stat(&cell), 0);
+  EXPECT_EQ(KyMutex_acquire(&cell), 0);
+  EXPECT_EQ(elsewhere([&] { return KyMutex_acquire(&cell); }), -1);
+  EXPECT_EQ(elsewhere([&] { return KyMutex_stat(&cell); }), 1);
+  EXPECT_EQ(elsewhere([&] { return KyMutex_wait(&cell, 1); }), 1);
+  EXPECT_NE(elsewhere([&] { return KyMutex_release(&cell); }), 0);
+  EXPECT_EQ(KyMutex_release(&cell), 0);
+  EXPECT_EQ(elsewhere([&] { return KyMutex_spin_lock(&cell); }), 0);
+  EXPECT_EQ(KyMutex_stat(&cell), 0);
+  EXPECT_EQ(elsewhere([&] { return KyMutex_stat(&cell); }), 0);
+  EXPECT_EQ(KyMutex_destroy(&cell), 0);
+  EXPECT_EQ(KyMutex_acquire(&cell), -1);
+}
+
+TEST(KySema, CountsFromNoneToItsLimit) {
+  KySema sema(2);
+  EXPECT_FALSE(sema.IsSet());
+  sema.Set();
+  sema.Set();
+  EXPECT_EQ(sema.Decrement(0), 0);
+  EXPECT_FALSE(sema.IsSet());
+  sema.Increment();
+  sema.Increment();
+  EXPECT_EQ(codeRaisedBy([&] { sema.Increment(); }), "KySema::Unlock: could not increment semaphore.");
+  sema.Reset();
+  EXPECT_EQ(sema.Lock(0), 1);
+}
+
+TEST(KySema, GivesEachOfItsItemsToOneWaiter) {
+  constexpr int kTakers = 4;
+  constexpr int kItems = 2000;
+  KySema sema(3);
+  std::atomic<int> taken{0};
+  {
+    std::vector<std::jthread> takers;
+    for (int i = 0; i < kTakers; ++i) {
+      takers.emplace_back([&] {
+        for (int item = 0; item < kItems / kTakers; ++item) taken += sema.Lock(kNoLimit) == 0;
+      });
+    }
+    for (int given = 0; given < kItems;) given += codeRaisedBy([&] { sema.Unlock(); }).empty();
+  }
+  EXPECT_EQ(taken, kItems);
+  EXPECT_FALSE(sema.IsSet());
+}
+
+TEST(KyWaitMultiple, TakesTheFirstThatIsThereOrAll) {
+  KySema a(2);
+  KySema b(2);
+  KyMutex mutex;
+  KySynch* all[] = {&a, &b, &mutex};
+  Long index = -1;
+  b.Set();
+  EXPECT_EQ(KyWaitMultiple(2, all, false, &index, kNoLimit), 0);
+  EXPECT_EQ(index, 1);
+  EXPECT_EQ(KyWaitMultiple(2, all, false, &index, 0), 1);
+  EXPECT_EQ(index, 1);
+
+  b.Set();
+  EXPECT_EQ(KyWaitMultiple(3, all, true, nullptr, 0), 1);
+  EXPECT_TRUE(b.IsSet());
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 0);
+  a.Set();
+  EXPECT_EQ(KyWaitMultiple(3, all, true, nullptr, 0), 0);
+  EXPECT_FALSE(a.IsSet() || b.IsSet());
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 1);
+  mutex.Unlock();
+}
+
+TEST(KyWaitMultiple, RefusesTooManyAndTheSameTwice) {
+  KySema sema(1);
+  sema.Set();
+  std::array<KySynch*, 65> many;
+  many.fill(&sema);
+  EXPECT_EQ(checkFailedBy([&] { KyWaitMultiple(65, many.data(), false, nullptr, 0); }),
+            "nCount <= MAXIMUM_WAIT_OBJECTS");
+  EXPECT_EQ(KyWaitForBoth(&sema, &sema, 0), -1);
+  Long index = -1;
+  EXPECT_EQ(KyWaitMultiple(64, many.data(), false, &index, 0), 0);
+  EXPECT_EQ(index, 0);
+}
+
+TEST(KyWaitForEither, TellsWhichOrNull) {
+  KySema a(1);
+  KyMutex b;
+  KySynch* which = &a;
+  EXPECT_EQ(elsewhere([&] { return b.Lock(kNoLimit); }), 0);
+  EXPECT_EQ(KyWaitForEither(&a, &b, &which, 0), 0);
+  EXPECT_EQ(which, &b);
+  EXPECT_EQ(elsewhere([&] { return KyWaitForEither(&a, &b, &which, 0); }), 1);
+  EXPECT_EQ(which, nullptr);
+  a.Set();
+  EXPECT_EQ(elsewhere([&] { return KyWaitForEither(&a, &b, nullptr, kNoLimit); }), 0);
+  b.Unlock();
+}
+
+// Philosophers: neighbours share a fork, one eats with both, and the middle one needs all.
+TEST(KyWaitMultiple, NeverHoldsAPartWhileItWaitsForTheRest) {
+  constexpr int kMeals = 400;
+  std::array<KyMutex, 3> forks;
+  std::array<int, 3> worn = {};
+  std::vector<std::jthread> guests;
+  const auto dine = [&](std::vector<std::size_t> needs) {
+    for (int meal = 0; meal < kMeals; ++meal) {
+      std::vector<KySynch*> wanted;
+      for (const std::size_t fork : needs) wanted.push_back(&forks[fork]);
+      ASSERT_EQ(KyWaitMultiple(static_cast<ULong>(wanted.size()), wanted.data(), true, nullptr, kNoLimit), 0);
+      for (const std::size_t fork : needs) ++worn[fork];
+      for (const std::size_t fork : needs) forks[fork].Unlock();
+    }
+  };
+  guests.emplace_back(dine, std::vector<std::size_t>{0, 1});
+  guests.emplace_back(dine, std::vector<std::size_t>{2, 1});
+  guests.emplace_back(dine, std::vector<std::size_t>{2, 0, 1});
+  guests.emplace_back(dine, std::vector<std::size_t>{0});
+  guests.clear();
+  EXPECT_EQ(worn, (std::array<int, 3>{3 * kMeals, 3 * kMeals, 2 * kMeals}));
+}
+
+}  // namespace
