@@ -13,6 +13,7 @@
 #include "core/mem/Owned.h"
 #include "core/os/HostStart.h"
 #include "core/utils/ABlockMemStream.h"
+#include "core/utils/ASectionStream.h"
 #include "core/utils/MemStreams.h"
 
 #ifdef HAS_QT
@@ -96,6 +97,12 @@ BENCHMARK(longWrite)->DenseRange(0, 3);
 
 void longWriteBlocks(State& state) { writeLongs(state, Owned<AStream>(ABlockMemStream::New(0x800, 0x14)).get()); }
 BENCHMARK(longWriteBlocks)->DenseRange(0, 1);
+
+void longWriteSection(State& state) {
+  const Owned<AStream> whole = memory();
+  writeLongs(state, Owned<AStream>(ASectionStream::New(0, nullptr, nullptr, whole.get(), 0, 0, 0)).get());
+}
+BENCHMARK(longWriteSection)->DenseRange(0, 1);
 
 void longCount(State& state) { writeLongs(state, Owned<AStream>(AStream::New()).get()); }
 BENCHMARK(longCount)->DenseRange(0, 1);
