@@ -83,19 +83,21 @@ TEST_P(StreamModel, HoldsForRandomOperations) {
     for (int step = 0; step < 2000; ++step) {
       switch (below(9)) {
         case 0:
-        case 1: {
-          Bytes bytes(std::size_t(below(30) ? below(20) : below(600)));
-          for (auto& byte : bytes) byte = std::uint8_t(random());
-          const std::string code = codeRaisedBy([&] { stream->Write(bytes.data(), Long(bytes.size())); });
-          ASSERT_EQ(code, model.write(bytes) ? "" : "STRM_EOF");
-          break;
-        }
+        case 1:
         case 2:
         case 3: {
-          const auto value = Long(random());
-          Bytes bytes(4);
-          std::memcpy(bytes.data(), &value, 4);
-          const std::string code = codeRaisedBy([&] { stream->WriteLong("v", value); });
+          const bool typed = below(2);
+          Bytes bytes(std::size_t(typed ? 4 : below(30) ? below(20) : below(600)));
+          for (auto& byte : bytes) byte = std::uint8_t(random());
+          const std::string code = codeRaisedBy([&] {
+            if (typed) {
+              Long value;
+              std::memcpy(&value, bytes.data(), 4);
+              stream->WriteLong("v", value);
+            } else {
+              stream->Write(bytes.data(), Long(bytes.size()));
+            }
+          });
           ASSERT_EQ(code, model.write(bytes) ? "" : "STRM_EOF");
           break;
         }
