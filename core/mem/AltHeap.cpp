@@ -39,8 +39,10 @@ void AltTables::dispose() {
 
 void AltHeap::start(const AltTables& tables) { tables_ = tables; }
 
+AltMaster* AltHeap::masterOf(AltLink link) const { return tables_.slots[link >> kPlaceBits]; }
+
 AltFreeBlock* AltHeap::blockAt(AltLink link) const {
-  return blockIn(*tables_.slots[link >> kPlaceBits], static_cast<Long>(link & kPlaceMask) * 4);
+  return blockIn(*masterOf(link), static_cast<Long>(link & kPlaceMask) * 4);
 }
 
 // Whether it may be followed, if a client wrote into a free block.
@@ -62,17 +64,21 @@ void* AltHeap::take(Long size) {
   if (counts_.deadMasters > 0) moveDeadHead(entry);
 
   AltFreeBlock* block = nullptr;
-  if (entry.head) {
-    block = blockAt(entry.head);
+  AltMaster* master = nullptr;
+  if (const AltLink link = entry.head) {
+    master = masterOf(link);
+    block = blockAt(link);
     entry.head = block->next;
     if (!entry.head) entry.tail = 0;
     --entry.free;
     block->header.size = static_cast<std::uint16_t>(size);
+    __builtin_prefetch(blockAt(entry.head), 1);  // freed long ago, so it is far away by the time it is wanted
   } else {
-    block = carve(size, altPitch(real));
-    if (!block) return nullptr;
+    master = masterWith(altPitch(real));
+    if (!master) return nullptr;
+    block = carve(*master, size, altPitch(real));
   }
-  ++tables_.slots[block->header.master]->used;
+  ++master->used;
   ++entry.used;
   counts_.freeBytes -= real;
   ++counts_.numBlocks;
@@ -107,9 +113,9 @@ void AltHeap::countLarge(Long real) {
 void AltHeap::moveDeadHead(AltEntry& entry) {
   while (entry.head) {
     const AltLink link = entry.head;
-    AltFreeBlock* const block = blockAt(link);
-    if (!isDead(*tables_.slots[block->header.master])) [[likely]]
+    if (!isDead(*masterOf(link))) [[likely]]
       return;
+    AltFreeBlock* const block = blockAt(link);
     entry.head = block->next;
     if (!entry.head) entry.tail = 0;
     --entry.free;
@@ -121,14 +127,12 @@ void AltHeap::moveDeadHead(AltEntry& entry) {
   }
 }
 
-AltFreeBlock* AltHeap::carve(Long size, Long pitch) {
-  AltMaster* const master = masterWith(pitch);
-  if (!master) return nullptr;
-  AltFreeBlock* const block = blockIn(*master, master->next);
-  block->header = {static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(master->slot)};
-  ++master->carved;
-  master->next += pitch;
-  master->left -= pitch;
+AltFreeBlock* AltHeap::carve(AltMaster& master, Long size, Long pitch) {
+  AltFreeBlock* const block = blockIn(master, master.next);
+  block->header = {static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(master.slot)};
+  ++master.carved;
+  master.next += pitch;
+  master.left -= pitch;
   return block;
 }
 

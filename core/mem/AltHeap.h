@@ -131,13 +131,14 @@ class AltHeap {
 
  private:
   bool isDead(const AltMaster& master) const { return master.used == 0 && &master != current_; }
+  AltMaster* masterOf(AltLink link) const;
   AltFreeBlock* blockAt(AltLink link) const;
   bool leadsToBlock(AltLink link) const;
   static AltLink linkTo(const AltMaster& master, const AltFreeBlock* block);
 
   void setCurrent(AltMaster* master);
   void moveDeadHead(AltEntry& entry);
-  AltFreeBlock* carve(Long size, Long pitch);
+  static AltFreeBlock* carve(AltMaster& master, Long size, Long pitch);
   AltMaster* chooseMaster();
   AltMaster* makeMaster(Long slot);
   void dropMaster(AltMaster& master);
