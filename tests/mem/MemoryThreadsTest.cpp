@@ -14,6 +14,8 @@
 #include "core/mem/KyHandles.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/MemoryTracer.h"
+#include "core/threads/Blocking.h"
+#include "tests/mem/ToyToolbox.h"
 
 using namespace ky;
 
@@ -123,4 +125,27 @@ TEST(MemoryThreads, TracingMayBeTurnedOnWhileOthersAllocate) {
   done = true;
   other.join();
   EXPECT_FALSE(DebugAllocs());
+}
+
+// A thread that waits for the memory mutex lets others run, one that gets it at once does not.
+TEST(MemoryThreads, WaitsForTheMemoryMutexAreFramed) {
+  static std::atomic<int> about, done;
+  about = done = 0;
+  installBlockingHooks({[]() -> Boolean { return ++about != 0; }, [] { ++done; }});
+  struct SlowToolbox : test::ToyToolbox {
+    char** newHandle(Long size) override {
+      waiter = std::thread([] { memoryTotals(); });
+      while (about == 0) std::this_thread::yield();
+      return ToyToolbox::newHandle(size);
+    }
+    std::thread waiter;
+  } box;
+  memoryTotals();
+  EXPECT_EQ(about, 0);
+  char** const h = KyNewHandle(10);
+  box.waiter.join();
+  installBlockingHooks({});
+  EXPECT_EQ(about, 1);
+  EXPECT_EQ(done, 1);
+  KyDisposeHandle(h);
 }
