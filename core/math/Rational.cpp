@@ -12,7 +12,7 @@ namespace {
 
 constexpr Int64 kMost = 0x3FFFFFFF;
 
-[[noreturn]] void raiseOverflow() {
+[[noreturn, gnu::noinline]] void raiseOverflow() {
   const XError error("RATIONAL_OVERFLOW", 0);
   +error;
   __builtin_unreachable();
@@ -79,7 +79,7 @@ bool sameFields(const Rational& a, const Rational& b) { return a.GetNum() == b.G
 
 /// Tries again with reduced operands before it gives up.
 template <class Operation>
-Parts retried(Operation operation, Rational a, Rational b) {
+[[gnu::noinline]] Parts retried(Operation operation, Rational a, Rational b) {
   Parts result;
   for (;;) {
     const Rational oldA = a, oldB = b;
