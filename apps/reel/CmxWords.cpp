@@ -9,6 +9,18 @@ namespace {
 
 char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
+/// V and A, each with up to two digits, in a row.
+bool isTrackSet(std::string_view part) {
+  if (part.empty()) return false;
+  while (!part.empty()) {
+    if (part[0] != 'V' && part[0] != 'A') return false;
+    const std::size_t next = std::min(part.find_first_not_of("0123456789", 1), part.size());
+    if (next > 3) return false;
+    part.remove_prefix(next);
+  }
+  return true;
+}
+
 }  // namespace
 
 bool isDigits(std::string_view text) {
@@ -84,10 +96,7 @@ bool isTrack(std::string_view track) {
   for (;;) {
     const std::size_t slash = std::min(track.find('/'), track.size());
     const std::string part = uppered(track.substr(0, slash));
-    const std::string_view digits = std::string_view(part).substr(part.empty() ? 0 : 1);
-    const bool numbered = !part.empty() && (part[0] == 'V' || part[0] == 'A') &&
-                          (digits.empty() || (isDigits(digits) && digits.size() <= 2));
-    if (!numbered && part != "AA" && part != "B" && part != "NONE") return false;
+    if (part != "B" && part != "NONE" && !isTrackSet(part)) return false;
     if (slash == track.size()) return true;
     track.remove_prefix(slash + 1);
   }

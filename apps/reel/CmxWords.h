@@ -36,7 +36,7 @@ bool isEventLine(const std::vector<std::string_view>& words);
 /// The rate that a line names, with or without an asterisk; 0 if it is another line or another rate.
 unsigned short rateInLine(std::string_view line);
 
-/// V, A, A2, AA, B, NONE, and several of them with slashes between.
+/// V, A, A2, AA, VA1A2, B, NONE, and several of them with slashes between.
 bool isTrack(std::string_view track);
 
 bool isWipe(std::string_view kind);

@@ -87,6 +87,10 @@ std::string durationText(Long frames, const EdlText& list) {
   return timecodeText(TCCreateDur(frames, &desc));
 }
 
+std::string countText(const EdlText& list) {
+  return std::to_string(list.events.size()) + (list.events.size() == 1 ? " event line" : " event lines");
+}
+
 /// Columns as wide as their widest entry, two blanks between.
 class Table {
  public:
@@ -138,7 +142,7 @@ void importEdl(const std::string& edl, const std::string& document, const Import
   if (options.title) list.title = edlLine(std::string_view(*options.title).substr(0, kLongestTitle));
   const ky::Owned<EditList> stored(EditList::New(list));
   support::replaceFile(document, toDocument(stored.get()));
-  std::printf("%s: %zu events, %s at %d frames per second%s\n", document.c_str(), list.events.size(),
+  std::printf("%s: %s, %s at %d frames per second%s\n", document.c_str(), countText(list).c_str(),
               durationText(listDuration(list), list).c_str(), list.fps, list.drop ? ", drop-frame" : "");
 }
 
@@ -148,7 +152,7 @@ void exportEdl(const std::string& document, const std::string& edl) {
   refuseSameFile(document, edl);
   const EdlText list = loadDocument(document);
   support::replaceFile(edl, bytesOf(writeEdl(list)));
-  std::printf("%s: %zu events\n", edl.c_str(), list.events.size());
+  std::printf("%s: %s\n", edl.c_str(), countText(list).c_str());
 }
 
 std::string listAsTable(const EdlText& list) {
@@ -163,8 +167,8 @@ std::string listAsTable(const EdlText& list) {
                std::to_string(eventDuration(event)), clipText(event)});
   }
   const Long total = listDuration(list);
-  return head + table.text() + "\n" + std::to_string(list.events.size()) + " event lines, " + std::to_string(total) +
-         " frames, " + durationText(total, list) + " in all\n";
+  return head + table.text() + "\n" + countText(list) + ", " + std::to_string(total) + " frames, " +
+         durationText(total, list) + " in all\n";
 }
 
 std::string listAsJson(const EdlText& list) {

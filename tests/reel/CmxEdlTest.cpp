@@ -67,6 +67,7 @@ TEST(CmxEdl, EventLinesInTheWildAreRead) {
       {"  010 MYREEL01 B C", "010", "MYREEL01", "B", "C", 0},
       {"010 0017 A2/V C", "010", "0017", "A2/V", "C", 0},
       {"010 AX AA K 012", "010", "AX", "AA", "K", 12},
+      {"010 AX va1A12/B C", "010", "AX", "va1A12/B", "C", 0},
       {"010 AX V K B", "010", "AX", "V", "KB", 0},
       {"010 AX V KO 008", "010", "AX", "V", "KO", 8},
       {"010 AX V K O 8", "010", "AX", "V", "KO", 8},

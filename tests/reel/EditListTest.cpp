@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <random>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "apps/reel/ReelCommands.h"
 #include "core/objsys/AObjDoc.h"
@@ -92,6 +97,26 @@ TEST_F(EditListTest, CopiesStandAlone) {
   EXPECT_EQ(event->toText().reel, text.events[0].reel);
   EXPECT_EQ(event->list(), nullptr);
   EXPECT_EQ(event->next(), nullptr);
+}
+
+/// The bytes of the rows "offset  bytes ; what" of a page, which follow each other.
+std::vector<std::uint8_t> bytesOfPage(const std::string& name) {
+  std::vector<std::uint8_t> bytes;
+  std::ifstream page(std::filesystem::path(KY_TEST_DATA).parent_path().parent_path() / "docs/formats" / name);
+  for (std::string line; std::getline(page, line);) {
+    if (line.find(';') < 6 || line.find("  ") != 4) continue;
+    std::istringstream row(line.substr(6, line.find(';') - 6));
+    for (unsigned byte; row >> std::hex >> byte;) bytes.push_back(static_cast<std::uint8_t>(byte));
+  }
+  return bytes;
+}
+
+TEST_F(EditListTest, DocumentsAreLaidOutAsTheirPageSays) {
+  constexpr std::size_t kHeader = 0x77;
+  auto document = documentOf(
+      readEdl("TITLE: CUT\n001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n* FROM CLIP NAME: a\n", {}, {}));
+  document.erase(document.begin(), document.begin() + kHeader);
+  EXPECT_EQ(document, bytesOfPage("edit-list.md"));
 }
 
 TEST_F(EditListTest, DocumentsOfSomethingElseAreRefused) {

@@ -78,7 +78,7 @@ TEST_F(ReelProgram, ListsTheFieldsOfAnEvent) {
                      "M2 BX -12.5 00:00:10:00\n* TO CLIP NAME: b\n* LOC: x\nGPI\n");
   const Ran imported = run("import a.edl a.kyb --title 'Other  title'");
   EXPECT_EQ(imported.status, 0);
-  EXPECT_EQ(imported.out, "a.kyb: 2 events, 00:00:04:00 at 24 frames per second\n");
+  EXPECT_EQ(imported.out, "a.kyb: 2 event lines, 00:00:04:00 at 24 frames per second\n");
   EXPECT_EQ(imported.err, "reel: a.edl:7: not an edit list line, kept as a comment: GPI\n");
   const std::string json = run("list a.kyb --json").out;
   for (const char* part :
