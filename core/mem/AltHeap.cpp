@@ -69,10 +69,13 @@ void* AltHeap::take(Long size) {
     master = masterOf(link);
     block = blockAt(link);
     entry.head = block->next;
-    if (!entry.head) entry.tail = 0;
+    if (entry.head) {
+      __builtin_prefetch(blockAt(entry.head), 1);  // freed long ago, so it is far away by the time it is wanted
+    } else {
+      entry.tail = 0;
+    }
     --entry.free;
     block->header.size = static_cast<std::uint16_t>(size);
-    __builtin_prefetch(blockAt(entry.head), 1);  // freed long ago, so it is far away by the time it is wanted
   } else {
     master = masterWith(altPitch(real));
     if (!master) return nullptr;
