@@ -17,12 +17,13 @@ int main(int argc, char** argv) {
   app.name("reel");
   app.set_version_flag("--version", support::versionText("reel"));
   app.require_subcommand(1);
-  support::showExamplesFirst(app,
-                             "reel import examples/feature-reel.edl cut.kyb    save an edit list as a document\n"
-                             "reel import tv.edl cut.kyb --fps 25              a list counted at 25 frames per second\n"
-                             "reel list cut.kyb                                show its events\n"
-                             "reel list cut.kyb --json                         the same for programs\n"
-                             "reel export cut.kyb back.edl                     write an edit list again");
+  support::showExamplesFirst(
+      app,
+      "reel import examples/feature-reel.edl cut.kyb       save an edit list as a document\n"
+      "reel import examples/advert-25.edl ad.kyb --fps 25  a list counted at 25 frames per second\n"
+      "reel list cut.kyb                                   show its events\n"
+      "reel list cut.kyb --json                            the same for programs\n"
+      "reel export cut.kyb back.edl                        write an edit list again");
 
   std::string in, out;
   reel::ImportOptions options;

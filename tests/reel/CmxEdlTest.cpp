@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -285,6 +288,20 @@ TEST(CmxEdl, WrittenListsReadBackTheSame) {
     EXPECT_TRUE(told.kept.empty());
     ASSERT_EQ(described(told.list), described(list)) << text;
   }
+}
+
+TEST(CmxEdl, TheExamplesReadBackTheSame) {
+  int lists = 0;
+  const auto root = std::filesystem::path(KY_TEST_DATA).parent_path().parent_path();
+  for (const auto& entry : std::filesystem::directory_iterator(root / "examples")) {
+    if (entry.path().extension() != ".edl") continue;
+    ++lists;
+    std::ostringstream text;
+    text << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+    const EdlText list = read(text.str(), entry.path().stem() == "advert-25" ? 25 : 0).list;
+    EXPECT_EQ(described(read(writeEdl(list)).list), described(list)) << entry.path();
+  }
+  EXPECT_GE(lists, 2);
 }
 
 TEST(CmxEdl, WritingKeepsTheColumnsOfTheFormat) {
