@@ -1,0 +1,137 @@
+// Queues between threads: one that grows, and a ring that does what its maker chose when it is full.
+//
+//   WrapQueue frames(30, kOverwriteOldest);
+//   frames.Enqueue(new Frame(...));             // here
+//   QueueItem* item = nullptr;
+//   if (frames.WaitDequeue(&item, 40) == 0) ... // there
+#pragma once
+
+#include <atomic>
+
+#include "core/base/AObject.h"
+#include "core/threads/KySynch.h"
+
+/// Base of what travels in a queue.
+class KY_API QueueItem : public AObject {
+ public:
+  const char* ClassName() override;
+  Boolean IsInstanceOf(const char* name) override;
+};
+
+namespace ky {
+
+/// Pointers in a ring of cells. No lock.
+class ItemRing {
+ public:
+  explicit ItemRing(Long cells);
+  ItemRing(const ItemRing&) = delete;
+  ItemRing& operator=(const ItemRing&) = delete;
+  /// Disposes what is left.
+  ~ItemRing();
+
+  bool isFull() const { return count == cells; }
+  /// Requires: room.
+  void append(QueueItem* item);
+  /// Returns:  null from an empty ring.
+  QueueItem* takeOldest();
+  /// Raises:   MEM_OUT_OF_MEMORY, with the ring as it was.
+  void grow();
+
+ private:
+  QueueItem** ring = nullptr;
+  Long cells = 0;
+  Long first = 0;
+  Long count = 0;
+};
+
+}  // namespace ky
+
+/// Items leave in the order in which they came.
+///
+/// Owns:     the items in it, which it disposes at its end.
+/// Threads:  any number may put and take.
+class KY_API KyQueue {
+ public:
+  /// Units:    `capacity` is the most items that it can ever hold.
+  explicit KyQueue(ULong capacity);
+  KyQueue(const KyQueue&) = delete;
+  KyQueue& operator=(const KyQueue&) = delete;
+  /// Requires: nobody uses the queue any more.
+  virtual ~KyQueue() = default;
+
+  /// Owns:     `item`; one that finds no place is disposed.
+  /// Raises:   MEM_OUT_OF_MEMORY, with `item` still the caller's.
+  void Enqueue(QueueItem* item);
+  /// Does not wait.
+  ///
+  /// Returns:  the oldest item, now the caller's, or null.
+  QueueItem* Dequeue();
+  /// May be out of date by the time it is read.
+  Boolean HasData() const { return iItems.IsSet(); }
+  /// Takes the oldest item, as soon as there is one.
+  ///
+  /// Units:    0 does not wait, 0xFFFFFFFF has no limit.
+  /// Returns:  0 with `*item`; 1 for timed out and -1 for aborted, both with null. An abort comes before an item.
+  Long WaitDequeue(QueueItem** item, ULong milliseconds);
+
+  /// Each count of `abort` ends one wait, of those who take and of those who wait for room; what waits already does
+  /// not see it. Null takes it away.
+  ///
+  /// Borrows:  `abort`, while it is set.
+  void SetAbortSema(KySema* abort) { iAbort = abort; }
+
+ protected:
+  // Slots in order: DoEnqueue, DoDequeue. Each takes `iMutex` as it needs.
+
+  /// Returns:  the item that was left without a place: null, `item` itself or an older one.
+  virtual QueueItem* DoEnqueue(QueueItem* item) = 0;
+  /// Called only when there is an item.
+  virtual QueueItem* DoDequeue() = 0;
+
+  /// Takes one of `sema`.
+  ///
+  /// Returns:  0, 1 for timed out, -1 for aborted.
+  Long WaitOrAbort(KySema& sema, ULong milliseconds);
+
+  KyMutex iMutex;
+
+ private:
+  KySema iItems;
+  std::atomic<KySema*> iAbort{nullptr};
+};
+
+/// Grows as needed.
+class KY_API DynamicQueue : public KyQueue {
+ public:
+  DynamicQueue();
+
+ protected:
+  QueueItem* DoEnqueue(QueueItem* item) override;
+  QueueItem* DoDequeue() override;
+
+ private:
+  ky::ItemRing iRing;
+};
+
+/// What a full ring does with one item more.
+enum CollisionAction {
+  kRejectNew = 0,
+  kOverwriteOldest = 1,
+  kWaitForRoom = 2,  ///< without limit; an abort rejects the item
+};
+
+/// Holds `size` items at most.
+class KY_API WrapQueue : public KyQueue {
+ public:
+  /// Requires: "size > 0".
+  WrapQueue(Long size, CollisionAction action);
+
+ protected:
+  QueueItem* DoEnqueue(QueueItem* item) override;
+  QueueItem* DoDequeue() override;
+
+ private:
+  CollisionAction iAction = kRejectNew;
+  ky::ItemRing iRing;
+  KySema iRoom;  ///< counts free cells, for those who wait for one
+};
