@@ -25,7 +25,7 @@
 #include "core/utils/AUndoable.h"
 #include "core/utils/MemStreams.h"
 
-#if defined(HAS_QT)
+#if defined(KY_HAS_QT6CORE)
 #include <QByteArray>
 #include <QDataStream>
 #include <QIODevice>
@@ -157,7 +157,7 @@ struct PlainClip {
   Long index = 0;
 };
 
-#if defined(HAS_QT)
+#if defined(KY_HAS_QT6CORE)
 /// Numbers the graph breadth-first by a mark in the object, and writes each pointer as its number.
 struct QtDataStream {
   using Clip = PlainClip;
@@ -281,10 +281,9 @@ double cpuSeconds() {
 }
 
 void report(benchmark::State& state, std::size_t bytes) {
-  state.SetBytesProcessed(state.iterations() * Int64(bytes));
-  state.counters["ns/clip"] = benchmark::Counter(double(state.iterations()) * double(count) * 1e-9,
-                                                 benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
-  state.counters["B/clip"] = double(bytes) / double(count);
+  state.counters["each_clip"] = benchmark::Counter(double(state.iterations()) * double(count),
+                                                   benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  if (bytes) state.counters["bytes_per_clip"] = double(bytes) / double(count);
 }
 
 template <class Peer>
@@ -377,7 +376,7 @@ int main(int argc, char** argv) {
   if (argc == 6 && std::strcmp(argv[1], "--once") == 0) {
     count = std::strtoul(argv[5], nullptr, 10);
     if (ranOnce<ObjectDocument>("KyCore", argv)) return 0;
-#if defined(HAS_QT)
+#if defined(KY_HAS_QT6CORE)
     if (ranOnce<QtDataStream>("QDataStream", argv)) return 0;
 #endif
 #if defined(HAS_BOOST)
@@ -390,7 +389,7 @@ int main(int argc, char** argv) {
   mallopt(M_MMAP_THRESHOLD, 1 << 30);
   mallopt(M_TOP_PAD, 64 << 20);
   enrol<ObjectDocument>("KyCore");
-#if defined(HAS_QT)
+#if defined(KY_HAS_QT6CORE)
   enrol<QtDataStream>("QDataStream");
 #endif
 #if defined(HAS_BOOST)
