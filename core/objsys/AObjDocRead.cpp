@@ -199,7 +199,7 @@ APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
     return nullptr;
   }
   const Boolean owned = doc->ioDesc ? doc->ioDesc->TakeOwnedPtr() : 0;
-  const ULong number = doc->readNumber(stream, label);
+  const ULong number = doc->idSize == 4 ? stream->ReadULong(label) : doc->readNumber(stream, label);
   if (number == 0) return nullptr;
   if (number > ULong(doc->numObjects)) raiseBadStreamData("Object ID out-of-bounds");
   if (!check(doc->objList != nullptr, "The domain's object list was NULL")) return nullptr;
@@ -217,10 +217,9 @@ APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
   return object;
 }
 
+/// The short numbers of version 1.
 ULong AObjDoc::readNumber(AStream* stream, const char* label) {
   switch (idSize) {
-    case 4:
-      return stream->ReadULong(label);
     case 2:
       return stream->ReadUShort(label);
     case 1:

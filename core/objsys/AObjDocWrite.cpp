@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <span>
 #include <utility>
 
 #include "core/error/Assert.h"
@@ -37,6 +36,16 @@ struct Found {
   Long length;
 };
 
+/// Objects lie anywhere in memory; asking for one some turns ahead hides most of the way to it.
+void prefetch(const APortable* object) {
+  const char* const at = reinterpret_cast<const char*>(object);
+  __builtin_prefetch(at);
+  __builtin_prefetch(at + 64);
+}
+
+/// The objects found, each once. A pointer met waits its turn while its object is on the way from memory; whether the
+/// object is new is settled in the order of meeting.
+///
 /// Grows as a document does, so that the count of moves stays small for millions of objects.
 class FoundList : public AArray {
  public:
@@ -49,18 +58,38 @@ class FoundList : public AArray {
   }
   void MoreSlots() override { Resize(slots + std::max({Long{blockSize}, slots / 4, Long{1}})); }
 
+  void meet(APortable* object) {
+    prefetch(object);
+    if (last - first == kWaiting) settleOne();
+    waiting[last++ % kWaiting] = object;
+  }
+  /// Returns:  whether there is an object of that number.
+  bool reaches(Long number) {
+    while (numItems < number && first != last) settleOne();
+    return numItems >= number;
+  }
+  Found* found() const { return reinterpret_cast<Found*>(*hItems); }
+
  private:
+  static constexpr ULong kWaiting = 16;
+
   FoundList() = default;
   ~FoundList() override = default;
+
+  void settleOne() {
+    APortable& object = *waiting[first++ % kWaiting];
+    if (WalkMarks::wasVisited(object)) return;
+    WalkMarks::markVisited(object);
+    WalkMarks::setNumber(object, numItems + 1);
+    appendElement(this, Found{&object, 0});
+  }
+
+  APortable* waiting[kWaiting] = {};
+  ULong first = 0;  // of those waiting
+  ULong last = 0;   // behind them
 };
 
-/// Objects lie anywhere in memory; asking for one a few turns ahead hides most of the way to it.
-void prefetchObject(std::span<const Found> list, std::ptrdiff_t index) {
-  if (index < 0 || std::size_t(index) >= list.size()) return;
-  const char* const object = reinterpret_cast<const char*>(list[std::size_t(index)].object);
-  __builtin_prefetch(object);
-  __builtin_prefetch(object + 64);
-}
+FoundList& found(AArray* list) { return *static_cast<FoundList*>(list); }
 
 void requirePortable(APortable* object) { check(object->IsInstanceOf("APortable"), "Garbage pointer"); }
 
@@ -116,10 +145,11 @@ void AObjDoc::SpeedyCopyIn(APortable* root) {
   walkForWrite(root, [&] {
     preflight(root);
     startContent(WriteCB);
-    const auto list = elements<const Found>(preflightList);
-    for (std::ptrdiff_t i = numObjects; i-- > 0;) {
-      prefetchObject(list, i - 8);
-      WriteObject(stream, list[std::size_t(i)].object, list[std::size_t(i)].length);
+    constexpr Long kAhead = 8;
+    const Found* const list = found(preflightList).found();
+    for (Long i = numObjects; i-- > 0;) {
+      if (i >= kAhead) prefetch(list[i - kAhead].object);
+      WriteObject(stream, list[i].object, list[i].length);
     }
   });
 }
@@ -135,11 +165,11 @@ void AObjDoc::preflight(APortable* root) {
   countStream->SetUseTags(1);
 
   // Each Put names the objects it points at, so the list grows ahead of the loop, breadth-first from the root.
-  for (numObjects = 0; numObjects < preflightList->GetNumItems();) {
-    ++numObjects;
-    prefetchObject(elements<const Found>(preflightList), numObjects + 3);
-    const Long length = PrefltObject(countStream, elements<Found>(preflightList)[std::size_t(numObjects - 1)].object);
-    elements<Found>(preflightList)[std::size_t(numObjects - 1)].length = length;
+  FoundList& list = found(preflightList);
+  for (numObjects = 0; list.reaches(numObjects + 1);) {
+    const Long at = numObjects++;
+    const Long length = PrefltObject(countStream, list.found()[at].object);
+    list.found()[at].length = length;
   }
   std::exchange(countStream, nullptr)->Dispose();
   lastNumObjects = numObjects;
@@ -147,24 +177,18 @@ void AObjDoc::preflight(APortable* root) {
 
 void AObjDoc::PrefltCB(void* domain, AStream* stream, const char* label, APortable* object) {
   stream->WriteLong(label, 0);
-  if (!object || object->WasVisited()) return;
-  object->MarkVisited();
-  AArray* const list = static_cast<AObjDoc*>(domain)->preflightList;
-  object->SetDomainData(list->GetNumItems() + 1);
-  appendElement(list, Found{object, 0});
+  if (object) found(static_cast<AObjDoc*>(domain)->preflightList).meet(object);
 }
 
 Long AObjDoc::PrefltObject(AStream* theStream, APortable* object) {
-  preflightProgress.tick("Recursing on %ld objects...", numObjects, preflightList ? preflightList->GetNumItems() : 0);
-  theStream->WriteChar4("ClassID", 0);
-  theStream->WriteLong("Length", 0);
+  preflightProgress.tick("Recursing on %ld objects...", numObjects, numObjects);
   const Long start = theStream->GetPosition();
   object->PutObjectToStream(theStream, ioDesc);
   return theStream->GetPosition() - start;
 }
 
 void AObjDoc::WriteObject(AStream* strm, APortable* object, Long length) {
-  writeProgress.tick("Writing %ld objects...", numObjects - object->GetDomainData() + 1, numObjects);
+  writeProgress.tick("Writing %ld objects...", numObjects - WalkMarks::number(*object) + 1, numObjects);
   strm->WriteChar4("ClassID", Char4(GetWriteClassID(object)));
   strm->WriteLong("Length", length);
   const Long start = strm->GetPosition();
@@ -175,7 +199,7 @@ void AObjDoc::WriteObject(AStream* strm, APortable* object, Long length) {
 /// Found first is numbered last: the root, number 1 of the walk, is the last record.
 void AObjDoc::WriteCB(void* domain, AStream* stream, const char* label, APortable* object) {
   const auto* const doc = static_cast<AObjDoc*>(domain);
-  stream->WriteULong(label, object ? ULong(doc->numObjects - object->GetDomainData() + 1) : 0);
+  stream->WriteULong(label, object ? ULong(doc->numObjects - WalkMarks::number(*object) + 1) : 0);
 }
 
 void AObjDoc::startContent(AStream::PtrWriteFunc writePtr) {
@@ -258,28 +282,28 @@ void AObjDoc::SpaceyCopyIn(APortable* root) {
 void AObjDoc::AltIDAssignCB(void* domain, AStream* stream, const char*, APortable* object) {
   if (!object) return;
   requirePortable(object);
-  if (object->WasVisited()) return;
+  if (WalkMarks::wasVisited(*object)) return;
   const Level level;
   auto* const doc = static_cast<AObjDoc*>(domain);
   assignProgress.tick("Recursing on %ld objects...", doc->numObjects, doc->numObjects);
-  object->MarkVisited();
+  WalkMarks::markVisited(*object);
   object->PutObjectToStream(stream, doc->ioDesc);
-  object->SetDomainData(++doc->numObjects);
+  WalkMarks::setNumber(*object, ++doc->numObjects);
 }
 
 void AObjDoc::AltCountingCB(void*, AStream* stream, const char* label, APortable*) { stream->WriteULong(label, 0); }
 
 void AObjDoc::AltWriteCB(void*, AStream* stream, const char* label, APortable* object) {
-  stream->WriteULong(label, object ? ULong(object->GetDomainData()) : 0);
+  stream->WriteULong(label, object ? ULong(WalkMarks::number(*object)) : 0);
 }
 
 /// Drives the write: the targets of an object go out ahead of it.
 void AObjDoc::AltCtlCB(void* domain, AStream* driver, const char*, APortable* object) {
-  if (!object || object->WasVisited()) return;
+  if (!object || WalkMarks::wasVisited(*object)) return;
   const Level level;
   auto* const doc = static_cast<AObjDoc*>(domain);
-  driveProgress.tick("Writing %ld objects...", object->GetDomainData(), doc->numObjects);
-  object->MarkVisited();
+  driveProgress.tick("Writing %ld objects...", WalkMarks::number(*object), doc->numObjects);
+  WalkMarks::markVisited(*object);
   object->PutObjectToStream(driver, doc->ioDesc);
   doc->writeMeasured(object);
 }

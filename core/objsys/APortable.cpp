@@ -71,7 +71,6 @@ void APortable::IncrementGlobalVisitID() { ++globalVisitID; }
 
 void APortable::BecomeLike(APortable* other) { HandleBecomeLike(this, other); }
 
-void APortable::Put(AStream*, AIODesc*) {}
 void APortable::Get(AStream*, AIODesc*) { IObject(); }
 
 void APortable::PutObjectToStream(AStream* stream, AIODesc* desc) {

@@ -10,6 +10,10 @@ class IAAFObject;
 class omf2Domain;
 class omf2OOBJ;
 
+namespace ky {
+struct WalkMarks;
+}
+
 /// Gives an object a class identity, three version numbers and the pair `Put` and `Get`; see PortableClass.h for the
 /// lines that a class of its own writes.
 ///
@@ -34,7 +38,9 @@ class KY_API APortable : public AObject {
   /// Names the attributes that minor versions added, or "NO_EXTENSIONS".
   virtual const char* GetExtensionDescription() const;
 
-  /// Whatever the domain at work wants to keep on the object, in practice its number; the next walk overwrites it.
+  // What a walk keeps on the object. The library's own walks go to the fields without these calls.
+
+  /// Whatever the domain at work wants to remember, in practice the object's number; the next walk overwrites it.
   virtual Long GetDomainData();
   virtual void SetDomainData(Long data);
   /// The object counts as visited until the next `IncrementGlobalVisitID`.
@@ -44,7 +50,7 @@ class KY_API APortable : public AObject {
   /// wholesale.
   virtual void BecomeLike(APortable* other);
   /// Writes the fields of this class, those of its base first; the base writes none.
-  virtual void Put(AStream* stream, AIODesc* desc);
+  virtual void Put([[maybe_unused]] AStream* stream, [[maybe_unused]] AIODesc* desc) {}
   /// Reads what `Put` wrote; the base resets the object by `IObject`.
   virtual void Get(AStream* stream, AIODesc* desc);
   /// `Put` and the end mark.
@@ -71,6 +77,8 @@ class KY_API APortable : public AObject {
   void WriteClassMark(AStream* stream) const;
   char ReadClassMark(AStream* stream) const;
   char CheckClassMark(AStream* stream) const;
+
+  friend struct ky::WalkMarks;
 
   static Long globalVisitID;
 

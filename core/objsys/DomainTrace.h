@@ -32,11 +32,15 @@ void showProgress(const char* format, Long current, Long total);
 class ProgressCounter {
  public:
   void tick(const char* format, Long current, Long total) {
-    if (++calls_ % 20 == 0) showProgress(format, current, total);
+    if (--left_ > 0) [[likely]]
+      return;
+    left_ = kEvery;
+    showProgress(format, current, total);
   }
 
  private:
-  ULong calls_ = 0;
+  static constexpr int kEvery = 20;
+  int left_ = kEvery;
 };
 
 }  // namespace ky

@@ -1,7 +1,8 @@
-// One walk over a graph of objects at a time.
+// One walk over a graph of objects at a time, and what it keeps on the objects.
 #pragma once
 
 #include "core/error/Assert.h"
+#include "core/objsys/APortable.h"
 
 namespace ky {
 
@@ -22,6 +23,14 @@ class WalkGuard {
   static bool walking;
 
   bool mine_;
+};
+
+/// A walk asks each pointer of a graph for these, so they are not asked through the object's table.
+struct WalkMarks {
+  static bool wasVisited(const APortable& object) { return object.visitID == APortable::globalVisitID; }
+  static void markVisited(APortable& object) { object.visitID = APortable::globalVisitID; }
+  static Long number(const APortable& object) { return object.domainData; }
+  static void setNumber(APortable& object, Long number) { object.domainData = number; }
 };
 
 }  // namespace ky

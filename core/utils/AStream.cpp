@@ -16,8 +16,8 @@ namespace {
 
 constexpr Int64 lastPosition = std::numeric_limits<Long>::max();
 
-/// Counts through a window over a scratch block that is used over and over, so that counting a value costs what writing
-/// it would.
+/// Counts single values as they come, and the rest through a window over a scratch block that is used over and over.
+/// The window is shut where a trace or a client's core function wants to see the values.
 class CountingStream final : public AStream {
  public:
   void ICountingStream() {
@@ -25,7 +25,62 @@ class CountingStream final : public AStream {
     installCore(countRead, countWrite);
   }
 
+  void WriteBytes(const char* label, const void* bytes, Long length) override {
+    if (length < 0 || !counted(lengthOfTagged() + length)) AStream::WriteBytes(label, bytes, length);
+  }
+  void WriteBoolean(const char* label, Boolean value) override {
+    if (!counted(sizeof value)) AStream::WriteBoolean(label, value);
+  }
+  void WriteChar(const char* label, char value) override {
+    if (!counted(sizeof value)) AStream::WriteChar(label, value);
+  }
+  void WriteUChar(const char* label, unsigned char value) override {
+    if (!counted(sizeof value)) AStream::WriteUChar(label, value);
+  }
+  void WriteShort(const char* label, short value) override {
+    if (!counted(sizeof value)) AStream::WriteShort(label, value);
+  }
+  void WriteUShort(const char* label, unsigned short value) override {
+    if (!counted(sizeof value)) AStream::WriteUShort(label, value);
+  }
+  void WriteLong(const char* label, Long value) override {
+    if (!counted(sizeof value)) AStream::WriteLong(label, value);
+  }
+  void WriteFloat(const char* label, float value) override {
+    if (!counted(sizeof value)) AStream::WriteFloat(label, value);
+  }
+  void WriteDouble(const char* label, double value) override {
+    if (!counted(sizeof value)) AStream::WriteDouble(label, value);
+  }
+  void WriteULong(const char* label, ULong value) override {
+    if (!counted(sizeof value)) AStream::WriteULong(label, value);
+  }
+  void WriteInt64(const char* label, Int64 value) override {
+    if (!counted(sizeof value)) AStream::WriteInt64(label, value);
+  }
+  void WriteUInt64(const char* label, UInt64 value) override {
+    if (!counted(sizeof value)) AStream::WriteUInt64(label, value);
+  }
+  void WriteChar4(const char* label, Char4 value) override {
+    if (!counted(sizeof value)) AStream::WriteChar4(label, value);
+  }
+  void WriteString(const char* label, const char* string) override {
+    const auto length = static_cast<short>(string ? std::strlen(string) : 0);
+    if (!counted(static_cast<Int64>(sizeof length) + std::max<short>(length, 0))) AStream::WriteString(label, string);
+  }
+
  private:
+  /// Steps over a value of so many bytes and its tag.
+  ///
+  /// Returns:  false, with nothing counted, while the value has to be seen.
+  bool counted(Int64 bytes) {
+    if (!StreamWire::isOpenForWriting(*this)) [[unlikely]]
+      return false;
+    StreamWire::stepOverValue(*this, bytes);
+    return true;
+  }
+  Int64 lengthOfTagged() const { return StreamWire::isTagged(*this) ? Int64{sizeof(Long)} : 0; }
+
   static void countRead(void* stream, void*, Long length) { from(stream)->count(length); }
   static void countWrite(void* stream, void*, Long length) { from(stream)->count(length); }
   static CountingStream* from(void* stream) { return static_cast<CountingStream*>(static_cast<AStream*>(stream)); }

@@ -155,6 +155,12 @@ struct StreamWire {
     s.tagLength = tagged && s.useTags;
     s.TestAndSetInlineAllowed();
   }
+
+  /// For a stream that keeps no bytes: moves past a value, and its tag in a tagged section, wherever the window lies.
+  static void stepOverValue(AStream& s, Int64 bytes) { s.position += bytes + s.tagLength; }
+  static bool isOpenForWriting(const AStream& s) { return s.writeLimit != s.window; }
+  static bool isTagged(const AStream& s) { return s.tagLength != 0; }
+
   static Long stringInWindow(const AStream& s, char*& text);
   static short getStringLength(AStream& s);
   static Long lengthToSkip(AStream& s, char tag);
