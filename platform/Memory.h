@@ -21,6 +21,9 @@ void returnPages(void* pages, std::size_t bytes) noexcept;
 /// Returns:  null if there are none, with the run as it was.
 void* resizePages(void* pages, std::size_t bytes, std::size_t newBytes) noexcept;
 
+/// Lets the system take these pages if it runs short of memory, whatever is in them, until they are written again.
+void lendPages(void* pages, std::size_t bytes) noexcept;
+
 /// Asks for large pages behind `pages`: dearer by the piece, cheaper by the byte, so for what will be filled.
 void preferLargePages(void* pages, std::size_t bytes) noexcept;
 

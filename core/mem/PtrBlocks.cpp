@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/error/XError.h"
+#include "core/mem/KeptPages.h"
 #include "core/mem/KyMemory.h"
 #include "platform/Memory.h"
 
@@ -62,9 +63,22 @@ std::size_t bytesWithHeader(Long size) { return static_cast<std::size_t>(size) +
 std::size_t pageFor(Long size) { return size < kLeastInLargePages ? kPage : kLargePage; }
 std::size_t pagesFor(Long size) { return (bytesWithHeader(size) + pageFor(size) - 1) & ~(pageFor(size) - 1); }
 
-void* inLargePages(void* pages, Long size) noexcept {
-  if (pages && size >= kLeastInLargePages) platform::preferLargePages(pages, pagesFor(size));
-  return pages;
+/// How much larger than a block the run may be that it gets: room to grow in small steps without being moved.
+constexpr std::size_t kMostSlack = 4;
+
+PageRun runOf(PtrHeader* header) noexcept { return {header, std::size_t{header->pages} * kPage}; }
+
+PageRun keptRunFor(Long size) noexcept { return takeKeptPages(pagesFor(size), pagesFor(size) * kMostSlack); }
+
+/// Notes in a block's header how many pages it has.
+///
+/// Returns:  the header, null for no run.
+PtrHeader* headed(PageRun run, Long size) noexcept {
+  if (!run.start) return nullptr;
+  if (size >= kLeastInLargePages) platform::preferLargePages(run.start, run.bytes);
+  auto* const header = static_cast<PtrHeader*>(run.start);
+  header->pages = static_cast<ULong>(run.bytes / kPage);
+  return header;
 }
 
 }  // namespace
@@ -72,12 +86,14 @@ void* inLargePages(void* pages, Long size) noexcept {
 void* takeLargePtr(Long size) noexcept {
   if (size < 0) return nullptr;
   if (!isPagedPtr(size)) return std::malloc(bytesWithHeader(size));
-  return inLargePages(platform::takePages(pagesFor(size), pageFor(size)), size);
+  PageRun run = keptRunFor(size);
+  if (!run.start) run = {platform::takePages(pagesFor(size), pageFor(size)), pagesFor(size)};
+  return headed(run, size);
 }
 
 void giveLargePtr(PtrHeader* header) noexcept {
   if (isPagedPtr(header->size)) {
-    platform::returnPages(header, pagesFor(header->size));
+    keepPages(runOf(header));
   } else {
     std::free(header);
   }
@@ -93,15 +109,27 @@ void count(Int64 bytes, Int64 blocks) noexcept {
   }
 }
 
+/// Gives a paged block at least the pages that `size` needs, and not far more.
+///
+/// Returns:  the header where it lies now, null if there are none.
+PtrHeader* fitPages(PtrHeader* header, Long size) noexcept {
+  const PageRun run = runOf(header);
+  const std::size_t needed = pagesFor(size);
+  if (needed <= run.bytes && run.bytes <= needed * kMostSlack) return header;
+  if (needed > run.bytes) {
+    if (const PageRun kept = keptRunFor(size); kept.start) {
+      std::memcpy(kept.start, header, bytesWithHeader(header->size));
+      keepPages(run);
+      return headed(kept, size);
+    }
+  }
+  return headed({platform::resizePages(header, run.bytes, needed), needed}, size);
+}
+
 void* resizeLarge(void* p, Long size) {
   PtrHeader* const header = ptrHeader(p);
   const Int64 growth = Int64{size} - header->size;
-  void* raw = header;
-  if (!isPagedPtr(size)) {
-    raw = std::realloc(header, bytesWithHeader(size));
-  } else if (pagesFor(size) != pagesFor(header->size)) {
-    raw = inLargePages(platform::resizePages(header, pagesFor(header->size), pagesFor(size)), size);
-  }
+  void* const raw = isPagedPtr(size) ? fitPages(header, size) : std::realloc(header, bytesWithHeader(size));
   if (!raw) raiseOutOfMemory();
   auto* const moved = static_cast<PtrHeader*>(raw);
   moved->size = size;

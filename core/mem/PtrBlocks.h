@@ -11,13 +11,14 @@ namespace ky {
 
 /// Stands ahead of the caller's bytes and keeps them aligned for any type.
 struct alignas(16) PtrHeader {
-  ULong unused[3];
+  ULong unused[2];
+  ULong pages;  ///< of a block with pages of its own: how many of 4 KB it has
   Long size;
 };
 static_assert(sizeof(PtrHeader) == 16);
 
-/// Blocks of this size and more have pages of their own: they grow without being copied, are given back at once, and
-/// large ones are cheaper to touch for the first time.
+/// Blocks of this size and more have pages of their own: they grow without being copied, and large ones are cheaper to
+/// touch for the first time.
 inline constexpr Long kLeastPagedPtr = kSmallBlocksInUse ? 0x100000 : 0x7FFFFFFF;
 
 inline constexpr std::size_t kLargestSmallPtr = kSmallBlocksInUse ? kLargestSmallBlock - sizeof(PtrHeader) : 0;

@@ -65,6 +65,14 @@ void* resizePages(void* pages, std::size_t bytes, std::size_t newBytes) noexcept
   return moved;
 }
 
+void lendPages(void* pages, std::size_t bytes) noexcept {
+#if defined(MADV_FREE)
+  madvise(pages, bytes, MADV_FREE);
+#else
+  static_cast<void>(pages), static_cast<void>(bytes);
+#endif
+}
+
 void preferLargePages(void* pages, std::size_t bytes) noexcept {
 #if defined(MADV_HUGEPAGE)
   madvise(pages, bytes, MADV_HUGEPAGE);

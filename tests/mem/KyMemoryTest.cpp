@@ -190,3 +190,51 @@ TEST(KyMemory, EndedAndStartedAgainItHasOneDumpSection) {
   EXPECT_EQ(sections.text().find("Memory", first + 1), std::string::npos);
   EXPECT_EQ(codeRaisedBy([] { KyDisposePtr(KyNewPtr(1)); }), "");
 }
+
+TEST(KyMemory, LargeBlocksKeepTheirBytesWhileOthersComeAndGo) {
+  struct Block {
+    void* p = nullptr;
+    Long size = 0;
+    unsigned char mark = 0;
+  };
+  std::mt19937 random(11);
+  const auto size = [&] { return Long(0x80000 + random() % 0x1400000); };
+  // Every page holds the block's mark: at its first and last byte, and at each four kilobytes between.
+  const auto stamp = [](Block& block, Long from) {
+    auto* bytes = static_cast<unsigned char*>(block.p);
+    for (Long i = from; i < block.size; i += 0x1000) bytes[i] = block.mark;
+    bytes[block.size - 1] = block.mark;
+  };
+  const auto holds = [](const Block& block, Long until) {
+    const auto* bytes = static_cast<unsigned char*>(block.p);
+    for (Long i = 0; i < until; i += 0x1000) {
+      if (bytes[i] != block.mark) return false;
+    }
+    return true;
+  };
+  const Int64 before = ky::memoryTotals().totalPtr;
+  Block blocks[5];
+  for (int step = 0; step < 150; ++step) {
+    SCOPED_TRACE(step);
+    Block& block = blocks[random() % 5];
+    const Long old = block.size;
+    if (!block.p || random() % 4 == 0) {
+      if (block.p) KyDisposePtr(block.p);
+      block = {nullptr, size(), static_cast<unsigned char>(step + 1)};
+      block.p = KyNewPtr(block.size);
+      stamp(block, 0);
+    } else {
+      block.size = size();
+      KyReallocPtr(&block.p, block.size);
+      ASSERT_TRUE(holds(block, std::min(old, block.size)));
+      stamp(block, 0);
+    }
+    ASSERT_EQ(KyGetPtrSize(block.p), block.size);
+  }
+  for (Block& block : blocks) {
+    if (!block.p) continue;
+    EXPECT_TRUE(holds(block, block.size));
+    KyDisposePtr(block.p);
+  }
+  EXPECT_EQ(ky::memoryTotals().totalPtr, before);
+}
