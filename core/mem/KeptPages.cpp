@@ -52,13 +52,7 @@ void keepPages(PageRun run) noexcept {
 PageRun takeKeptPages(std::size_t bytes, std::size_t limit) noexcept {
   const SpinTenure held(lock);
   const int index = smallestFor(bytes);
-  if (index < 0) return {};
-  PageRun& run = runs[index];
-  if (run.bytes <= limit) return removeRun(index);
-  const PageRun front{run.start, limit};
-  run = {static_cast<char*>(run.start) + limit, run.bytes - limit};
-  keptBytes -= limit;
-  return front;
+  return index < 0 || runs[index].bytes > limit ? PageRun{} : removeRun(index);
 }
 
 }  // namespace ky

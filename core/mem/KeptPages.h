@@ -14,8 +14,8 @@ struct PageRun {
 /// if it runs short of memory.
 void keepPages(PageRun run) noexcept;
 
-/// Returns:  a run of at least `bytes` and at most `limit` bytes with anything in it, or none. Its owner may give it to
-///           platform::returnPages() or back to keepPages().
+/// Returns:  a run of at least `bytes` and at most `limit` bytes with anything in it, or none: the smallest there is.
+///           What its owner does not write stays the system's to take. It goes to platform::returnPages() or back here.
 PageRun takeKeptPages(std::size_t bytes, std::size_t limit) noexcept;
 
 }  // namespace ky

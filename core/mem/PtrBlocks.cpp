@@ -63,8 +63,12 @@ std::size_t bytesWithHeader(Long size) { return static_cast<std::size_t>(size) +
 std::size_t pageFor(Long size) { return size < kLeastInLargePages ? kPage : kLargePage; }
 std::size_t pagesFor(Long size) { return (bytesWithHeader(size) + pageFor(size) - 1) & ~(pageFor(size) - 1); }
 
-/// How much larger than a block the run may be that it gets: room to grow in small steps without being moved.
-constexpr std::size_t kMostSlack = 4;
+/// How much larger than a block a kept run may be that it gets: room to grow in small steps without being moved. What
+/// it does not touch is no burden.
+constexpr std::size_t kMostSlack = 64;
+
+/// A block that shrinks below this share of its pages gives the others back.
+constexpr std::size_t kLeastShare = 4;
 
 PageRun runOf(PtrHeader* header) noexcept { return {header, std::size_t{header->pages} * kPage}; }
 
@@ -115,7 +119,8 @@ void count(Int64 bytes, Int64 blocks) noexcept {
 PtrHeader* fitPages(PtrHeader* header, Long size) noexcept {
   const PageRun run = runOf(header);
   const std::size_t needed = pagesFor(size);
-  if (needed <= run.bytes && run.bytes <= needed * kMostSlack) return header;
+  const bool grows = size > header->size;
+  if (needed <= run.bytes && (grows || run.bytes <= needed * kLeastShare)) return header;
   if (needed > run.bytes) {
     if (const PageRun kept = keptRunFor(size); kept.start) {
       std::memcpy(kept.start, header, bytesWithHeader(header->size));
