@@ -125,14 +125,13 @@ struct ObjectDocument {
     OwnedHandle handle;
     std::size_t size = 0;
   };
-  static Saved save(std::vector<Clip*>& ring) {
-    Saved saved{OwnedHandle(KyNewHandle(0))};
+  static void save(std::vector<Clip*>& ring, Saved& saved) {
+    if (!saved.handle) saved.handle.reset(KyNewHandle(0));
     Owned<ADynamicMemStream> stream(ADynamicMemStream::New(saved.handle.get()));
     stream->SetGrowSize(0x40000);
     Owned<AObjDoc> doc(AObjDoc::New(stream.get(), 0, Long(MakeChar4("RING"))));
     doc->CopyIn(ring[0]);
     saved.size = std::size_t(stream->GetLogicalEOF());
-    return saved;
   }
   static Clip* load(const Saved& saved) {
     Owned<AMemStream> stream(AMemStream::New(saved.handle.get(), Long(saved.size)));
@@ -177,9 +176,8 @@ struct QtDataStream {
     }
     return all;
   }
-  static Saved save(std::vector<Clip*>& ring) {
+  static void save(std::vector<Clip*>& ring, Saved& saved) {
     const std::vector<Clip*> all = numbered(ring[0]);
-    Saved saved;
     QDataStream out(&saved.bytes, QIODevice::WriteOnly);
     out.setByteOrder(QDataStream::LittleEndian);
     out << quint32(all.size());
@@ -191,7 +189,6 @@ struct QtDataStream {
     }
     for (Clip* clip : all) clip->index = 0;
     saved.size = std::size_t(saved.bytes.size());
-    return saved;
   }
   static Clip* load(const Saved& saved) {
     QDataStream in(saved.bytes);
@@ -231,7 +228,7 @@ struct BoostArchive {
     std::string bytes;
     std::size_t size = 0;
   };
-  static Saved save(std::vector<Clip*>& ring) {
+  static void save(std::vector<Clip*>& ring, Saved& saved) {
     std::ostringstream bytes;
     boost::archive::binary_oarchive out(bytes, boost::archive::no_header);
     const auto& clips = ring;
@@ -241,9 +238,8 @@ struct BoostArchive {
       const auto* prev = static_cast<const Clip*>(clip->prev);
       out << next << prev;
     }
-    Saved saved{bytes.str()};
+    saved.bytes = std::move(bytes).str();
     saved.size = saved.bytes.size();
-    return saved;
   }
   static Clip* load(const Saved& saved) {
     std::istringstream bytes(saved.bytes);
@@ -289,16 +285,18 @@ void report(benchmark::State& state, std::size_t bytes) {
 template <class Peer>
 void save(benchmark::State& state, bool shuffled) {
   auto ring = build<typename Peer::Clip>(shuffled);
-  std::size_t bytes = Peer::save(ring).size;
-  for (auto _ : state) benchmark::DoNotOptimize(Peer::save(ring));
-  report(state, bytes);
+  typename Peer::Saved saved;
+  Peer::save(ring, saved);
+  for (auto _ : state) Peer::save(ring, saved);
+  report(state, saved.size);
   endRing(ring[0]);
 }
 
 template <class Peer>
 void load(benchmark::State& state) {
   auto ring = build<typename Peer::Clip>(false);
-  const auto saved = Peer::save(ring);
+  typename Peer::Saved saved;
+  Peer::save(ring, saved);
   endRing(ring[0]);
   endRing(Peer::load(saved));
   for (auto _ : state) {
@@ -314,12 +312,10 @@ void load(benchmark::State& state) {
 template <class Peer>
 double once(bool saving, bool shuffled) {
   auto ring = build<typename Peer::Clip>(shuffled);
-  if (saving) {
-    const double start = cpuSeconds();
-    const auto saved = Peer::save(ring);
-    return cpuSeconds() - start;
-  }
-  const auto saved = Peer::save(ring);
+  typename Peer::Saved saved;
+  const double begin = cpuSeconds();
+  Peer::save(ring, saved);
+  if (saving) return cpuSeconds() - begin;
   // The ring stays, so that the loaded clips find no memory that was used before.
   malloc_trim(0);
   const double start = cpuSeconds();

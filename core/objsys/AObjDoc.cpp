@@ -111,5 +111,7 @@ void AObjDoc::SetStream(AStream* theStream, Boolean theDeleteDev) {
   ADomain::SetStream(theStream, theDeleteDev);
 }
 
-void AObjDoc::WriteClassCB(void*, AStream* stream, Long, char version) { stream->WriteChar("version", version); }
-char AObjDoc::ReadClassCB(void*, AStream* stream, Long) { return stream->ReadChar("version"); }
+void AObjDoc::WriteClassCB(void* domain, AStream* stream, Long pcid, char version) {
+  writeVersionByte(domain, stream, pcid, version);
+}
+char AObjDoc::ReadClassCB(void* domain, AStream* stream, Long pcid) { return readVersionByte(domain, stream, pcid); }

@@ -33,6 +33,14 @@ enum : char {
 
 bool dropsUnknowns = false;
 
+/// Memory that was used before is handed out in any order; asking for an object some turns ahead hides the way to it.
+constexpr Long kAhead = 6;
+void prefetchForFilling(const APortable* object) {
+  const char* const at = reinterpret_cast<const char*>(object);
+  __builtin_prefetch(at, 1);
+  __builtin_prefetch(at + 64, 1);
+}
+
 /// Keeps a growing stream from growing while a damaged document asks it to skip ahead.
 class BoundedStream {
  public:
@@ -92,7 +100,7 @@ APortable* AObjDoc::CopyOut() {
 APortable* AObjDoc::readObjects() {
   const Long length = stream->GetLength();
   stream->SetSeqBuf(std::min(length, Long{0x80000}), Long(std::min(Int64{length} * 300 / 100, Int64{0x7FFFFFFF})));
-  stream->SetClassFuncR(ReadClassCB, this);
+  stream->SetClassFuncR(readVersionByte, this);
   stream->SetPtrFuncR(ReadCB, this);
   setDataTrace(stream);
 
@@ -155,7 +163,10 @@ void AObjDoc::createAndLoad() {
 
   if (tracesDomains()) dprintf("  Loading %ld objects (%s)\n", long(numObjects), TimeOfDay().text);
   stream->SetPosition(start);
-  for (Long number = 1; number <= numObjects; ++number) LoadObject(stream, number);
+  for (Long number = 1; number <= numObjects; ++number) {
+    if (number <= numObjects - kAhead) prefetchForFilling(objects()[number - 1 + kAhead]);
+    LoadObject(stream, number);
+  }
 }
 
 void AObjDoc::growLists(Long number) {

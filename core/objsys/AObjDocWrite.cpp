@@ -159,7 +159,7 @@ void AObjDoc::preflight(APortable* root) {
   preflightList = FoundList::New(Long(std::max(Int64{lastNumObjects} * 125 / 100, Int64{kLeastSlots})));
   countStream = AStream::New();
   countStream->SetPtrFuncW(PrefltCB, this);
-  countStream->SetClassFuncW(WriteClassCB, this);
+  countStream->SetClassFuncW(writeVersionByte, this);
   countStream->WriteObjPtr(nullptr, root);
   countStream->SetPosition(0);
   countStream->SetUseTags(1);
@@ -205,7 +205,7 @@ void AObjDoc::WriteCB(void* domain, AStream* stream, const char* label, APortabl
 void AObjDoc::startContent(AStream::PtrWriteFunc writePtr) {
   stream->SetSeqBuf(0x40000, 0x80000);
   stream->SetPtrFuncW(writePtr, this);
-  stream->SetClassFuncW(WriteClassCB, this);
+  stream->SetClassFuncW(writeVersionByte, this);
   stream->SetUseTags(1);
   // A write that failed inside an object's tagged section, whose place this one takes, has left it open.
   StreamWire::setTagged(*stream, false);
@@ -255,7 +255,7 @@ void AObjDoc::SpaceyCopyIn(APortable* root) {
     AStream* const counting = AStream::New();
     counting->SetUseTags(1);
     counting->SetPtrFuncW(writePtr, this);
-    counting->SetClassFuncW(WriteClassCB, this);
+    counting->SetClassFuncW(writeVersionByte, this);
     return counting;
   };
   const auto walk = [&] {

@@ -13,6 +13,11 @@ struct StreamWire;
 /// Returns:  how many bytes `stream` can still deliver from where it stands, 0 if none. A count or length that was read
 ///           is compared with it before anything is allocated.
 KY_API Int64 remaining(AStream* stream);
+
+/// The usual class callbacks, whose marks are the major version in one byte; a stream that has them and
+/// room in its window does not call them.
+KY_API void writeVersionByte(void* data, AStream* stream, Long pcid, char version);
+KY_API char readVersionByte(void* data, AStream* stream, Long pcid);
 }  // namespace ky
 
 /// A stream of typed values over bytes that a derived class keeps somewhere. Made by `New` it keeps none: reading or

@@ -10,6 +10,7 @@ using namespace ky;
 
 namespace {
 
+constexpr const char* kVersionLabel = "version";
 constexpr char leastVersion = 1;
 constexpr char greatestVersion = 127;
 
@@ -46,6 +47,9 @@ void checkMinorVersion(const char* label, char version) {
 
 }  // namespace
 
+void ky::writeVersionByte(void*, AStream* stream, Long, char version) { stream->WriteChar(kVersionLabel, version); }
+char ky::readVersionByte(void*, AStream* stream, Long) { return stream->ReadChar(kVersionLabel); }
+
 // ---- single tags
 
 char AStream::CoreWriteTag(char tag) {
@@ -81,7 +85,11 @@ void AStream::WriteClassMark(Long pcid, char version) {
     StreamWire::putTag(*this, classTag);
     StreamWire::setTagged(*this, false);
   }
-  classWriteFunc(classWriteData, this, pcid, version);
+  if (classWriteFunc == writeVersionByte && StreamWire::hasToWrite(*this, 1)) [[likely]] {
+    StreamWire::putByte(*this, version);
+  } else {
+    classWriteFunc(classWriteData, this, pcid, version);
+  }
 }
 
 void AStream::WriteBeginTagMark(char minorVersion) {
@@ -108,6 +116,7 @@ char AStream::ReadClassMark(Long pcid) {
     StreamWire::skipTo(*this, classTag, false);
     StreamWire::setTagged(*this, false);
   }
+  if (classReadFunc == readVersionByte && StreamWire::hasToRead(*this, 1)) return StreamWire::getByte(*this);
   return classReadFunc(classReadData, this, pcid);
 }
 

@@ -131,6 +131,10 @@ struct StreamWire {
 
   template <Tag tag, class T, Tag shortTag>
   static T getEitherLength(AStream& s, const char* label);
+  /// Inside the window, outside a tagged section.
+  static void putByte(AStream& s, char byte) { *s.cursor++ = byte; }
+  static char getByte(AStream& s) { return *s.cursor++; }
+
   /// Writes a tag; expects that tags are in use.
   static void putTag(AStream& s, Tag tag) {
     if (hasToWrite(s, 1)) [[likely]] {
