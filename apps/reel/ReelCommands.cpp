@@ -146,7 +146,11 @@ void importEdl(const std::string& edl, const std::string& document, const Import
               durationText(listDuration(list), list).c_str(), list.fps, list.drop ? ", drop-frame" : "");
 }
 
-EdlText loadDocument(const std::string& document) { return fromDocument(support::readFile(document))->toText(); }
+EdlText loadDocument(const std::string& document) {
+  EdlText list;
+  support::about(document, [&] { list = fromDocument(support::readFile(document))->toText(); });
+  return list;
+}
 
 void exportEdl(const std::string& document, const std::string& edl) {
   refuseSameFile(document, edl);

@@ -58,6 +58,9 @@ unsigned char raiseFatal(const char* text, const char* file, int line) {
   return true;
 }
 
+/// The file that the error at hand is about, if it does not say so itself.
+std::string subject;
+
 /// Every level of the error, the newest first: what was attempted, then what failed beneath it.
 std::string words(const XError& error) {
   const StSetCurrentException current(&error);
@@ -68,7 +71,8 @@ std::string words(const XError& error) {
     error.ExpandString(message, sizeof message, messageFor(code), level);
     text += (text.empty() ? "" : ": ") + std::string(message);
   }
-  return text.empty() ? std::string("no details are known") : text;
+  if (text.empty()) text = "no details are known";
+  return subject.empty() || text.find(subject) != std::string::npos ? text : subject + ": " + text;
 }
 
 void flushOutput() {
@@ -85,6 +89,10 @@ void showExamplesFirst(CLI::App& app, const std::string& examples) {
   std::string indented = "Examples:\n  ";
   for (const char c : examples) indented += c == '\n' ? "\n  " : std::string(1, c);
   app.description(indented + "\n\n" + app.get_description());
+}
+
+void about(const std::string& file, const std::function<void()>& work) {
+  ky::guardedReraise(work, [&] { subject = file; });
 }
 
 int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work) {

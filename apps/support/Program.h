@@ -22,6 +22,9 @@ std::string versionText(const std::string& program);
 /// Puts `examples`, one a line, at the head of --help.
 void showExamplesFirst(CLI::App& app, const std::string& examples);
 
+/// Runs `work` on a file; should it raise, the message names the file.
+void about(const std::string& file, const std::function<void()>& work);
+
 /// Parses the command line, starts the library, runs `work` and words whatever ends it early.
 ///
 /// A raised error goes to standard error as "program: CODE: words" and gives `kFailed`; refused input gives

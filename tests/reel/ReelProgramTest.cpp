@@ -111,7 +111,7 @@ TEST_F(ReelProgram, FailuresAreWordedBehindTheirCode) {
     const char* arguments;
     const char* err;
   } cases[] = {{"import none.edl a.kyb", "reel: DISK_FILE_NOT_FOUND: there is no file \"none.edl\""},
-               {"list not.kyb", "reel: DOMAIN_BAD_MAGIC: this is not a document of this family\n"},
+               {"list not.kyb", "reel: DOMAIN_BAD_MAGIC: not.kyb: this is not a document of this family\n"},
                {"import a.edl none/a.kyb", "reel: DISK_DIR_NOT_FOUND: there is no folder \"none\""}};
   for (const auto& c : cases) {
     const Ran ran = run(c.arguments);
