@@ -125,20 +125,6 @@ std::string savedWithShortMemory(APortable* root) {
   return bytes.text();
 }
 
-class ListWatcher : public AObjDoc {
- public:
-  static ListWatcher* New(AStream* stream) {
-    auto* doc = new ListWatcher;
-    doc->IObjDoc(stream, 0, 1, Long(kFilmType));
-    return doc;
-  }
-  Long PrefltObject(AStream* stream, APortable* object) override {
-    slots = ArrayAccess::slots(*preflightList);
-    return AObjDoc::PrefltObject(stream, object);
-  }
-  Long slots = 0;
-};
-
 }  // namespace
 
 TEST(AObjDoc, WritesTheBytesThatThePageShows) {
@@ -277,21 +263,6 @@ TEST(AObjDoc, TheLowMemoryWriteRefusesToNestTooDeep) {
   EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[19999].get()); }), "");
 #endif
   EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[2000].get()); }), "");
-}
-
-TEST(AObjDoc, TheNextWriteStartsWithAQuarterMoreSlots) {
-  registerFilm();
-  std::vector<Owned<Clip>> chain;
-  for (std::size_t i = 0; i < 200; ++i) {
-    chain.emplace_back(Clip::New("c"));
-    if (i) chain[i]->next = chain[i - 1].get();
-  }
-  Bytes bytes;
-  Owned<ListWatcher> doc(ListWatcher::New(bytes.stream.get()));
-  doc->CopyIn(chain[199].get());
-  EXPECT_EQ(doc->slots, 200);
-  doc->CopyIn(chain[199].get());
-  EXPECT_EQ(doc->slots, 250);
 }
 
 TEST(AObjDoc, AnUnknownClassIsCountedAndWrittenBackUnchanged) {

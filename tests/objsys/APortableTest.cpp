@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "core/lists/AArray.h"
 #include "core/objsys/AIODesc.h"
 #include "tests/objsys/Film.h"
-#include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 
 using namespace ky;
@@ -31,17 +29,7 @@ class LaterClip : public Clip {
   }
 };
 
-class Nameless : public APortable {};
-
 }  // namespace
-
-TEST(APortable, AClassThatSaysNothingOfItselfIsFatal) {
-  Owned<Nameless> object(new Nameless);
-  EXPECT_EQ(codeRaisedBy([&] { object->GetClassID(); }), "FATAL_ERROR");
-  EXPECT_EQ(codeRaisedBy([&] { object->GetVersionWritten(); }), "FATAL_ERROR");
-  EXPECT_EQ(codeRaisedBy([&] { object->GetExtensionDescription(); }), "FATAL_ERROR");
-  EXPECT_EQ(codeRaisedBy([&] { object->Copy(); }), "FATAL_ERROR");
-}
 
 TEST(APortable, TheDeclaredLinesGiveAClassItsIdentity) {
   Owned<Reel> reel(Reel::New({}));
@@ -88,43 +76,6 @@ TEST(APortable, BecomesLikeAnObjectThatIsNoLarger) {
   Owned<Reel> reel(Reel::New({}));
   ASSERT_GT(reel->Size(), clip->Size());
   EXPECT_EQ(checkFailedBy([&] { clip->BecomeLike(reel.get()); }), "KySize(dest) >= KySize(source)");
-}
-
-TEST(APortable, DumpsThroughTheInstalledRoutine) {
-  Owned<Clip> clip(Clip::New("c"));
-  APortable::InstallDumpRoutine(
-      [](APortable* object, KyPrint print, int indent) { print("%*s%s\n", indent, "", object->ClassName()); });
-  {
-    const Printed out;
-    clip->Dump(out.print, 2);
-    EXPECT_EQ(out.text(), "  Clip\n");
-  }
-  APortable::InstallDumpRoutine(nullptr);
-  const Printed out;
-  clip->Dump(out.print, 2);
-  EXPECT_TRUE(out.text().starts_with("  > Clip (object: 0x"));
-}
-
-TEST(AIODesc, TellsThePurpose) {
-  const struct {
-    AIODesc* desc;
-    int kind;
-    const char* name;
-  } cases[] = {{AStoreDesc::New(), 1, "AStoreDesc"},
-               {AUndoDesc::New(), 2, "AUndoDesc"},
-               {APrintDesc::New(), 3, "APrintDesc"},
-               {AConv55Desc::New(), 6, "AConv55Desc"},
-               {AConv62Desc::New(), 7, "AConv62Desc"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Owned<AIODesc> desc(c.desc);
-    EXPECT_EQ(desc->GetIOKind(), c.kind);
-    EXPECT_STREQ(desc->ClassName(), c.name);
-    EXPECT_TRUE(desc->IsInstanceOf(c.name) && desc->IsInstanceOf("AIODesc"));
-    EXPECT_FALSE(desc->GetPtrsOnly());
-    desc->SetPtrsOnly(1);
-    EXPECT_TRUE(desc->GetPtrsOnly());
-  }
 }
 
 TEST(AIODesc, OnlyStorageDefersChecks) {

@@ -176,19 +176,3 @@ TEST_F(AUndoableTest, AManagerThatFailsDoesNotKeepTheStorage) {
   EXPECT_EQ(Clip::alive, alive);
   EXPECT_EQ(DeferredObject, nullptr);
 }
-
-TEST(AUndoMgr, TheBaseKeepsNoHistory) {
-  class Plain : public AUndoMgr {
-   public:
-    Plain() = default;
-  };
-  Owned<Plain> manager(new Plain);
-  char name[4] = "abc";
-  const Long alive = Clip::alive;
-  manager->AddRef(Clip::New("c"));
-  EXPECT_EQ(Clip::alive, alive);
-  EXPECT_EQ(manager->GetUndoNameCopy(name), name);
-  EXPECT_EQ(manager->GetRedoNameCopy(name), name);
-  EXPECT_FALSE(manager->GetLevelInfo(UNDO_PAST, 0, name, 3, nullptr));
-  EXPECT_EQ(manager->NumLevels(UNDO_FUTURE) + manager->GetGenerationNum() + manager->WringMemory(1, 1), 0);
-}
