@@ -23,7 +23,6 @@ class KY_API AFileStream : public AStream {
   Boolean IsInstanceOf(const char* name) override;
   /// Raises:   the first of what flushing and closing raise, with both done.
   void Dispose() override;
-  Long Size() override;
 
   /// Counts what is written and not yet flushed.
   Long GetLength() override;
@@ -33,6 +32,8 @@ class KY_API AFileStream : public AStream {
   /// Sets the size of the buffer, 0 for none. A first buffer is made when it is needed, and none if memory is short.
   void SetSeqBuf(Long size, Long count) override;
   void Flush() override;
+  /// Raises:   STRM_INCORRECT_LENGTH ("long Bytes Wanted", "long Got").
+  void ReadBytes(const char* label, void* buffer, Long length) override;
 
   // Virtual operations behind AStream's, in slot order.
 
@@ -56,18 +57,20 @@ class KY_API AFileStream : public AStream {
  private:
   void catchUp();
   void place(Int64 at);
+  void startAt(Int64 at);
+  void turn(bool toWriting);
   void refill();
+  void fill(Int64 from, Long kept, Long length);
+  void writeOut(const void* data, Long length);
   void endBuffer();
-  void discard();
 
   char** seqBuf = nullptr;
   Long seqBufLen = 0;
-  Long bufPos = 0;    // as of the last time the window was opened
-  Long bufCount = 0;  // so too while writing
+  Long bufCount = 0;     // valid bytes, or bytes that wait to be written; the window runs ahead of it while writing
+  Int64 bufFilePos = 0;  // of the buffer's first byte in the stream
   Boolean writing = 0;
-  fileRec_t** fileHdl = nullptr;
   Boolean closeFile = 0;
+  fileRec_t** fileHdl = nullptr;
   Long trailingBufLen = 0;
-  Long bufFilePos = 0;
-  Long pbuflen = 0;
+  Long pbuflen = 0;  // of a buffer that is made when it is needed
 };

@@ -142,19 +142,23 @@ void AStream::WriteBytes(const char* label, const void* buffer, Long length) {
 }
 
 void AStream::ReadBytes(const char* label, void* buffer, Long length) {
-  if (inTaggedFields) {
-    CoreReadTag(bytesTag);
-    const Long got = StreamWire::getBare<Long>(*this);
-    if (traceFunc) StreamWire::traceLength(*this, label, got);
-    if (got != length) +XError("STRM_INCORRECT_LENGTH", "long BytesWanted", length, "long Got", got, 0);
+  StreamWire::getBytes(*this, label, buffer, length, "long BytesWanted");
+}
+
+void StreamWire::getBytes(AStream& s, const char* label, void* buffer, Long length, const char* wantedLabel) {
+  if (s.inTaggedFields) {
+    s.CoreReadTag(bytesTag);
+    const Long got = getBare<Long>(s);
+    if (s.traceFunc) traceLength(s, label, got);
+    if (got != length) +XError("STRM_INCORRECT_LENGTH", wantedLabel, length, "long Got", got, 0);
   }
-  if (length > 0 && StreamWire::hasToRead(*this, length)) [[likely]] {
-    std::memcpy(buffer, cursor, static_cast<std::size_t>(length));
-    cursor += length;
+  if (length > 0 && hasToRead(s, length)) [[likely]] {
+    std::memcpy(buffer, s.cursor, static_cast<std::size_t>(length));
+    s.cursor += length;
     return;
   }
-  coreRead(this, buffer, length);
-  if (traceFunc) StreamWire::traceBytes(*this, label, buffer, length);
+  s.coreRead(&s, buffer, length);
+  if (s.traceFunc) traceBytes(s, label, buffer, length);
 }
 
 // ---- text

@@ -129,6 +129,9 @@ struct StreamWire {
     s.coreWrite(&s, const_cast<void*>(bytes), length);
   }
 
+  /// ReadBytes; `wantedLabel` is how the error names the length that was asked for.
+  static void getBytes(AStream& s, const char* label, void* buffer, Long length, const char* wantedLabel);
+
   template <Tag tag, class T, Tag shortTag>
   static T getEitherLength(AStream& s, const char* label);
   /// Inside the window, outside a tagged section.
