@@ -1,0 +1,445 @@
+#include "core/objsys/AFileStream.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <random>
+
+#include "core/error/Subsystems.h"
+#include "core/math/Rational.h"
+#include "core/mem/KyMemory.h"
+#include "core/mem/Owned.h"
+#include "core/utils/MemStreams.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+#include "tests/support/TempFolder.h"
+#include "tests/utils/StreamSupport.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+int reads = 0;
+
+class FileStream : public testing::Test {
+ protected:
+  FileStream() {
+    SetKYReadLogTransferCB([](unsigned long length) -> unsigned char {
+      reads += length != 0;
+      return 1;
+    });
+    reads = 0;
+  }
+  ~FileStream() override { SetKYReadLogTransferCB(nullptr); }
+
+  /// A stream that closes its file, with a buffer of so many bytes.
+  Owned<AFileStream> open(unsigned short flags, Long buffer) const {
+    Owned<AFileStream> stream(AFileStream::New(openFile(path.c_str(), flags, 0, OSVolID()), true, nullptr));
+    stream->SetSeqBuf(buffer, 0);
+    return stream;
+  }
+  Bytes onDisk() const { return bytesOf(path); }
+
+  const TempFolder folder;
+  const std::string path = folder / "Reel.kyb";
+};
+
+Bytes counted(std::size_t count) {
+  Bytes bytes(count);
+  for (std::size_t i = 0; i < count; ++i) bytes[i] = std::uint8_t(i + 1);
+  return bytes;
+}
+
+Bytes readOf(AStream* stream, Long length) {
+  Bytes bytes(static_cast<std::size_t>(length));
+  stream->Read(bytes.data(), length);
+  return bytes;
+}
+
+// ---- against models
+
+class FileStreamModel : public FileStream, public testing::WithParamInterface<Long> {};
+
+TEST_P(FileStreamModel, HoldsForRandomTransfersSeeksAndCuts) {
+  std::mt19937 random(static_cast<unsigned>(GetParam()));
+  const auto below = [&random](Long n) { return Long(random() % unsigned(n)); };
+  const Owned<AFileStream> stream = open(kFileReadWrite, GetParam());
+  Bytes model;
+  Long at = 0;
+  for (int i = 0; i < 3000; ++i) {
+    const Long end = Long(model.size()), length = below(5) ? below(20) : below(150);
+    switch (below(8)) {
+      case 0:
+      case 1: {
+        Bytes data(static_cast<std::size_t>(length));
+        for (auto& byte : data) byte = static_cast<std::uint8_t>(random());
+        stream->Write(data.data(), length);
+        if (length > 0) model.resize(std::size_t(std::max(end, at + length)));
+        std::copy(data.begin(), data.end(), model.begin() + std::min(at, Long(model.size())));
+        at += length;
+        break;
+      }
+      case 2:
+      case 3: {
+        Bytes data(static_cast<std::size_t>(length));
+        const Long there = std::clamp<Long>(end - at, 0, length);
+        // Without a buffer a read that fails leaves the stream where it was.
+        if (GetParam() == 0 && there < length) break;
+        EXPECT_EQ(codeRaisedBy([&] { stream->Read(data.data(), length); }), there < length ? "DISK_EOF" : "");
+        ASSERT_TRUE(there == 0 || std::equal(data.begin(), data.begin() + there, model.begin() + at)) << i;
+        at += there;
+        break;
+      }
+      case 4:
+        at = below(3) ? std::clamp<Long>(at + below(30) - 20, 0, end) : below(end + 20);
+        stream->SetPosition(at);
+        break;
+      case 5:
+        stream->Skip(length);
+        at += length;
+        break;
+      case 6:
+        stream->SetTrailingBufLen(below(20));
+        break;
+      default:
+        if (below(4) == 0) stream->Flush();
+        if (below(20) == 0) stream->SetSeqBuf(below(2) ? GetParam() : 1 + below(40), 0);
+        if (below(10) == 0) {
+          stream->SetLength(below(end + 1));
+          model.resize(std::size_t(KYGetLength(stream->GetFileHdl())));
+        }
+    }
+    ASSERT_EQ(stream->GetPosition(), at) << i;
+    ASSERT_GE(stream->GetLength(), Long(model.size())) << i;
+  }
+  stream->Flush();
+  EXPECT_EQ(onDisk(), model);
+}
+
+/// Random values, the same for every stream that gets the same seed.
+class Values {
+ public:
+  explicit Values(unsigned seed) : random(seed) {}
+
+  void write(AStream* s) {
+    const UInt64 v = random();
+    const std::string text(v % 40, 't');
+    switch (random() % 14) {
+      case 0:
+        return s->WriteBoolean("a", v & 1);
+      case 1:
+        return s->WriteChar("b", char(v));
+      case 2:
+        return s->WriteUShort("c", static_cast<unsigned short>(v));
+      case 3:
+        return s->WriteLong("d", Long(v));
+      case 4:
+        return s->WriteULong("e", ULong(v));
+      case 5:
+        return s->WriteChar4("f", Char4(v));
+      case 6:
+        return s->WriteFloat("g", float(v));
+      case 7:
+        return s->WriteDouble("h", double(v));
+      case 8:
+        return s->WriteInt64("i", Int64(v));
+      case 9:
+        return s->WriteRational("j", Rational(Long(v & 0xFFFF), 7));
+      case 10:
+        return s->WriteBytes("k", text.data(), Long(text.size()));
+      case 11:
+        return s->WriteString("l", v % 5 ? text.c_str() : nullptr);
+      default:
+        return s->WriteShort("m", short(v));
+    }
+  }
+
+  /// Reads what `write` of the same seed wrote.
+  void read(AStream* s) {
+    const UInt64 v = random();
+    const std::string text(v % 40, 't');
+    char bytes[64] = {};
+    Rational ratio;
+    switch (random() % 14) {
+      case 0:
+        return check(s->ReadBoolean("a") == (v & 1));
+      case 1:
+        return check(s->ReadChar("b") == char(v));
+      case 2:
+        return check(s->ReadUShort("c") == static_cast<unsigned short>(v));
+      case 3:
+        return check(s->ReadLong("d") == Long(v));
+      case 4:
+        return check(s->ReadULong("e") == ULong(v));
+      case 5:
+        return check(s->ReadChar4("f") == Char4(v));
+      case 6:
+        return check(s->ReadFloat("g") == float(v));
+      case 7:
+        return check(s->ReadDouble("h") == double(v));
+      case 8:
+        return check(s->ReadInt64("i") == Int64(v));
+      case 9:
+        return check(s->ReadRational("j", &ratio) && ratio == Rational(Long(v & 0xFFFF), 7));
+      case 10:
+        return s->ReadBytes("k", bytes, Long(text.size())), check(text == bytes);
+      case 11:
+        return readText(s, v % 5 ? text.c_str() : nullptr, v & 1);
+      default:
+        return check(s->ReadShort("m") == short(v));
+    }
+  }
+
+ private:
+  static void check(bool right) { EXPECT_TRUE(right); }
+
+  static void readText(AStream* s, const char* wanted, bool asHandle) {
+    char bytes[64];
+    const OwnedHandle handle(asHandle ? s->ReadStringHandle("l") : nullptr);
+    const char* const got = asHandle ? (handle ? handle.data() : nullptr) : s->ReadString("l", bytes, sizeof bytes);
+    EXPECT_STREQ(got, wanted);
+  }
+
+  std::mt19937 random;
+};
+
+std::string traceOf(AStream* stream, const std::function<void()>& body) {
+  Printed out;
+  stream->SetTraceFunc(out.print);
+  body();
+  stream->SetTraceFunc(nullptr);
+  return out.text();
+}
+
+TEST_P(FileStreamModel, TypedValuesPassAsThroughMemory) {
+  constexpr int count = 400;
+  for (const Coding coding : allCodings) {
+    for (const bool isTraced : {false, true}) {
+      SCOPED_TRACE(coding.tagged * 100 + coding.swapped * 10 + isTraced);
+      const auto seed = static_cast<unsigned>(GetParam());
+      const Owned<AVariMemStream> memory = streamOf({});
+      const Owned<AFileStream> file = open(kFileCreate | kFileReadWrite, GetParam());
+      std::string traces[2];
+      for (AStream* const stream : {static_cast<AStream*>(memory.get()), static_cast<AStream*>(file.get())}) {
+        apply(coding, stream);
+        Values values(seed);
+        const auto write = [&] {
+          for (int i = 0; i < count; ++i) values.write(stream);
+        };
+        (isTraced ? traces[stream == file.get()] = traceOf(stream, write) : (write(), traces[0]));
+        EXPECT_EQ(stream->GetLength(), stream->GetPosition());
+      }
+      EXPECT_TRUE(traces[0] == traces[1]);
+      EXPECT_EQ(contents(file.get()), contents(memory.get()));
+      EXPECT_EQ(onDisk(), contents(memory.get()));
+
+      file->SetPosition(0);
+      Values values(seed);
+      const auto read = [&] {
+        for (int i = 0; i < count; ++i) values.read(file.get());
+      };
+      isTraced ? void(traceOf(file.get(), read)) : read();
+      EXPECT_EQ(codeRaisedBy([&] { file->ReadDouble("past the end"); }), "DISK_EOF");
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Buffers, FileStreamModel, testing::Values(0, 1, 2, 3, 4, 5, 7, 8, 9, 13, 64, 1000, 100000));
+
+// ---- the end of the file, and what is asked of it
+
+TEST_F(FileStream, DeliversTheRestBeforeTheEnd) {
+  writeBytes(path, counted(10));
+  for (const Long buffer : {0, 4, 100}) {
+    const Owned<AFileStream> stream = open(kFileRead, buffer);
+    stream->SetPosition(8);
+    Bytes data(5);
+    const XError error = errorRaisedBy([&] { stream->Read(data.data(), 5); });
+    EXPECT_STREQ(error.GetCode(), "DISK_EOF");
+    EXPECT_EQ(parm(error, "filename"), buffer ? "Reel.kyb" : path);
+    EXPECT_EQ(data, (Bytes{9, 10, 0, 0, 0}));
+    for (const Long at : {10, 11, 5000}) {
+      stream->SetPosition(at);
+      EXPECT_EQ(codeRaisedBy([&] { stream->ReadChar("v"); }), "DISK_EOF") << at;
+    }
+  }
+}
+
+TEST_F(FileStream, StepsBackInsideWhatItHoldsWithoutReadingAgain) {
+  writeBytes(path, counted(200));
+  const Owned<AFileStream> stream = open(kFileRead, 40);
+  EXPECT_EQ(stream->ReadChar("v"), 1);
+  stream->SetTrailingBufLen(100);  // cut to 10
+  EXPECT_EQ(readOf(stream.get(), 40).back(), 41);
+  EXPECT_EQ(reads, 2);
+  stream->SetPosition(31);
+  EXPECT_EQ(stream->ReadChar("v"), 32);
+  EXPECT_EQ(reads, 2);
+  stream->SetPosition(29);
+  EXPECT_EQ(stream->ReadChar("v"), 30);
+  EXPECT_EQ(reads, 3);
+  // A seek elsewhere reads what lies before the place too.
+  stream->SetPosition(150);
+  EXPECT_EQ(stream->ReadUChar("v"), 151);
+  stream->SetPosition(140);
+  EXPECT_EQ(stream->ReadUChar("v"), 141);
+  EXPECT_EQ(reads, 4);
+}
+
+TEST_F(FileStream, WritesWhenTheBufferIsFull) {
+  const Owned<AFileStream> stream = open(kFileReadWrite, 16);
+  const Bytes data = counted(40);
+  stream->Write(data.data(), 16);
+  EXPECT_EQ(onDisk().size(), 16u);
+  for (int i = 0; i < 15; ++i) stream->WriteChar("v", 1);
+  EXPECT_EQ(onDisk().size(), 16u);
+  EXPECT_EQ(stream->GetLength(), 31);
+  stream->WriteLong("v", 1);
+  EXPECT_EQ(onDisk().size(), 32u);
+  EXPECT_EQ(stream->GetLength(), 35);
+  EXPECT_EQ(codeRaisedBy([&] { stream->SetPosition(-1); }), "STRM_BAD_POSITION");
+  stream->SetPosition(0);
+  EXPECT_EQ(onDisk().size(), 35u);
+  EXPECT_EQ(stream->ReadChar("v"), 1);
+}
+
+TEST_F(FileStream, EndsBufferingWhenAskedForNone) {
+  const Owned<AFileStream> stream = open(kFileReadWrite, 100);
+  stream->WriteLong("v", 1);
+  stream->SetSeqBuf(0, 0);
+  EXPECT_EQ(onDisk().size(), 4u);
+  stream->WriteLong("v", 1);
+  EXPECT_EQ(onDisk().size(), 8u);
+}
+
+TEST_F(FileStream, GoesWithoutABufferWhereMemoryIsShort) {
+  const Owned<AFileStream> stream = open(kFileReadWrite, 100);
+  {
+    const AllocationFailure failure(1);
+    stream->WriteLong("v", 7);
+    EXPECT_TRUE(failure.happened());
+  }
+  EXPECT_EQ(onDisk().size(), 4u);
+  stream->WriteLong("v", 8);
+  EXPECT_EQ(onDisk().size(), 4u);
+  stream->SetPosition(0);
+  EXPECT_EQ(stream->ReadLong("v"), 7);
+  EXPECT_EQ(stream->ReadLong("v"), 8);
+}
+
+TEST_F(FileStream, OwnsItsBufferAndItsFileAsTold) {
+  const MemoryTotals before = memoryTotals();
+  const auto descriptors = openDescriptors();
+  fileRec_t** const file = openFile(path.c_str(), kFileReadWrite, 0, OSVolID());
+  Owned<AFileStream> stream(AFileStream::New(file, false, KyNewHandle(10)));
+  EXPECT_EQ(stream->GetFileHdl(), file);
+  EXPECT_TRUE(stream->IsInstanceOf("AFileStream") && stream->IsInstanceOf("AStream"));
+  stream->WriteLong("v", 5);
+  EXPECT_EQ(onDisk().size(), 0u);
+  stream.reset();
+  EXPECT_EQ(onDisk().size(), 4u);
+  stream.reset(AFileStream::New(file, true, nullptr));
+  EXPECT_EQ(stream->ReadLong("v"), 5);
+  stream.reset();
+  EXPECT_EQ(openDescriptors(), descriptors);
+  EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
+  EXPECT_EQ(checkFailedBy([] { AFileStream::New(nullptr, true, nullptr); }), "fileHdl != NULL");
+  const OwnedHandle empty = OwnedHandle::ofSize(0);
+  const Owned<AFileStream> other = open(kFileRead, 0);
+  EXPECT_EQ(checkFailedBy([&] { AFileStream::New(other->GetFileHdl(), false, empty.get()); }), "pbuflen >0");
+}
+
+TEST_F(FileStream, NamesTheLengthsOfBytesInItsOwnWords) {
+  const Owned<AFileStream> stream = open(kFileReadWrite, 100);
+  apply({true, false}, stream.get());
+  stream->WriteBytes("v", "abc", 3);
+  stream->SetPosition(0);
+  char bytes[4];
+  const XError error = errorRaisedBy([&] { stream->ReadBytes("v", bytes, 4); });
+  EXPECT_STREQ(error.GetCode(), "STRM_INCORRECT_LENGTH");
+  EXPECT_EQ(parm(error, "Bytes Wanted"), "4");
+  EXPECT_EQ(parm(error, "Got"), "3");
+}
+
+TEST_F(FileStream, TracesFromTheStartIfItsSubsystemPrints) {
+  const int subsystem = dbgRegSubSystem("FileStream");
+  dbgSetFlag(subsystem, kDbgPrint);
+  const DebugPrinted printed;
+  const Owned<AFileStream> stream = open(kFileReadWrite, 100);
+  dbgClearFlag(subsystem, kDbgPrint);
+  stream->WriteLong("frames", 25);
+  EXPECT_NE(printed.text().find("frames"), std::string::npos);
+}
+
+// ---- failures
+
+TEST_F(FileStream, KeepsWhatAFailedWriteDidNotWrite) {
+  for (const Long buffer : {0, 8, 64, 1000}) {
+    for (int n = 1;; ++n) {
+      const Owned<AFileStream> stream = open(kFileCreate | kFileReadWrite, buffer);
+      SetForceDiskWriteErr(112, n);
+      int failures = 0;
+      for (Long i = 0; i < 50; ++i) {
+        const std::string code = codeRaisedBy([&] { stream->WriteLong("v", i); });
+        EXPECT_TRUE(code == "" || code == "DISK_FULL");
+        if (code.empty()) continue;
+        ++failures;
+        if (buffer == 0) --i;  // nothing keeps it
+        if (buffer) stream->SetPosition(4 * (i + 1));
+        if (buffer) break;
+      }
+      if (codeRaisedBy([&] { stream->Flush(); }) != "") ++failures;
+      stream->Flush();
+      SetForceDiskWriteErr(0, 0);
+      const Bytes bytes = onDisk();
+      for (std::size_t i = 0; i < bytes.size(); ++i) ASSERT_EQ(bytes[i], i % 4 ? 0 : i / 4) << buffer << " " << n;
+      ASSERT_LE(failures, 1);
+      if (failures) continue;
+      EXPECT_EQ(bytes.size(), 200u);
+      break;
+    }
+  }
+}
+
+TEST_F(FileStream, ClosesItsFileThoughTheLastBytesAreRefused) {
+  const MemoryTotals before = memoryTotals();
+  const auto descriptors = openDescriptors();
+  for (int n = 1; n <= 2; ++n) {
+    AFileStream* const stream =
+        AFileStream::New(openFile("/dev/full", kFileWrite, 0, OSVolID()), true, KyNewHandle(50));
+    stream->WriteLong("v", 1);
+    EXPECT_EQ(codeRaisedBy([&] { stream->Dispose(); }), "DISK_FULL");
+  }
+  EXPECT_EQ(openDescriptors(), descriptors);
+  EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
+}
+
+TEST_F(FileStream, ReadsOnAfterAFailedRead) {
+  writeBytes(path, counted(60));
+  for (const Long buffer : {0, 7, 30}) {
+    for (int n = 1; n <= 4; ++n) {
+      const Owned<AFileStream> stream = open(kFileReadWrite, buffer);
+      stream->AllocSeqBuf();
+      stream->SetTrailingBufLen(3);
+      SetForceDiskReadErr(1117, n);
+      int failures = 0;
+      for (int i = 0; i < 60; ++i) {
+        char got = 0;
+        const std::string code = codeRaisedBy([&] { got = stream->ReadChar("v"); });
+        if (code.empty()) {
+          ASSERT_EQ(got, i + 1);
+          continue;
+        }
+        EXPECT_EQ(code, "DISK_IO_ERROR");
+        ++failures;
+        --i;
+      }
+      SetForceDiskReadErr(0, 0);
+      EXPECT_EQ(failures, buffer == 30 && n > 3 ? 0 : 1) << buffer << " " << n;
+    }
+  }
+}
+
+}  // namespace
