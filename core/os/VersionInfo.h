@@ -27,3 +27,11 @@ KY_API void setProgramVersion(const ProgramVersion* version);
 ///
 /// Returns:  0 if the host told no version; the numbers are then 0 and the text is empty.
 KY_API short GetVersionInfo(short* major, short* minor, char* text, short form);
+
+/// Returns:  'D' for a build with checks for its developers, 'R' for a release.
+KY_API char GetVersionBuildType();
+
+/// Returns:  when this library was made, in seconds since 1970, as those who built it tell; not when it was compiled,
+/// so
+///           that the same sources give the same bytes.
+KY_API ULong GetBuildTimeStamp();
