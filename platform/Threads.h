@@ -1,5 +1,7 @@
-// Identity and end of operating-system threads.
+// Operating-system threads: their start, identity and end.
 #pragma once
+
+#include <cstddef>
 
 #include "core/base/KyTypes.h"
 
@@ -19,5 +21,27 @@ bool currentThreadHandle(ThreadHandle& handle);
 /// Runs `routine` at the end of the calling thread, behind the destructors of its thread-local objects, latest first. A
 /// routine may ask for another. None runs for the thread in which the process exits.
 KY_API void atThreadExit(void (*routine)(void* argument), void* argument);
+
+/// Lets another thread have the processor.
+KY_API void yieldProcessor();
+
+/// A thread of the operating system; once started it is to be joined or let go, once.
+class KY_API NativeThread {
+ public:
+  NativeThread() = default;
+  NativeThread(const NativeThread&) = delete;
+  NativeThread& operator=(const NativeThread&) = delete;
+
+  /// Units:    `stackSize` in bytes; less than the system's least means that.
+  /// Returns:  0 or the system's error.
+  int start(void (*entry)(void* argument), void* argument, std::size_t stackSize);
+  bool isStarted() const { return started; }
+  void join();
+  void letGo();
+
+ private:
+  ThreadHandle handle;
+  bool started = false;
+};
 
 }  // namespace ky::platform

@@ -11,6 +11,7 @@
 #include "core/mem/KyMemory.h"
 #include "core/objsys/ObjectSystem.h"
 #include "core/os/SafeStack.h"
+#include "core/threads/KyCoreThreadServer.h"
 #include "core/threads/ThreadContext.h"
 #include "core/utils/MetaBase.h"
 #include "core/utils/TCcore.h"
@@ -43,7 +44,8 @@ void start(const KyHostSettings& settings) {
   ObjectSystemClassInit();
   UndoSystemClassInit();
   InitBogusObject();
-  // Here belong the core threads and the command language with its script commands.
+  if (settings.coreThreads) KyCoreThreadInit();
+  // Here belongs the command language with its script commands.
   InitZorvexSafeStack();
 }
 

@@ -15,6 +15,7 @@ struct KyHostSettings {
   UIrtns uiRoutines;
   UImsgProc uiMessage = nullptr;
   UIdialogProc uiDialog = nullptr;
+  bool coreThreads = false;   ///< whether to start the thread server, with the caller as its main thread
   bool timecodeLoops = true;  ///< timecode differences go the nearer way around midnight
 };
 

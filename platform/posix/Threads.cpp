@@ -1,10 +1,15 @@
 #include "platform/Threads.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 namespace ky::platform {
 namespace {
@@ -16,6 +21,13 @@ struct ExitRoutine {
 };
 
 constinit thread_local ULong tThreadId = 0;
+
+pthread_t native(const ThreadHandle& handle) {
+  pthread_t thread = {};
+  static_assert(sizeof thread <= sizeof handle.value);
+  std::memcpy(&thread, &handle.value, sizeof thread);
+  return thread;
+}
 
 void runExitRoutines(void* list);
 
@@ -48,7 +60,6 @@ ULong currentThreadId() {
 
 bool currentThreadHandle(ThreadHandle& handle) {
   const pthread_t self = pthread_self();
-  static_assert(sizeof self <= sizeof handle.value);
   std::memcpy(&handle.value, &self, sizeof self);
   return true;
 }
@@ -57,6 +68,46 @@ void atThreadExit(void (*routine)(void*), void* argument) {
   const pthread_key_t key = exitKey();
   auto* const before = static_cast<ExitRoutine*>(pthread_getspecific(key));
   pthread_setspecific(key, new ExitRoutine{routine, argument, before});
+}
+
+void yieldProcessor() { sched_yield(); }
+
+namespace {
+
+struct Entry {
+  void (*entry)(void*) = nullptr;
+  void* argument = nullptr;
+};
+
+void* runEntry(void* entry) {
+  const std::unique_ptr<Entry> due(static_cast<Entry*>(entry));
+  due->entry(due->argument);
+  return nullptr;
+}
+
+}  // namespace
+
+int NativeThread::start(void (*entry)(void*), void* argument, std::size_t stackSize) {
+  pthread_attr_t attributes;
+  if (const int error = pthread_attr_init(&attributes)) return error;
+  pthread_attr_setstacksize(&attributes, std::max(stackSize, static_cast<std::size_t>(PTHREAD_STACK_MIN)));
+  auto due = std::make_unique<Entry>(Entry{entry, argument});
+  pthread_t thread = {};
+  const int error = pthread_create(&thread, &attributes, runEntry, due.get());
+  pthread_attr_destroy(&attributes);
+  if (error != 0) return error;
+  due.release();
+  std::memcpy(&handle.value, &thread, sizeof thread);
+  started = true;
+  return 0;
+}
+
+void NativeThread::join() {
+  if (std::exchange(started, false)) pthread_join(native(handle), nullptr);
+}
+
+void NativeThread::letGo() {
+  if (std::exchange(started, false)) pthread_detach(native(handle));
 }
 
 }  // namespace ky::platform
