@@ -57,7 +57,7 @@ class KY_API KyQueue {
   KyQueue(const KyQueue&) = delete;
   KyQueue& operator=(const KyQueue&) = delete;
   /// Requires: nobody uses the queue any more.
-  virtual ~KyQueue() = default;
+  virtual ~KyQueue();
 
   /// Owns:     `item`; one that finds no place is disposed.
   /// Raises:   MEM_OUT_OF_MEMORY, with `item` still the caller's.
@@ -104,6 +104,7 @@ class KY_API KyQueue {
 class KY_API DynamicQueue : public KyQueue {
  public:
   DynamicQueue();
+  ~DynamicQueue() override;
 
  protected:
   QueueItem* DoEnqueue(QueueItem* item) override;
@@ -125,6 +126,7 @@ class KY_API WrapQueue : public KyQueue {
  public:
   /// Requires: "size > 0".
   WrapQueue(Long size, CollisionAction action);
+  ~WrapQueue() override;
 
  protected:
   QueueItem* DoEnqueue(QueueItem* item) override;

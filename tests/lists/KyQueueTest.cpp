@@ -1,0 +1,216 @@
+#include "core/lists/KyQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "core/mem/KyMemory.h"
+#include "core/mem/Owned.h"
+#include "platform/Clock.h"
+#include "tests/support/Raised.h"
+
+namespace {
+
+using namespace ky;
+using namespace ky::test;
+
+struct Parcel : QueueItem {
+  Parcel(Long sender, Long number) : sender(sender), number(number) { ++alive; }
+  ~Parcel() override { --alive; }
+
+  Long sender = 0;
+  Long number = 0;
+  static inline std::atomic<Long> alive{0};
+};
+
+/// The number of a parcel taken, -1 for none.
+Long numberOf(QueueItem* item) {
+  const Owned<QueueItem> ended(item);
+  return item ? static_cast<Parcel*>(item)->number : -1;
+}
+
+struct Kind {
+  const char* name = "";
+  std::function<std::unique_ptr<KyQueue>()> make;
+  std::size_t size = 0;  ///< 0 for one that grows
+  bool overwrites = false;
+  bool losesNone = false;
+};
+
+std::vector<Kind> kinds(Long size) {
+  const auto ring = [size](CollisionAction action) {
+    return [size, action] { return std::make_unique<WrapQueue>(size, action); };
+  };
+  const auto room = static_cast<std::size_t>(size);
+  return {{"growing", [] { return std::make_unique<DynamicQueue>(); }, 0, false, true},
+          {"rejecting", ring(kRejectNew), room, false, false},
+          {"overwriting", ring(kOverwriteOldest), room, true, false},
+          {"waiting", ring(kWaitForRoom), room, false, true}};
+}
+
+TEST(KyQueue, FollowsAModelOfEachKind) {
+  for (const Long size : {1, 2, 7, 100}) {
+    for (const Kind& kind : kinds(size)) {
+      SCOPED_TRACE(testing::Message() << kind.name << " of " << size);
+      std::mt19937 random(static_cast<unsigned>(size));
+      const auto queue = kind.make();
+      std::deque<Long> model;
+      for (Long number = 0; number < 3'000; ++number) {
+        const bool full = kind.size != 0 && model.size() == kind.size;
+        if (random() % 1'000 < (number / 500 % 2 ? 350u : 650u) && !(full && kind.losesNone)) {
+          queue->Enqueue(new Parcel(0, number));
+          if (full && kind.overwrites) model.pop_front();
+          if (!full || kind.overwrites) model.push_back(number);
+        } else {
+          const Long want = model.empty() ? -1 : model.front();
+          if (!model.empty()) model.pop_front();
+          ASSERT_EQ(numberOf(queue->Dequeue()), want);
+        }
+        ASSERT_EQ(queue->HasData(), !model.empty());
+        ASSERT_EQ(Parcel::alive, static_cast<Long>(model.size()));
+      }
+      if (!queue->HasData()) queue->Enqueue(new Parcel(0, 0));
+    }
+    EXPECT_EQ(Parcel::alive, 0) << "what is left goes with the queue";
+  }
+}
+
+TEST(KyQueue, AWaitEndsByAnItemAnAbortOrItsLimit) {
+  const auto before = platform::setClockHooks({nullptr, [](Int64) {}});
+  WrapQueue queue(3, kRejectNew);
+  KySema abort(2);
+  const auto waited = [&](ULong milliseconds) {
+    auto* item = reinterpret_cast<QueueItem*>(&queue);
+    const Long status = queue.WaitDequeue(&item, milliseconds);
+    EXPECT_EQ(item != nullptr, status == 0);
+    numberOf(item);
+    return status;
+  };
+  EXPECT_EQ(waited(0), 1);
+  EXPECT_EQ(waited(3'600'000), 1);
+  queue.SetAbortSema(&abort);
+  EXPECT_EQ(waited(3'600'000), 1);
+  queue.Enqueue(new Parcel(0, 1));
+  abort.Increment();
+  abort.Increment();
+  EXPECT_EQ(waited(kNoLimit), -1) << "ahead of the item";
+  EXPECT_EQ(waited(0), -1);
+  EXPECT_EQ(waited(kNoLimit), 0);
+  abort.Increment();
+  queue.SetAbortSema(nullptr);
+  EXPECT_EQ(waited(0), 1);
+  platform::setClockHooks(before);
+}
+
+TEST(KyQueue, AFullRingKeepsItsPutterWaitingForRoom) {
+  WrapQueue queue(2, kWaitForRoom);
+  KySema abort(1);
+  queue.SetAbortSema(&abort);
+  std::atomic<Long> put{0};
+  std::jthread putter([&] {
+    for (; put < 4; ++put) queue.Enqueue(new Parcel(0, put));
+  });
+  for (const Long number : {0, 1}) {
+    QueueItem* item = nullptr;
+    ASSERT_EQ(queue.WaitDequeue(&item, kNoLimit), 0);
+    EXPECT_EQ(numberOf(item), number);
+  }
+  putter.join();
+  EXPECT_EQ(put, 4);
+  putter = std::jthread([&] { queue.Enqueue(new Parcel(0, 4)); });
+  abort.Increment();
+  putter.join();
+  EXPECT_EQ(Parcel::alive, 2) << "an aborted wait disposes its item";
+  EXPECT_EQ(numberOf(queue.Dequeue()), 2);
+  queue.Enqueue(new Parcel(0, 5));
+  EXPECT_EQ(numberOf(queue.Dequeue()), 3);
+  EXPECT_EQ(numberOf(queue.Dequeue()), 5);
+}
+
+TEST(KyQueue, WithoutMemoryToGrowTheItemStaysItsSenders) {
+  DynamicQueue queue;
+  for (Long number = 0; number < 16; ++number) queue.Enqueue(new Parcel(0, number));
+  Owned<Parcel> last(new Parcel(0, 16));
+  {
+    const AllocationFailure failure(1);
+    EXPECT_EQ(codeRaisedBy([&] { queue.Enqueue(last.get()); }), "MEM_OUT_OF_MEMORY");
+  }
+  queue.Enqueue(last.release());
+  for (Long number = 0; number < 17; ++number) EXPECT_EQ(numberOf(queue.Dequeue()), number);
+  EXPECT_EQ(queue.Dequeue(), nullptr);
+}
+
+TEST(KyQueue, RefusesNothingAndNoSize) {
+  DynamicQueue queue;
+  EXPECT_EQ(checkFailedBy([&] { queue.Enqueue(nullptr); }), "item != NULL");
+  EXPECT_EQ(checkFailedBy([] { WrapQueue(0, kRejectNew); }), "size > 0");
+}
+
+constexpr Long kSenders = 3;
+constexpr Long kTakers = 3;
+
+/// Takes until it is told to stop.
+///
+/// Returns:  how many it took, or -1 if those of one sender did not come in their order.
+Long takeAll(KyQueue& queue) {
+  std::array<Long, kSenders> last;
+  last.fill(-1);
+  Long taken = 0;
+  bool ordered = true;
+  QueueItem* item = nullptr;
+  while (queue.WaitDequeue(&item, kNoLimit) == 0) {
+    const Owned<Parcel> parcel(static_cast<Parcel*>(item));
+    Long& before = last[static_cast<std::size_t>(parcel->sender)];
+    ordered = ordered && parcel->number > before;
+    before = parcel->number;
+    ++taken;
+  }
+  return ordered ? taken : -1;
+}
+
+TEST(KyQueue, LosesAndMakesNothingBetweenThreads) {
+  constexpr Long kParcels = 2'000;
+  for (const Kind& kind : kinds(5)) {
+    SCOPED_TRACE(kind.name);
+    const auto queue = kind.make();
+    KySema abort(kTakers);
+    queue->SetAbortSema(&abort);
+    std::array<Long, kTakers> taken = {};
+    std::vector<std::jthread> takers;
+    for (Long& count : taken) takers.emplace_back([&] { count = takeAll(*queue); });
+    {
+      std::vector<std::jthread> senders;
+      for (Long sender = 0; sender < kSenders; ++sender) {
+        senders.emplace_back([&, sender] {
+          for (Long number = 0; number < kParcels; ++number) queue->Enqueue(new Parcel(sender, number));
+        });
+      }
+    }
+    while (kind.losesNone && queue->HasData()) std::this_thread::yield();
+    for (Long taker = 0; taker < kTakers; ++taker) abort.Increment();
+    takers.clear();
+    Long total = 0;
+    for (const Long count : taken) {
+      EXPECT_GE(count, 0);
+      total += count;
+    }
+    const Long left = Parcel::alive;
+    EXPECT_LE(left, 5);
+    if (kind.losesNone) {
+      EXPECT_EQ(left, 0);
+      EXPECT_EQ(total, kSenders * kParcels);
+    }
+    for (Long item = 0; item < left; ++item) EXPECT_NE(numberOf(queue->Dequeue()), -1);
+    EXPECT_FALSE(queue->HasData());
+    EXPECT_EQ(Parcel::alive, 0);
+  }
+}
+
+}  // namespace
