@@ -110,6 +110,8 @@ class KY_API PreemptiveThread : public AObject {
   void wake();
   void abortIfRunning(PT_state_t state);
   Long awaitState(PT_state_t state, ULong milliseconds);
+  void pollUntilReached(PT_state_t state, ULong milliseconds);
+  bool isLost(PT_state_t awaited) const;
   bool hasEndedWithin(ULong milliseconds);
   bool isOwnThread() const;
   bool isHere(const char* misuse) const;
@@ -123,6 +125,7 @@ class KY_API PreemptiveThread : public AObject {
   std::atomic<PT_state_t> iNextState{PT_state_idle};
   Long iPriorityHint = 0;
   std::atomic<PT_state_t> iAwaitingState{};
+  std::atomic<Boolean> iAwaited{false};  ///< somebody waits, also for a state that was reached meanwhile
   std::atomic<Boolean> iReached{false};
   std::atomic<Boolean> iRequested{false};         ///< the first request was made
   ky::platform::NativeThread* iThread = nullptr;  ///< owned

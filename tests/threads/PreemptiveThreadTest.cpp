@@ -1,0 +1,400 @@
+#include "core/threads/PreemptiveThread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/lists/KyQueue.h"
+#include "core/mem/Owned.h"
+#include "core/threads/ThreadContext.h"
+#include "platform/Clock.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+namespace {
+
+using namespace ky;
+using namespace ky::test;
+
+constexpr PT_state_t kFinished{7};
+constexpr PT_state_t kOwnState{12};
+
+/// Makes sleeps short for its life, with a clock that can be made to run by them.
+class ShortSleeps {
+ public:
+  ShortSleeps() : before(platform::setClockHooks({now, sleep})) { sClockRuns = false; }
+  ~ShortSleeps() { platform::setClockHooks(before); }
+  ShortSleeps(const ShortSleeps&) = delete;
+  ShortSleeps& operator=(const ShortSleeps&) = delete;
+
+  static void letClockRun(bool run = true) { sClockRuns = run; }
+
+ private:
+  static Int64 now() { return sNow; }
+  static void sleep(Int64 milliseconds) {
+    if (sClockRuns) sNow += milliseconds * 1000;
+    std::this_thread::sleep_for(std::chrono::microseconds(milliseconds > 500 ? 20'000 : 200));
+  }
+
+  static inline std::atomic<bool> sClockRuns{false};
+  static inline std::atomic<Int64> sNow{0};
+  platform::ClockHooks before;
+};
+
+/// Keeps what its thread did, a letter each: Preprocess, Starting, Running (once in a row), sTopping, Aborting, Own
+/// state.
+class Worker : public PreemptiveThread {
+ public:
+  explicit Worker(Long priority = 0) : PreemptiveThread(priority) { ++alive; }
+
+  const char* ClassName() override { return "Worker"; }
+  Boolean IsInstanceOf(const char* name) override {
+    return std::string(name) == "Worker" || PreemptiveThread::IsInstanceOf(name);
+  }
+
+  void ThreadPreprocess() override { run('P'); }
+  void ThreadAborting() override {
+    note('A');
+    PreemptiveThread::ThreadAborting();
+  }
+  void ThreadStarting() override {
+    PreemptiveThread::ThreadStarting();
+    run('S');
+  }
+  void ThreadRunning() override {
+    run('R');
+    std::this_thread::yield();
+  }
+  void ThreadStopping() override {
+    PreemptiveThread::ThreadStopping();
+    run('T');
+  }
+  void HandleThreadState(PT_state_t state) override {
+    if (state != kOwnState) return PreemptiveThread::HandleThreadState(state);
+    run('O');
+  }
+  using PreemptiveThread::SetNewThreadState;
+
+  std::string notes() {
+    const std::lock_guard hold(gate);
+    return noted;
+  }
+  void awaitNote(char letter) {
+    while (notes().find(letter) == std::string::npos) std::this_thread::yield();
+  }
+
+  std::map<char, std::function<void()>> todo;  ///< by letter; set before the first request
+  static inline std::atomic<int> alive{0};
+
+ protected:
+  ~Worker() override { --alive; }
+
+ private:
+  void note(char letter) {
+    const std::lock_guard hold(gate);
+    if (letter != 'R' || !noted.ends_with('R')) noted += letter;
+  }
+  void run(char letter) {
+    note(letter);
+    if (const auto found = todo.find(letter); found != todo.end()) found->second();
+  }
+
+  std::mutex gate;
+  std::string noted;
+};
+
+class PreemptiveThreads : public testing::Test {
+ protected:
+  ~PreemptiveThreads() override { EXPECT_EQ(Worker::alive, 0); }
+
+  ShortSleeps sleeps;
+};
+
+std::string ended(Worker& worker) {
+  while (worker.GetThreadState() != kFinished) std::this_thread::yield();
+  return worker.notes();
+}
+
+TEST_F(PreemptiveThreads, RunsPausesAndRunsAgain) {
+  const DebugOutput output;
+  {
+    const Owned<Worker> worker(new Worker(-1));
+    EXPECT_EQ(worker->GetThreadState(), PT_state_idle);
+    EXPECT_EQ(worker->AwaitThreadState(PT_state_idle, kNoLimit), 0);
+    EXPECT_NE(worker->GetMyThreadID(), PreemptiveThread::GetCurOSThreadID());
+    worker->Start();
+    EXPECT_EQ(worker->AwaitThreadState(PT_state_running, kNoLimit), 0);
+    worker->awaitNote('R');
+    worker->Pause();
+    EXPECT_EQ(worker->AwaitThreadState(PT_state_idle, kNoLimit), 0);
+    EXPECT_TRUE(worker->notes().starts_with("PSRA")) << worker->notes();
+    worker->Start();
+    EXPECT_EQ(worker->AwaitThreadState(PT_state_running, kNoLimit), 0);
+    worker->Stop();
+    ended(*worker);
+    EXPECT_EQ(worker->AwaitThreadState(kFinished, kNoLimit), -1) << "it has ended already";
+  }
+  const std::string text = output.text();
+  std::size_t at = 0;
+  for (const char* line : {
+           "PreemptiveThread::PreemptiveThread (Constructor) beginning...\n",
+           "PreemptiveThread::ThreadIdle: pausing thread...",
+           "PreemptiveThread::ThreadIdle: releasing thread from paused state...",
+           "PreemptiveThread::MainThreadLoop: threadState about to change from PT_state_idle to PT_state_starting.",
+           "threadState about to change from PT_state_starting to PT_state_running.",
+           "threadState about to change from PT_state_stopping to PT_state_exiting.",
+           "PreemptiveThreadJacket: thread ending w/o exception.",
+           "PreemptiveThread::~PreemptiveThread (Destructor) starting...\n",
+           "~PreemptiveThread: thread already gone!",
+           "PreemptiveThread::~PreemptiveThread (Destructor) complete!\n",
+       }) {
+    at = text.find(line, at);
+    EXPECT_NE(at, std::string::npos) << line << " in its place in\n" << text;
+  }
+}
+
+TEST_F(PreemptiveThreads, AnEndAskedForInAnyStateIsNeverPutOff) {
+  const auto stop = [](Worker& worker) { worker.Stop(); };
+  const auto everything = [](Worker& worker) {
+    worker.Pause();
+    worker.Start();
+    worker.Stop();
+    worker.Start();
+    worker.Pause();
+  };
+  const struct {
+    const char* name;
+    char during;  ///< what the thread is held in meanwhile; 0 for idle
+    std::function<void(Worker&)> ask;
+    const char* want;
+  } cases[] = {
+      {"before the first start", 0, stop, "PT"}, {"in preparation", 'P', stop, "PT"},
+      {"during start", 'S', stop, "PST"},        {"during start, among others", 'S', everything, "PST"},
+      {"while it runs", 'R', stop, "PSRAT"},     {"while it runs, among others", 'R', everything, "PSRAAAT"},
+      {"during stop", 'T', everything, "PST"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Owned<Worker> worker(new Worker);
+    std::atomic<bool> held{true};
+    const auto hold = [&held] {
+      while (held) std::this_thread::yield();
+    };
+    if (c.during == 'T') worker->todo['S'] = [&] { worker->Stop(); };
+    worker->todo[c.during] = hold;
+    if (c.during) {
+      worker->Start();
+      worker->awaitNote(c.during);
+    }
+    c.ask(*worker);
+    held = false;
+    EXPECT_EQ(ended(*worker), c.want);
+  }
+}
+
+TEST_F(PreemptiveThreads, APauseDuringStartIsKept) {
+  const Owned<Worker> worker(new Worker);
+  worker->todo['S'] = [&] { worker->Pause(); };
+  worker->Start();
+  EXPECT_EQ(worker->AwaitThreadState(PT_state_idle, kNoLimit), 0);
+  EXPECT_EQ(worker->notes(), "PS");
+}
+
+TEST_F(PreemptiveThreads, AnErrorEndsTheThreadAlone) {
+  const DebugOutput output;
+  const struct {
+    char where;
+    const char* want;
+  } cases[] = {{'P', "P"}, {'S', "PS"}, {'R', "PSR"}, {'T', "PSRT"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.where);
+    const Owned<Worker> worker(new Worker);
+    worker->todo['R'] = [&] { worker->Stop(); };
+    worker->todo[c.where] = [] { +XError("WORKER_BROKE", 0); };
+    worker->Start();
+    EXPECT_EQ(worker->AwaitThreadState(kOwnState, kNoLimit), -1);
+    EXPECT_EQ(ended(*worker), c.want);
+  }
+  EXPECT_NE(output.text().find("Exception (WORKER_BROKE) in thread of classname (Worker), & threadid (0x"),
+            std::string::npos);
+}
+
+TEST_F(PreemptiveThreads, TheStateForErrorsTellsTheTextAndEnds) {
+  const DebugOutput output;
+  const Owned<Worker> worker(new Worker);
+  worker->SetNewThreadState(PT_state_exception);
+  worker->Start();
+  EXPECT_EQ(ended(*worker), "P");
+  EXPECT_NE(output.text().find("PreemptiveThread::MainThreadLoop: exception = (not set)"), std::string::npos);
+}
+
+TEST_F(PreemptiveThreads, AnAwaitedStateIsReachedInPassingOrTimesOutOrIsTaken) {
+  const Owned<Worker> worker(new Worker);
+  std::atomic<bool> held{true};
+  worker->todo['S'] = [&held] {
+    while (held) std::this_thread::yield();
+  };
+  ShortSleeps::letClockRun();
+  std::jthread awaiting([&] {
+    while (worker->AwaitThreadState(PT_state_starting, kNoLimit) != 0) std::this_thread::yield();
+  });
+  while (worker->AwaitThreadState(PT_state_exiting, 0) != -1) std::this_thread::yield();
+  worker->Start();
+  awaiting.join();
+  EXPECT_EQ(worker->AwaitThreadState(PT_state_starting, 0), 0) << "in it, with nothing else asked for";
+  EXPECT_EQ(worker->AwaitThreadState(PT_state_running, 60'000), 1);
+  ShortSleeps::letClockRun(false);
+  held = false;
+  EXPECT_EQ(worker->AwaitThreadState(PT_state_running, kNoLimit), 0);
+}
+
+TEST_F(PreemptiveThreads, AThreadThatDoesNotEndIsLeftRunningWithItsObject) {
+  const DebugOutput output;
+  Worker* const worker = new Worker;
+  std::atomic<bool> held{true};
+  worker->todo['R'] = [&held] {
+    while (held) std::this_thread::yield();
+  };
+  worker->Start();
+  worker->awaitNote('R');
+  ShortSleeps::letClockRun();
+  worker->Dispose();
+  EXPECT_EQ(Worker::alive, 1);
+  EXPECT_TRUE(PreemptiveThread::cDestructorTimedOut);
+  EXPECT_NE(output.text().find("~PreemptiveThread: AwaitThreadState timed out!!"), std::string::npos);
+  held = false;
+  EXPECT_EQ(ended(*worker), "PSRAT");
+  worker->Dispose();
+}
+
+TEST_F(PreemptiveThreads, MisuseFromTheWrongThreadIsFatal) {
+  const Owned<PreemptiveThread> plain(new PreemptiveThread);
+  const struct {
+    const char* want;
+    std::function<void()> misuse;
+  } outside[] = {
+      {"PreemptiveThread::ThreadIdle: don't call from outside thread!!", [&] { plain->ThreadIdle(); }},
+      {"PreemptiveThread::ThreadStarting: don't call from outside thread!!", [&] { plain->ThreadStarting(); }},
+      {"PreemptiveThread::ThreadRunning: don't call from outside thread!!", [&] { plain->ThreadRunning(); }},
+      {"PreemptiveThread::ThreadStopping: don't call from outside thread!!", [&] { plain->ThreadStopping(); }},
+      {"PreemptiveThread::ThreadSleep: don't call from outside thread!!", [&] { plain->ThreadSleep(1); }},
+      {"PreemptiveThread::HandleThreadState: Bad Thread State!", [&] { plain->HandleThreadState(kOwnState); }},
+  };
+  for (const auto& c : outside) EXPECT_EQ(checkFailedBy(c.misuse), c.want);
+
+  const Owned<Worker> worker(new Worker);
+  std::vector<std::string> said;
+  worker->todo['S'] = [&] {
+    EXPECT_EQ(PreemptiveThread::GetCurOSThreadID(), worker->GetMyThreadID());
+    EXPECT_FALSE(ThreadContext::Find()->IsCoopThread());
+    said = {checkFailedBy([&] { worker->Start(); }), checkFailedBy([&] { worker->AwaitThreadState(PT_state_idle, 0); }),
+            checkFailedBy([&] { worker->Dispose(); })};
+    worker->Stop();
+  };
+  worker->Start();
+  EXPECT_EQ(ended(*worker), "PST");
+  EXPECT_EQ(said, (std::vector<std::string>{
+                      "PreemptiveThread::Start: don't call from within thread!!",
+                      "PreemptiveThread::AwaitThreadState: don't call from within thread!!",
+                      "PreemptiveThread::~PreemptiveThread: don't initiate from within thread!!",
+                  }));
+}
+
+TEST_F(PreemptiveThreads, ASubclassMayHaveStatesOfItsOwn) {
+  const Owned<Worker> worker(new Worker);
+  worker->todo['O'] = [] { std::this_thread::yield(); };
+  worker->SetNewThreadState(kOwnState);
+  EXPECT_EQ(worker->AwaitThreadState(kOwnState, kNoLimit), 0);
+  worker->awaitNote('O');
+  worker->Start();
+  EXPECT_EQ(worker->AwaitThreadState(PT_state_running, kNoLimit), 0);
+  worker->SetNewThreadState(PT_state_t{13});
+  EXPECT_EQ(worker->AwaitThreadState(PT_state_idle, kNoLimit), -1) << "a state that nobody handles is an error";
+  EXPECT_STREQ(PreemptiveThread::GetThreadStateString(kOwnState), "undefined_state");
+}
+
+TEST_F(PreemptiveThreads, AConstructorThatRaisesEndsTheThread) {
+  struct Broken : PreemptiveThread {
+    Broken() { throw std::runtime_error("not today"); }
+  };
+  const DebugOutput output;
+  EXPECT_THROW(new Broken, std::runtime_error);
+  EXPECT_NE(output.text().find("PreemptiveThreadJacket: thread ending w/o exception."), std::string::npos);
+}
+
+TEST_F(PreemptiveThreads, RacingRequestsNeverLoseAStop) {
+  for (unsigned round = 0; round < 150; ++round) {
+    const Owned<Worker> worker(new Worker);
+    std::vector<std::jthread> askers;
+    for (unsigned asker = 0; asker < 3; ++asker) {
+      askers.emplace_back([&, asker] {
+        std::mt19937 random(round * 3 + asker);
+        for (int i = 0; i < 10; ++i) {
+          const unsigned what = random() % 3;
+          if (what == 0) worker->Pause();
+          if (what == 1) worker->Start();
+          if (what == 2) std::this_thread::yield();
+          if (asker == 0 && i == static_cast<int>(round % 10)) worker->Stop();
+        }
+      });
+    }
+    askers.clear();
+    const std::string notes = ended(*worker);
+    EXPECT_EQ(notes.find('T'), notes.rfind('T')) << notes;
+    EXPECT_EQ(notes.find_last_not_of('A'), notes.find('T')) << notes;
+  }
+}
+
+struct Counted : QueueItem {};
+
+TEST_F(PreemptiveThreads, PausedAndStartedAtRandomLosesNoWork) {
+  WrapQueue queue(8, kWaitForRoom);
+  KySema abort(2);
+  queue.SetAbortSema(&abort);
+  std::atomic<Long> sent{0};
+  std::atomic<Long> taken{0};
+  Owned<Worker> senders[] = {Owned<Worker>(new Worker), Owned<Worker>(new Worker)};
+  Owned<Worker> takers[] = {Owned<Worker>(new Worker), Owned<Worker>(new Worker)};
+  for (auto& sender : senders) {
+    sender->todo['R'] = [&] {
+      queue.Enqueue(new Counted);
+      ++sent;
+    };
+  }
+  for (auto& taker : takers) {
+    taker->todo['R'] = [&, worker = taker.get()] {
+      QueueItem* item = nullptr;
+      if (queue.WaitDequeue(&item, kNoLimit) != 0) return worker->Stop();
+      ++taken;
+      item->Dispose();
+    };
+    taker->Start();
+  }
+  std::mt19937 random(1);
+  for (int turn = 0; turn < 400; ++turn) {
+    Worker& sender = *senders[random() % 2];
+    if (random() % 2) {
+      sender.Start();
+    } else {
+      sender.Pause();
+    }
+    if (turn % 16 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  for (auto& sender : senders) sender.reset();
+  while (queue.HasData()) std::this_thread::yield();
+  for (std::size_t i = 0; i < std::size(takers); ++i) abort.Increment();
+  for (auto& taker : takers) taker.reset();
+  EXPECT_EQ(taken, sent);
+  EXPECT_GT(taken, 0);
+}
+
+}  // namespace
