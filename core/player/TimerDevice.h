@@ -7,8 +7,8 @@
 class KY_API TIMERDevice {
  public:
   void GetCurTime(Int64* now) const;
-  /// `*elapsed` is the time since `*since`, which becomes now.
-  void DeltaTime(Int64* since, Int64* elapsed) const;
+  /// `*elapsed` becomes the time since `*since`.
+  void DeltaTime(const Int64* since, Int64* elapsed) const;
 
   void MarkStartTime();
   void GetTimeSinceMark(Int64* elapsed) const;
