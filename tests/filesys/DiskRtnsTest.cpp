@@ -15,6 +15,7 @@
 
 #include "core/error/Subsystems.h"
 #include "core/error/UnitTestBase.h"
+#include "core/mem/KyMemory.h"
 #include "platform/Files.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
@@ -139,6 +140,21 @@ TEST_F(DiskRtns, SayWhatIsWrongWithAPathAndLoseNothing) {
   EXPECT_EQ(openDescriptors(), descriptors);
   const std::string longest = folder.path + std::string(1023 - folder.path.size() - 9, '/') + "/Reel.kyb";
   EXPECT_EQ(KYGetLength(Opened(longest, kFileRead)), 3);
+}
+
+TEST_F(DiskRtns, OpenNothingWhereMemoryIsShort) {
+  const auto descriptors = openDescriptors();
+  const MemoryTotals before = memoryTotals();
+  int failures = 0;
+  for (bool failed = true; failed; failures += failed) {
+    const AllocationFailure failure(failures + 1);
+    const std::string code = codeRaisedBy([&] { Opened(path, kFileCreate); });
+    failed = failure.happened();
+    EXPECT_EQ(code, failed ? "MEM_OUT_OF_MEMORY" : "");
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
+  }
+  EXPECT_GE(failures, 4);  // the file, its record, and two places in the list
 }
 
 TEST_F(DiskRtns, OpenAnewWhatWasTakenOutOfSharing) {
