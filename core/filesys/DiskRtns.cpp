@@ -389,6 +389,7 @@ Boolean KYLockFileShared(fileRec_t** fileHdl) {
   if (!file) return false;
   int error = file->file.lock(kLockBegin, LockKind::shared);
   for (int tries = 1; error == kFileLocked && tries < kLockTries; ++tries) {
+    const Blocking frame;
     sleepFor(kLockPause);
     error = file->file.lock(kLockBegin, LockKind::shared);
   }

@@ -108,6 +108,7 @@ KY_API void KYGetEfficientWriteSize(fileRec_t** fileHdl, Long* min, Long* max, L
 ///
 /// Returns:  true.
 /// Raises:   "Failed Lock:\n...", the code being the message.
+/// Threads:  lets the other cooperative threads run while it waits.
 KY_API Boolean KYLockFileExclusive(fileRec_t** fileHdl);
 KY_API Boolean KYLockFileShared(fileRec_t** fileHdl);
 /// Prints what goes wrong, and does not raise.

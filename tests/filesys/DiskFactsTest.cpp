@@ -1,0 +1,246 @@
+// Failures made to order, locks, facts and traces of open files.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+
+#include "core/error/Subsystems.h"
+#include "core/error/UnitTestBase.h"
+#include "platform/Files.h"
+#include "tests/filesys/DiskSupport.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+class DiskFacts : public DiskTest {};
+
+// ---- failures made to order
+
+TEST_F(DiskFacts, FailTheNthOperationOnce) {
+  writeBytes(path, counted(5));
+  const Opened file(path, kFileReadWrite);
+  char data = 0;
+  const struct {
+    void (*force)(int, int);
+    int number;
+    const char* code;
+    std::function<void()> operation;
+  } kinds[] = {{SetForceDiskReadErr, 5, "DISK_ACCESS_DENIED", [&] { KYReadFile(file, &data, 0, kFromStart, 1); }},
+               {SetForceDiskWriteErr, 112, "DISK_FULL", [&] { KYWriteFile(file, 0, kFromStart, 1, "x"); }},
+               {SetForceDiskOpenErr, 1117, "DISK_IO_ERROR", [&] {
+                  EXPECT_EQ(Opened(path, kFileReadWrite), file);  // shared: asks nobody
+                  Opened(folder / "new", kFileCreate);
+                }}};
+  const auto descriptors = openDescriptors();
+  for (const auto& kind : kinds) {
+    for (int n = 0; n <= 3; ++n) {
+      SCOPED_TRACE(kind.code + std::to_string(n));
+      kind.force(kind.number, n);
+      for (int i = 1; i < n; ++i) EXPECT_EQ(codeRaisedBy(kind.operation), "");
+      const XError error = errorRaisedBy(kind.operation);
+      int status = 0;
+      EXPECT_EQ(std::string(error.GetCode() ? error.GetCode() : ""), n ? kind.code : "");
+      EXPECT_EQ(error.GetParm(&status, error.FindLevel("SYS_ERROR"), "status") ? status : 0, n ? kind.number : 0);
+      EXPECT_EQ(codeRaisedBy(kind.operation), "");
+    }
+  }
+  EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+// ---- locks
+
+/// A process of its own that holds a lock on `path` until it is told to end.
+class LockHolder {
+ public:
+  explicit LockHolder(const std::string& path) {
+    int held[2];
+    EXPECT_EQ(pipe(held), 0);
+    child = fork();
+    if (child == 0) {
+      const int file = ::open(path.c_str(), O_RDWR);
+      struct flock range = {};
+      range.l_type = F_WRLCK;
+      range.l_start = 0x7FFFFFF0;
+      const bool got = ::fcntl(file, F_OFD_SETLK, &range) == 0;
+      if (::write(held[1], got ? "y" : "n", 1) == 1) pause();
+      _exit(0);
+    }
+    char answer = 0;
+    EXPECT_EQ(::read(held[0], &answer, 1), 1);
+    EXPECT_EQ(answer, 'y');
+    ::close(held[0]);
+    ::close(held[1]);
+  }
+  void end() {
+    if (child > 0) ::kill(child, SIGKILL);
+    if (child > 0) ::waitpid(child, nullptr, 0);
+    child = 0;
+  }
+  ~LockHolder() { end(); }
+
+ private:
+  pid_t child = 0;
+};
+
+LockHolder* holderToEnd = nullptr;
+
+TEST_F(DiskFacts, WaitForALockUntilTheOtherProcessEnds) {
+  writeBytes(path, {});
+  for (const unsigned short flags : {kFileRead, kFileWrite, kFileReadWrite}) {
+    LockHolder holder(path);
+    const HookedSleep hooked;
+    holderToEnd = &holder;
+    HookedSleep::onSleep = [] {
+      if (HookedSleep::sleeps == 3) holderToEnd->end();
+    };
+    const Opened file(path, flags);
+    EXPECT_TRUE(KYLockFileExclusive(file));
+    EXPECT_EQ(HookedSleep::sleeps, 3);
+    EXPECT_EQ(HookedSleep::last, 1000);
+    HookedSleep::onSleep = nullptr;
+
+    const Opened second(folder / "../" + folder.path.substr(folder.path.rfind('/') + 1) + "/Reel.kyb", kFileRead);
+    EXPECT_TRUE(KYLockFileShared(second));  // shared by all who ask through the library
+    EXPECT_EQ(HookedSleep::sleeps, 3);
+    platform::File writer;
+    ASSERT_EQ(writer.open(path.c_str(), platform::Access::readWrite, platform::Disposition::openExisting), 0);
+    EXPECT_EQ(writer.lock(0x7FFFFFF0, platform::LockKind::exclusive), 33);
+    KYUnlockFile(second);
+    EXPECT_EQ(writer.lock(0x7FFFFFF0, platform::LockKind::exclusive), 33);
+    KYUnlockFile(file);
+    EXPECT_EQ(writer.lock(0x7FFFFFF0, platform::LockKind::exclusive), 0);
+  }
+}
+
+TEST_F(DiskFacts, GiveUpOnALockAfterTwoMinutes) {
+  writeBytes(path, {});
+  const LockHolder holder(path);
+  const HookedSleep hooked;
+  const Opened file(path, kFileRead);
+  EXPECT_EQ(codeRaisedBy([&] { KYLockFileShared(file); }),
+            "Failed Lock:\nResource temporarily unavailable\n" + path + "\n");
+  EXPECT_EQ(HookedSleep::sleeps, 119);
+}
+
+// ---- facts and traces
+
+TEST_F(DiskFacts, TellNameAndTimes) {
+  const Opened file(path, kFileCreate);
+  char name[16];
+  EXPECT_STREQ(KYGetFileName(file, name, sizeof name), "Reel.kyb");
+  EXPECT_STREQ(KYGetFileName(file, name, 5), "Reel");
+  struct timespec times[2] = {{0, UTIME_OMIT}, {1'000'000'000, 1'234'567}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  Int64 changed = 0;
+  KYGetFileModDateTime(file, &changed);
+  EXPECT_EQ(changed, (11644473600 + 1'000'000'000) * 10'000'000 + 12'345);
+  std::tm made = {}, now = platform::localTime(platform::wallSeconds());
+  KYGetFileCreationDateTime(file, &made);
+  EXPECT_LT(std::mktime(&now) - std::mktime(&made), 100);
+}
+
+TEST_F(DiskFacts, AskTheVolumeForTheSizesThatPay) {
+  const Opened file(path, kFileCreate);
+  fileRec_t** const shared = openFile((folder / "shared").c_str(), kFileCreate, 0, OSVolID(70));
+  const VolumeServices before = volumeServices();
+  installVolumeServices({[](OSVolID volume) -> Boolean { return OSVolID::Compare(volume, OSVolID(70)) == 0; },
+                         [](OSVolID, ULong, CorvaneInfo_t* info) {
+                           *info = {4096, 131072, 0, {131072, 262144}, {131072, 393216}};
+                         },
+                         nullptr});
+  const struct {
+    fileRec_t** file;
+    Long block, read[3], write[3];
+  } cases[] = {{file, 512, {0, 0, 0}, {0x80000, 0x80000, 512}},
+               {shared, 4096, {131072, 262144, 131072}, {393216, 393216, 131072}}};
+  for (const auto& c : cases) {
+    Long min = -1, max = -1, step = -1;
+    EXPECT_EQ(KYGetBlockSize(c.file), c.block);
+    KYGetEfficientReadSize(c.file, &min, &max, &step);
+    EXPECT_TRUE(min == c.read[0] && max == c.read[1] && step == c.read[2]);
+    KYGetEfficientWriteSize(c.file, &min, &max, &step);
+    EXPECT_TRUE(min == c.write[0] && max == c.write[1] && step == c.write[2]);
+  }
+  const int subsystem = dbgRegSubSystem("DiskRtnsIOSize");
+  dbgSetFlag(subsystem, kDbgPrint);
+  const DebugPrinted printed;
+  KYGetEfficientReadSize(shared, nullptr, nullptr, nullptr);
+  KYGetEfficientWriteSize(file, nullptr, nullptr, nullptr);
+  EXPECT_EQ(printed.text(),
+            "KyEfficientRead min= 131072, max= 262144, step=131072\n"
+            "KyEfficientWrite min= 524288, max= 524288, step= 512\n");
+  dbgClearFlag(subsystem, kDbgPrint);
+  installVolumeServices(before);
+  EXPECT_EQ(KYGetBlockSize(nullptr), 512);
+  EXPECT_EQ(checkFailedBy([] { KYGetEfficientReadSize(nullptr, nullptr, nullptr, nullptr); }),
+            "fileHdl && (*fileHdl)->magic == DISK_MAGIC");
+  KYCloseFile(shared);
+}
+
+std::string consoleText;
+
+TEST_F(DiskFacts, TraceWhatTheCommandTurnsOn) {
+  const struct {
+    const char* option;
+    ULong before, after;
+    bool helps;
+  } cases[] = {{"all", 0, 15, false},  {"NONE", 15, 0, false}, {"o", 8, 9, false},     {"Write", 1, 3, false},
+               {"r", 0, 4, false},     {"c", 0, 8, false},     {"noo", 15, 14, false}, {"NoWrite", 15, 13, false},
+               {"nor", 15, 11, false}, {"noc", 15, 7, false},  {"no", 15, 15, true},   {"xyz", 5, 5, true},
+               {nullptr, 5, 5, true}};
+  const auto before = UnitTestBase::SetLineSink([](const char* line, int) { consoleText += line; });
+  for (const auto& c : cases) {
+    SetDiskRtnDbgFlags(c.before);
+    consoleText.clear();
+    setDiskRtnFlags(c.option);
+    EXPECT_EQ(GetDiskRtnDbgFlags(), c.after) << (c.option ? c.option : "none");
+    EXPECT_EQ(!consoleText.empty(), c.helps);
+  }
+  UnitTestBase::SetLineSink(before);
+  EXPECT_TRUE(consoleText.starts_with("DiskRtnFlags allows turning on"));
+  EXPECT_NE(consoleText.find("\tNoOpenClose (noo) - to turn off"), std::string::npos);
+
+  SetDiskRtnDbgFlags(15);
+  const DebugOutput traces;
+  fileRec_t** const file = openFile(path.c_str(), 12, 0xA, OSVolID());
+  char handle[32];
+  std::snprintf(handle, sizeof handle, "FILEHDL:0x%lx ", reinterpret_cast<unsigned long>(file));
+  write(file, {65});
+  char data = 0;
+  KYReadFile(file, &data, 0, kFromStart, 1);
+  KYCloseFile(file);
+  SetDiskRtnDbgFlags(0);
+  const std::string wanted[] = {
+      std::string("=CreateFile==") + handle + "realflags:3 shared:3 createdist:2 attributes:0",
+      std::string("01--OPENING--") + handle + "FLAGS:0xc PERMS:0xa for " + path,
+      std::string(">>>>WRITING>>") + handle + "Offset:000000000 PosMode: 2 length:000000001 [" + path + "]",
+      std::string("<<<<READING<<") + handle + "Offset:000000000 PosMode: 1 requestLen:000000001 [" + path + "]",
+      std::string("01**CLOSING**") + handle + "FLAGS:0xc PERMS:0xa for " + path};
+  for (const std::string& line : wanted) EXPECT_NE(traces.text().find(line), std::string::npos) << line;
+}
+
+std::string transfers;
+
+TEST_F(DiskFacts, TellOfEachReadAtBothItsEnds) {
+  writeBytes(path, counted(9));
+  SetKYReadLogTransferCB([](unsigned long length) -> unsigned char {
+    transfers += std::to_string(length) + " ";
+    return 1;
+  });
+  const Opened file(path, kFileRead);
+  char data[16];
+  KYReadFile(file, data, 0, kFromStart, 7);
+  EXPECT_EQ(codeRaisedBy([&] { KYReadFile(file, data, 0, kFromStart, 16); }), "DISK_EOF");
+  SetKYReadLogTransferCB(nullptr);
+  EXPECT_EQ(transfers, "0 7 0 ");
+}
+
+}  // namespace

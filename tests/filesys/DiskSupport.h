@@ -1,0 +1,50 @@
+// Open files for tests.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "core/filesys/DiskRtns.h"
+#include "tests/support/TempFolder.h"
+
+namespace ky::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+inline fileRec_t** open(const std::string& path, unsigned short flags) {
+  return openFile(path.c_str(), flags, 0, OSVolID());
+}
+
+/// An open file, closed with its scope.
+class Opened {
+ public:
+  Opened(const std::string& path, unsigned short flags) : file(open(path, flags)) {}
+  ~Opened() { KYCloseFile(file); }
+  Opened(const Opened&) = delete;
+  Opened& operator=(const Opened&) = delete;
+  operator fileRec_t**() const { return file; }
+
+ private:
+  fileRec_t** const file;
+};
+
+inline Bytes counted(std::size_t count) {
+  Bytes bytes(count);
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
+  return bytes;
+}
+
+inline void write(fileRec_t** file, const Bytes& bytes) {
+  KYWriteFile(file, 0, kFromPosition, Long(bytes.size()), bytes.data());
+}
+
+class DiskTest : public testing::Test {
+ protected:
+  const TempFolder folder;
+  const std::string path = folder / "Reel.kyb";
+};
+
+}  // namespace ky::test
