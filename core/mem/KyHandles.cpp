@@ -290,7 +290,7 @@ short KyPtrAndHand(const void* src, char** h, Long size) {
   const Long old = KyGetHandleSize(h);
   KySetHandleSize(h, old + size);
   const char* const from = offset >= 0 ? *h + offset : static_cast<const char*>(src);
-  if (size > 0) std::memcpy(*h + old, from, static_cast<std::size_t>(size));
+  if (size > 0 && *h) std::memcpy(*h + old, from, static_cast<std::size_t>(size));
   return 0;
 }
 

@@ -219,7 +219,7 @@ void KyCoreThreadEvent::AddSubscriber(KyCoreThread* thread, Int64*) {
       const Outside outside(thread);
       got = iHandle->waitFor(platform::kForever, own ? &own->killDeferred : nullptr);
     }
-    if (got == Wait::interrupted) own->raiseKillSignal();
+    if (got == Wait::interrupted && own) own->raiseKillSignal();
   }
 }
 
