@@ -12,6 +12,7 @@
 #include "core/player/TimerDevice.h"
 #include "platform/Clock.h"
 #include "tests/support/Raised.h"
+#include "tests/threads/CoreThreads.h"
 
 namespace {
 
@@ -137,6 +138,21 @@ TEST(PeriodicTimer, TakesCommandsFromManyThreads) {
   threads.clear();
   timer.start();
   awaitCalls(calls().size() + 1);
+}
+
+TEST(PeriodicTimer, LetsCooperativeThreadsRunUntilItHasObeyed) {
+  static std::atomic<bool> sHeld;
+  sHeld = true;
+  KyCoreThreadInit();
+  Worker cooperative([](Worker& it) {
+    sHeld = false;
+    it.idle = true;
+  });
+  cooperative.Resume();
+  const Timer timer(1'000, [](Long, ULong) {
+    while (sHeld) std::this_thread::yield();
+  });
+  EXPECT_FALSE(sHeld);
 }
 
 _TIMER_HANDLE* sCommanded = nullptr;

@@ -19,6 +19,7 @@
 #include "platform/Clock.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
+#include "tests/threads/CoreThreads.h"
 
 namespace {
 
@@ -52,13 +53,13 @@ class ShortSleeps {
 
 /// Keeps what its thread did, a letter each: Preprocess, Starting, Running (once in a row), sTopping, Aborting, Own
 /// state.
-class Worker : public PreemptiveThread {
+class Steered : public PreemptiveThread {
  public:
-  explicit Worker(Long priority = 0) : PreemptiveThread(priority) { ++alive; }
+  explicit Steered(Long priority = 0) : PreemptiveThread(priority) { ++alive; }
 
-  const char* ClassName() override { return "Worker"; }
+  const char* ClassName() override { return "Steered"; }
   Boolean IsInstanceOf(const char* name) override {
-    return std::string(name) == "Worker" || PreemptiveThread::IsInstanceOf(name);
+    return std::string(name) == "Steered" || PreemptiveThread::IsInstanceOf(name);
   }
 
   void ThreadPreprocess() override { run('P'); }
@@ -96,7 +97,7 @@ class Worker : public PreemptiveThread {
   static inline std::atomic<int> alive{0};
 
  protected:
-  ~Worker() override { --alive; }
+  ~Steered() override { --alive; }
 
  private:
   void note(char letter) {
@@ -114,12 +115,12 @@ class Worker : public PreemptiveThread {
 
 class PreemptiveThreads : public testing::Test {
  protected:
-  ~PreemptiveThreads() override { EXPECT_EQ(Worker::alive, 0); }
+  ~PreemptiveThreads() override { EXPECT_EQ(Steered::alive, 0); }
 
   ShortSleeps sleeps;
 };
 
-std::string ended(Worker& worker) {
+std::string ended(Steered& worker) {
   while (worker.GetThreadState() != kFinished) std::this_thread::yield();
   return worker.notes();
 }
@@ -127,7 +128,7 @@ std::string ended(Worker& worker) {
 TEST_F(PreemptiveThreads, RunsPausesAndRunsAgain) {
   const DebugOutput output;
   {
-    const Owned<Worker> worker(new Worker(-1));
+    const Owned<Steered> worker(new Steered(-1));
     EXPECT_EQ(worker->GetThreadState(), PT_state_idle);
     EXPECT_EQ(worker->AwaitThreadState(PT_state_idle, kNoLimit), 0);
     EXPECT_NE(worker->GetMyThreadID(), PreemptiveThread::GetCurOSThreadID());
@@ -163,8 +164,8 @@ TEST_F(PreemptiveThreads, RunsPausesAndRunsAgain) {
 }
 
 TEST_F(PreemptiveThreads, AnEndAskedForInAnyStateIsNeverPutOff) {
-  const auto stop = [](Worker& worker) { worker.Stop(); };
-  const auto everything = [](Worker& worker) {
+  const auto stop = [](Steered& worker) { worker.Stop(); };
+  const auto everything = [](Steered& worker) {
     worker.Pause();
     worker.Start();
     worker.Stop();
@@ -174,7 +175,7 @@ TEST_F(PreemptiveThreads, AnEndAskedForInAnyStateIsNeverPutOff) {
   const struct {
     const char* name;
     char during;  ///< what the thread is held in meanwhile; 0 for idle
-    std::function<void(Worker&)> ask;
+    std::function<void(Steered&)> ask;
     const char* want;
   } cases[] = {
       {"before the first start", 0, stop, "PT"}, {"in preparation", 'P', stop, "PT"},
@@ -184,7 +185,7 @@ TEST_F(PreemptiveThreads, AnEndAskedForInAnyStateIsNeverPutOff) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    const Owned<Worker> worker(new Worker);
+    const Owned<Steered> worker(new Steered);
     std::atomic<bool> held{true};
     const auto hold = [&held] {
       while (held) std::this_thread::yield();
@@ -202,7 +203,7 @@ TEST_F(PreemptiveThreads, AnEndAskedForInAnyStateIsNeverPutOff) {
 }
 
 TEST_F(PreemptiveThreads, APauseDuringStartIsKept) {
-  const Owned<Worker> worker(new Worker);
+  const Owned<Steered> worker(new Steered);
   worker->todo['S'] = [&] { worker->Pause(); };
   worker->Start();
   EXPECT_EQ(worker->AwaitThreadState(PT_state_idle, kNoLimit), 0);
@@ -217,20 +218,20 @@ TEST_F(PreemptiveThreads, AnErrorEndsTheThreadAlone) {
   } cases[] = {{'P', "P"}, {'S', "PS"}, {'R', "PSR"}, {'T', "PSRT"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.where);
-    const Owned<Worker> worker(new Worker);
+    const Owned<Steered> worker(new Steered);
     worker->todo['R'] = [&] { worker->Stop(); };
     worker->todo[c.where] = [] { +XError("WORKER_BROKE", 0); };
     worker->Start();
     EXPECT_EQ(worker->AwaitThreadState(kOwnState, kNoLimit), -1);
     EXPECT_EQ(ended(*worker), c.want);
   }
-  EXPECT_NE(output.text().find("Exception (WORKER_BROKE) in thread of classname (Worker), & threadid (0x"),
+  EXPECT_NE(output.text().find("Exception (WORKER_BROKE) in thread of classname (Steered), & threadid (0x"),
             std::string::npos);
 }
 
 TEST_F(PreemptiveThreads, TheStateForErrorsTellsTheTextAndEnds) {
   const DebugOutput output;
-  const Owned<Worker> worker(new Worker);
+  const Owned<Steered> worker(new Steered);
   worker->SetNewThreadState(PT_state_exception);
   worker->Start();
   EXPECT_EQ(ended(*worker), "P");
@@ -238,7 +239,7 @@ TEST_F(PreemptiveThreads, TheStateForErrorsTellsTheTextAndEnds) {
 }
 
 TEST_F(PreemptiveThreads, AnAwaitedStateIsReachedInPassingOrTimesOutOrIsTaken) {
-  const Owned<Worker> worker(new Worker);
+  const Owned<Steered> worker(new Steered);
   std::atomic<bool> held{true};
   worker->todo['S'] = [&held] {
     while (held) std::this_thread::yield();
@@ -257,9 +258,25 @@ TEST_F(PreemptiveThreads, AnAwaitedStateIsReachedInPassingOrTimesOutOrIsTaken) {
   EXPECT_EQ(worker->AwaitThreadState(PT_state_running, kNoLimit), 0);
 }
 
+TEST_F(PreemptiveThreads, WhoAwaitsAStateLetsCooperativeThreadsRun) {
+  KyCoreThreadInit();
+  std::atomic<bool> held{true};
+  ky::test::Worker cooperative([&held](ky::test::Worker& it) {
+    held = false;
+    it.idle = true;
+  });
+  const Owned<Steered> steered(new Steered);
+  steered->todo['S'] = [&held] {
+    while (held) std::this_thread::yield();
+  };
+  steered->Start();
+  cooperative.Resume();
+  EXPECT_EQ(steered->AwaitThreadState(PT_state_running, kNoLimit), 0);
+}
+
 TEST_F(PreemptiveThreads, AThreadThatDoesNotEndIsLeftRunningWithItsObject) {
   const DebugOutput output;
-  Worker* const worker = new Worker;
+  Steered* const worker = new Steered;
   std::atomic<bool> held{true};
   worker->todo['R'] = [&held] {
     while (held) std::this_thread::yield();
@@ -268,7 +285,7 @@ TEST_F(PreemptiveThreads, AThreadThatDoesNotEndIsLeftRunningWithItsObject) {
   worker->awaitNote('R');
   ShortSleeps::letClockRun();
   worker->Dispose();
-  EXPECT_EQ(Worker::alive, 1);
+  EXPECT_EQ(Steered::alive, 1);
   EXPECT_TRUE(PreemptiveThread::cDestructorTimedOut);
   EXPECT_NE(output.text().find("~PreemptiveThread: AwaitThreadState timed out!!"), std::string::npos);
   held = false;
@@ -291,7 +308,7 @@ TEST_F(PreemptiveThreads, MisuseFromTheWrongThreadIsFatal) {
   };
   for (const auto& c : outside) EXPECT_EQ(checkFailedBy(c.misuse), c.want);
 
-  const Owned<Worker> worker(new Worker);
+  const Owned<Steered> worker(new Steered);
   std::vector<std::string> said;
   worker->todo['S'] = [&] {
     EXPECT_EQ(PreemptiveThread::GetCurOSThreadID(), worker->GetMyThreadID());
@@ -310,7 +327,7 @@ TEST_F(PreemptiveThreads, MisuseFromTheWrongThreadIsFatal) {
 }
 
 TEST_F(PreemptiveThreads, ASubclassMayHaveStatesOfItsOwn) {
-  const Owned<Worker> worker(new Worker);
+  const Owned<Steered> worker(new Steered);
   worker->todo['O'] = [] { std::this_thread::yield(); };
   worker->SetNewThreadState(kOwnState);
   EXPECT_EQ(worker->AwaitThreadState(kOwnState, kNoLimit), 0);
@@ -333,7 +350,7 @@ TEST_F(PreemptiveThreads, AConstructorThatRaisesEndsTheThread) {
 
 TEST_F(PreemptiveThreads, RacingRequestsNeverLoseAStop) {
   for (unsigned round = 0; round < 150; ++round) {
-    const Owned<Worker> worker(new Worker);
+    const Owned<Steered> worker(new Steered);
     std::vector<std::jthread> askers;
     for (unsigned asker = 0; asker < 3; ++asker) {
       askers.emplace_back([&, asker] {
@@ -362,8 +379,8 @@ TEST_F(PreemptiveThreads, PausedAndStartedAtRandomLosesNoWork) {
   queue.SetAbortSema(&abort);
   std::atomic<Long> sent{0};
   std::atomic<Long> taken{0};
-  Owned<Worker> senders[] = {Owned<Worker>(new Worker), Owned<Worker>(new Worker)};
-  Owned<Worker> takers[] = {Owned<Worker>(new Worker), Owned<Worker>(new Worker)};
+  Owned<Steered> senders[] = {Owned<Steered>(new Steered), Owned<Steered>(new Steered)};
+  Owned<Steered> takers[] = {Owned<Steered>(new Steered), Owned<Steered>(new Steered)};
   for (auto& sender : senders) {
     sender->todo['R'] = [&] {
       queue.Enqueue(new Counted);
@@ -381,7 +398,7 @@ TEST_F(PreemptiveThreads, PausedAndStartedAtRandomLosesNoWork) {
   }
   std::mt19937 random(1);
   for (int turn = 0; turn < 400; ++turn) {
-    Worker& sender = *senders[random() % 2];
+    Steered& sender = *senders[random() % 2];
     if (random() % 2) {
       sender.Start();
     } else {
