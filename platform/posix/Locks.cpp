@@ -256,6 +256,7 @@ Wait Semaphore::takeFor(Int64 milliseconds, const GiveUp* giveUp) {
       return Wait::acquired;
     }
   }
+  if (left == 0 && milliseconds == 0) return Wait::timedOut;
   return waitForOne(this, milliseconds, giveUp);
 }
 
