@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -110,6 +111,11 @@ BENCHMARK(fromThreadToThread<LockedRing>)->UseRealTime();
 
 int main(int argc, char** argv) {
   KyStartHost();
+  // Beside a second thread, for the standard library's locks leave their atomics out while there is only one.
+  std::promise<void> done;
+  std::thread idle([finished = done.get_future()] { finished.wait(); });
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
+  done.set_value();
+  idle.join();
 }

@@ -9,6 +9,7 @@
 #include "core/error/XError.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/Owned.h"
+#include "platform/Threads.h"
 
 using namespace ky;
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr ULong kNoCapacity = 0x7FFFFFFF;
 constexpr Long kFirstCells = 16;
+constexpr int kLooks = 8;
 
 QueueItem** newCells(Int64 cells) {
   const Int64 bytes = cells * static_cast<Int64>(sizeof(QueueItem*));
@@ -84,9 +86,16 @@ Long KyQueue::WaitDequeue(QueueItem** item, ULong milliseconds) {
   return status;
 }
 
+// Items come in a row: to look again is cheaper than to be put to sleep and woken for each.
 Long KyQueue::WaitOrAbort(KySema& sema, ULong milliseconds) {
   KySema* const abort = iAbort;
-  if (!abort) return sema.Lock(milliseconds);
+  if (!abort) {
+    for (int look = 0; look < kLooks && milliseconds != 0; ++look) {
+      if (sema.IsSet() && sema.Lock(0) == 0) return 0;
+      platform::yieldProcessor();
+    }
+    return sema.Lock(milliseconds);
+  }
   KySynch* taken = nullptr;
   const Long status = KyWaitForEither(abort, &sema, &taken, milliseconds);
   return taken == abort ? -1 : status;
