@@ -13,6 +13,7 @@
 #include "core/objsys/TypedRead.h"
 #include "core/objsys/WalkGuard.h"
 #include "core/utils/MemStreams.h"
+#include "core/utils/StreamWire.h"
 
 using namespace ky;
 
@@ -180,27 +181,27 @@ void AObjDoc::growLists(Long number) {
 
 void AObjDoc::CreateObject(AStream* theStream, Long number) {
   showReadProgress("Reading %ld objects (allocating)...", number, numObjects);
-  const auto classID = Long(theStream->ReadChar4("ClassID"));
-  const Long length = theStream->ReadLong("Length");
-  if (length < 0 || length > contentEnd - theStream->GetPosition()) raiseBadStreamData("Object length out-of-bounds");
+  const auto [id, length] = StreamWire::getRecordHead(*theStream);
+  const auto classID = Long(id);
+  if (length < 0 || length > contentEnd - StreamWire::place(*theStream))
+    raiseBadStreamData("Object length out-of-bounds");
   if (number > listSlots) growLists(number);
   // With tags on, a body ends in a mark that is not the object's own.
   objects()[number - 1] = NewByClassID(classID, version >= 3 ? length - 1 : length);
   marks()[number - 1] = 0;
-  theStream->Skip(length);
+  StreamWire::skip(*theStream, length);
 }
 
 void AObjDoc::LoadObject(AStream* theStream, Long number) {
   showReadProgress("Reading %ld objects (filling)...", number, numObjects);
-  const auto classID = Long(theStream->ReadChar4("ClassID"));
-  const Long length = theStream->ReadLong("Length");
-  if (ioDesc) ioDesc->SetClassIDRead(classID);
-  const Int64 end = Int64{theStream->GetPosition()} + length;
+  const auto [classID, length] = StreamWire::getRecordHead(*theStream);
+  if (ioDesc) ioDesc->SetClassIDRead(Long(classID));
+  const StreamWire::Distance body(*theStream);
   APortable* const object = objects()[number - 1];
   if (!object) return theStream->Skip(length);
   object->GetObjectFromStream(theStream, ioDesc);
   if (dropsUnknowns && object->GetClassID() == kUnknownID) marks()[number - 1] |= kDropped;
-  if (theStream->GetPosition() > end) raiseBadStreamData("Object read past its end");
+  if (body.gone() > length) raiseBadStreamData("Object read past its end");
 }
 
 APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
@@ -210,7 +211,7 @@ APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
     return nullptr;
   }
   const Boolean owned = doc->ioDesc ? doc->ioDesc->TakeOwnedPtr() : 0;
-  const ULong number = doc->idSize == 4 ? stream->ReadULong(label) : doc->readNumber(stream, label);
+  const ULong number = doc->idSize == 4 ? StreamWire::getNumber(*stream, label) : doc->readNumber(stream, label);
   if (number == 0) return nullptr;
   if (number > ULong(doc->numObjects)) raiseBadStreamData("Object ID out-of-bounds");
   if (!check(doc->objList != nullptr, "The domain's object list was NULL")) return nullptr;

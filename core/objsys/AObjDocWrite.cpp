@@ -176,30 +176,34 @@ void AObjDoc::preflight(APortable* root) {
 }
 
 void AObjDoc::PrefltCB(void* domain, AStream* stream, const char* label, APortable* object) {
-  stream->WriteLong(label, 0);
-  if (object) found(static_cast<AObjDoc*>(domain)->preflightList).meet(object);
+  auto* const doc = static_cast<AObjDoc*>(domain);
+  if (stream == doc->countStream && StreamWire::isOpenForWriting(*stream)) [[likely]] {
+    StreamWire::stepOverValue(*stream, sizeof(Long));
+  } else {
+    stream->WriteLong(label, 0);
+  }
+  if (object) found(doc->preflightList).meet(object);
 }
 
 Long AObjDoc::PrefltObject(AStream* theStream, APortable* object) {
   preflightProgress.tick("Recursing on %ld objects...", numObjects, numObjects);
-  const Long start = theStream->GetPosition();
+  const StreamWire::Distance body(*theStream);
   object->PutObjectToStream(theStream, ioDesc);
-  return theStream->GetPosition() - start;
+  return Long(body.gone());
 }
 
 void AObjDoc::WriteObject(AStream* strm, APortable* object, Long length) {
   writeProgress.tick("Writing %ld objects...", numObjects - WalkMarks::number(*object) + 1, numObjects);
-  strm->WriteChar4("ClassID", Char4(GetWriteClassID(object)));
-  strm->WriteLong("Length", length);
-  const Long start = strm->GetPosition();
+  StreamWire::putRecordHead(*strm, Char4(GetWriteClassID(object)), length);
+  const StreamWire::Distance body(*strm);
   object->PutObjectToStream(strm, ioDesc);
-  check(length == strm->GetPosition() - start, "len == strm->GetPosition() - pos");
+  check(length == body.gone(), "len == strm->GetPosition() - pos");
 }
 
 /// Found first is numbered last: the root, number 1 of the walk, is the last record.
 void AObjDoc::WriteCB(void* domain, AStream* stream, const char* label, APortable* object) {
   const auto* const doc = static_cast<AObjDoc*>(domain);
-  stream->WriteULong(label, object ? ULong(doc->numObjects - WalkMarks::number(*object) + 1) : 0);
+  StreamWire::putNumber(*stream, label, object ? ULong(doc->numObjects - WalkMarks::number(*object) + 1) : 0);
 }
 
 void AObjDoc::startContent(AStream::PtrWriteFunc writePtr) {
@@ -310,18 +314,16 @@ void AObjDoc::AltCtlCB(void* domain, AStream* driver, const char*, APortable* ob
 
 void AObjDoc::writeMeasured(APortable* object) {
   countStream->SetPosition(0);
-  countStream->WriteChar4("ClassID", 0);
-  countStream->WriteLong("Length", 0);
-  const Long counted = countStream->GetPosition();
+  StreamWire::putRecordHead(*countStream, 0, 0);
+  const StreamWire::Distance counted(*countStream);
   object->PutObjectToStream(countStream, ioDesc);
-  const Long myCount = countStream->GetPosition() - counted;
+  const auto myCount = Long(counted.gone());
 
   const Long classID = GetWriteClassID(object);
   check(classID != 0, "Can't put unregistered class!");
-  stream->WriteChar4("ClassID", Char4(classID));
-  stream->WriteLong("Length", myCount);
-  const Long start = stream->GetPosition();
+  StreamWire::putRecordHead(*stream, Char4(classID), myCount);
+  const StreamWire::Distance body(*stream);
   object->PutObjectToStream(stream, ioDesc);
-  const Long myFileCount = stream->GetPosition() - start;
+  const auto myFileCount = Long(body.gone());
   check(myFileCount == myCount, "myFileCount == myCount");
 }

@@ -7,7 +7,7 @@
 #include "core/mem/KyMemory.h"
 #include "core/objsys/TypedRead.h"
 #include "core/objsys/WalkGuard.h"
-#include "core/utils/AStream.h"
+#include "core/utils/StreamWire.h"
 
 using namespace ky;
 
@@ -75,11 +75,11 @@ void APortable::Get(AStream*, AIODesc*) { IObject(); }
 
 void APortable::PutObjectToStream(AStream* stream, AIODesc* desc) {
   Put(stream, desc);
-  stream->WriteEndObject();
+  StreamWire::putEndOfObject(*stream);
 }
 void APortable::GetObjectFromStream(AStream* stream, AIODesc* desc) {
   Get(stream, desc);
-  stream->ReadEndObject();
+  StreamWire::getEndOfObject(*stream);
 }
 
 omf2OOBJ* APortable::ConvertToOMF2(omf2Domain*) { return nullptr; }

@@ -68,6 +68,7 @@ class CountingStream final : public AStream {
     const auto length = static_cast<short>(string ? std::strlen(string) : 0);
     if (!counted(static_cast<Int64>(sizeof length) + std::max<short>(length, 0))) AStream::WriteString(label, string);
   }
+  void WriteStringHandle(const char* label, char** handle) override { WriteString(label, handle ? *handle : nullptr); }
 
  private:
   /// Steps over a value of so many bytes and its tag.

@@ -80,16 +80,22 @@ char AStream::CoreReadTag(char wanted) {
 // ---- marks, written
 
 void AStream::WriteClassMark(Long pcid, char version) {
+  const std::ptrdiff_t versionAt = useTags;
+  if (version >= leastVersion && classWriteFunc == writeVersionByte && StreamWire::hasToWrite(*this, versionAt + 1))
+      [[likely]] {
+    char* const at = cursor;
+    *at = classTag;  // where there are no tags the version covers it
+    at[versionAt] = version;
+    cursor = at + versionAt + 1;
+    if (useTags) StreamWire::setTagged(*this, false);
+    return;
+  }
   checkObjectVersion(pcid, version, leastVersion, greatestVersion);
   if (useTags) {
     StreamWire::putTag(*this, classTag);
     StreamWire::setTagged(*this, false);
   }
-  if (classWriteFunc == writeVersionByte && StreamWire::hasToWrite(*this, 1)) [[likely]] {
-    StreamWire::putByte(*this, version);
-  } else {
-    classWriteFunc(classWriteData, this, pcid, version);
-  }
+  classWriteFunc(classWriteData, this, pcid, version);
 }
 
 void AStream::WriteBeginTagMark(char minorVersion) {
@@ -116,11 +122,22 @@ char AStream::ReadClassMark(Long pcid) {
     StreamWire::skipTo(*this, classTag, false);
     StreamWire::setTagged(*this, false);
   }
-  if (classReadFunc == readVersionByte && StreamWire::hasToRead(*this, 1)) return StreamWire::getByte(*this);
+  if (classReadFunc == readVersionByte && StreamWire::hasToRead(*this, 1)) return *cursor++;
   return classReadFunc(classReadData, this, pcid);
 }
 
 char AStream::CheckClassMark(Long pcid, char min, char max) {
+  // As nearly every object has it: the mark next in the window, and a version that will do.
+  const std::ptrdiff_t versionAt = useTags;
+  if (classReadFunc == readVersionByte && !pendingTag && StreamWire::hasToRead(*this, versionAt + 1)) [[likely]] {
+    const char* const at = cursor;
+    const char version = at[versionAt];
+    if ((!useTags || *at == classTag) && version >= min && version <= max) [[likely]] {
+      cursor += versionAt + 1;
+      if (useTags) StreamWire::setTagged(*this, false);
+      return version;
+    }
+  }
   const char version = AStream::ReadClassMark(pcid);
   checkObjectVersion(pcid, version, min, max);
   return version;

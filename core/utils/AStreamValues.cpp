@@ -171,18 +171,26 @@ void raiseSmallBuffer(Long bufferLength) { +XError("STRM_BUF_SMALL", "long bufle
 
 }  // namespace
 
+/// Returns:  false, with nothing written, if the core functions have to write it.
+[[gnu::always_inline]] inline bool StreamWire::putStringInWindow(AStream& s, const char* string) {
+  if (!string || !isOpenForWriting(s)) [[unlikely]]
+    return false;
+  const auto length = static_cast<short>(std::strlen(string));
+  if (length < 0 || !hasToWrite(s, s.tagLength + 2 + length)) [[unlikely]]
+    return false;
+  char* const at = s.cursor + s.tagLength;
+  *s.cursor = stringTag;
+  const short stored = s.swapBytes ? reversed(length) : length;
+  std::memcpy(at, &stored, sizeof stored);
+  copyText(at + 2, string, static_cast<std::size_t>(length));
+  s.cursor = at + 2 + length;
+  return true;
+}
+
 void AStream::WriteString(const char* label, const char* string) {
-  const std::size_t full = string ? std::strlen(string) : 0;
-  const short length = string ? static_cast<short>(full) : nullLength;
-  if (length >= 0 && StreamWire::hasToWrite(*this, tagLength + 2 + length)) [[likely]] {
-    char* const at = cursor + tagLength;
-    *cursor = stringTag;
-    const short stored = swapBytes ? reversed(length) : length;
-    std::memcpy(at, &stored, sizeof stored);
-    copyText(at + 2, string, static_cast<std::size_t>(length));
-    cursor = at + 2 + length;
+  if (StreamWire::putStringInWindow(*this, string)) [[likely]]
     return;
-  }
+  const short length = string ? static_cast<short>(std::strlen(string)) : nullLength;
   if (inTaggedFields) CoreWriteTag(stringTag);
   if (traceFunc && string) StreamWire::traceString(*this, label, string);
   if (traceFunc && !string) StreamWire::traceNull(*this, label);
@@ -190,12 +198,16 @@ void AStream::WriteString(const char* label, const char* string) {
   if (length > 0) StreamWire::putBytes(*this, string, length);
 }
 
-void AStream::WriteStringHandle(const char* label, char** handle) { WriteString(label, handle ? *handle : nullptr); }
+void AStream::WriteStringHandle(const char* label, char** handle) {
+  const char* const string = handle ? *handle : nullptr;
+  if (!StreamWire::putStringInWindow(*this, string)) [[unlikely]]
+    WriteString(label, string);
+}
 
 /// Looks for a string that lies wholly inside the window.
 ///
 /// Returns:  its length and, in `text`, its first byte; less than 0 if the core functions have to fetch it.
-Long StreamWire::stringInWindow(const AStream& s, char*& text) {
+[[gnu::always_inline]] inline Long StreamWire::stringInWindow(const AStream& s, char*& text) {
   const std::ptrdiff_t tagLength = s.tagLength;
   if (!hasToRead(s, tagLength + 2) || (tagLength && *s.cursor != stringTag)) return -1;
   short length;

@@ -66,6 +66,10 @@ T reversed(T value) {
 /// or a client's core function is at work the window has no room. Nothing on the short way is decided by a branch that
 /// alternates from value to value.
 struct StreamWire {
+  static constexpr std::ptrdiff_t kRecordHead = 8;
+  static constexpr const char* kClassIDLabel = "ClassID";
+  static constexpr const char* kLengthLabel = "Length";
+
   static bool hasToRead(const AStream& s, std::ptrdiff_t length) { return s.readLimit - s.cursor >= length; }
   static bool hasToWrite(const AStream& s, std::ptrdiff_t length) { return s.writeLimit - s.cursor >= length; }
 
@@ -134,9 +138,64 @@ struct StreamWire {
 
   template <Tag tag, class T, Tag shortTag>
   static T getEitherLength(AStream& s, const char* label);
-  /// Inside the window, outside a tagged section.
-  static void putByte(AStream& s, char byte) { *s.cursor++ = byte; }
-  static char getByte(AStream& s) { return *s.cursor++; }
+  static bool putStringInWindow(AStream& s, const char* string);
+
+  // What documents consist of beside the fields of objects goes straight into the window where that has room, and by
+  // the stream's own operations where it has not.
+
+  /// The class and the length ahead of an object.
+  static void putRecordHead(AStream& s, Char4 classID, Long length) {
+    if (s.tagLength || !hasToWrite(s, kRecordHead)) [[unlikely]] {
+      s.WriteChar4(kClassIDLabel, classID);
+      s.WriteLong(kLengthLabel, length);
+      return;
+    }
+    put<char4Tag>(s, kClassIDLabel, classID);
+    put<longTag>(s, kLengthLabel, length);
+  }
+  struct RecordHead {
+    Char4 classID;
+    Long length;
+  };
+  static RecordHead getRecordHead(AStream& s) {
+    if (s.tagLength || !hasToRead(s, kRecordHead)) [[unlikely]] {
+      const Char4 classID = s.ReadChar4(kClassIDLabel);
+      return {classID, s.ReadLong(kLengthLabel)};
+    }
+    const auto classID = get<char4Tag, Char4>(s, kClassIDLabel);
+    return {classID, get<longTag, Long>(s, kLengthLabel)};
+  }
+
+  /// The number that stands for an object pointer.
+  static void putNumber(AStream& s, const char* label, ULong number) {
+    if (!hasToWrite(s, s.tagLength + std::ptrdiff_t(sizeof number))) [[unlikely]]
+      return s.WriteULong(label, number);
+    put<ulongTag>(s, label, number);
+  }
+  static ULong getNumber(AStream& s, const char* label) {
+    if (!hasToRead(s, s.tagLength + std::ptrdiff_t(sizeof(ULong)))) [[unlikely]]
+      return s.ReadULong(label);
+    return get<ulongTag, ULong>(s, label);
+  }
+
+  static void putEndOfObject(AStream& s) {
+    if (!s.useTags || !hasToWrite(s, 1)) [[unlikely]]
+      return s.WriteEndObject();
+    *s.cursor++ = endTag;
+    setTagged(s, false);
+  }
+  static void getEndOfObject(AStream& s) {
+    if (!s.useTags || s.pendingTag || !hasToRead(s, 1) || *s.cursor != endTag) [[unlikely]]
+      return s.ReadEndObject();
+    ++s.cursor;
+    setTagged(s, false);
+  }
+
+  static void skip(AStream& s, Long length) {
+    if (length < 0 || !hasToRead(s, length)) [[unlikely]]
+      return s.Skip(length);
+    s.cursor += length;
+  }
 
   /// Writes a tag; expects that tags are in use.
   static void putTag(AStream& s, Tag tag) {
@@ -167,6 +226,21 @@ struct StreamWire {
   static void stepOverValue(AStream& s, Int64 bytes) { s.position += bytes + s.tagLength; }
   static bool isOpenForWriting(const AStream& s) { return s.writeLimit != s.window; }
   static bool isTagged(const AStream& s) { return s.tagLength != 0; }
+
+  /// Where a stream stands; while it has a window, without a question through its table.
+  static Int64 place(AStream& s) { return s.hasWindow() ? s.here() : s.GetPosition(); }
+
+  /// Measures how far a stream goes on from here.
+  class Distance {
+   public:
+    explicit Distance(AStream& s) : s_(s), inWindow_(s.hasWindow()), start_(inWindow_ ? s.here() : s.GetPosition()) {}
+    Int64 gone() const { return (inWindow_ ? s_.here() : Int64{s_.GetPosition()}) - start_; }
+
+   private:
+    AStream& s_;
+    bool inWindow_;
+    Int64 start_;
+  };
 
   static Long stringInWindow(const AStream& s, char*& text);
   static short getStringLength(AStream& s);
