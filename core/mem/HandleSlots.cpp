@@ -79,12 +79,11 @@ void giveBackOldest(ThreadSlots& mine, ULong count) {
 
 // Takes a batch as far as there are blocks with room, to be handed out in the blocks' order.
 void fill(ThreadSlots& mine) {
-  auto failure = SlotFailure::none;
   while (mine.count < kBatch && roomy.first()) {
-    void** const slot = takeFromFirst(nullptr, failure);
-    if (!slot) break;
-    *slot = slot;
-    mine.slot[mine.count++] = slot;
+    ZorvexMasterPointerBlock& block = *roomy.first();
+    mine.count += static_cast<ULong>(block.takeIdle(mine.slot + mine.count, kBatch - mine.count));
+    if (!block.isFull()) break;
+    roomy.dropFirst();
   }
   std::reverse(mine.slot, mine.slot + mine.count);
 }

@@ -40,7 +40,7 @@ bool isFake(const void* handle) {
 }
 
 // The block goes with the failure.
-char** newFake(void* block) {
+[[gnu::always_inline]] inline char** newFake(void* block) {
   auto failure = SlotFailure::none;
   void** const slot = newSlot(block, failure);
   if (!slot) [[unlikely]] {

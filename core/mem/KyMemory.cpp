@@ -77,11 +77,7 @@ void KyMemCleanup() { started = false; }
 
 void* KyNewPtr(Long size) { return newPtr(size); }
 
-void* KyNewPtrClear(Long size) {
-  void* const p = newPtr(size);
-  std::memset(p, 0, static_cast<std::size_t>(size));
-  return p;
-}
+void* KyNewPtrClear(Long size) { return newPtrClear(size); }
 
 void* KyNewMaxPtr(Long maxSze, Long, Long) {
   check(maxSze > 0, "maxSze > 0");
@@ -113,7 +109,7 @@ void KyPtrToPtr(char** ptr) { *ptr = static_cast<char*>(KyCopyPtr(*ptr)); }
 
 void* KyAllocate(Long size) { return KyNewPtr(size); }
 
-void* KyAllocateClear(Long size) { return KyNewPtrClear(size); }
+void* KyAllocateClear(Long size) { return newPtrClear(size); }
 
 void KyDispose(void* p) {
   if (check(p != nullptr, "p != NULL")) disposePtr(p);

@@ -38,6 +38,19 @@ class ZorvexMasterPointerBlock {
     return slot;
   }
 
+  /// Takes up to `count` slots, in the order of the free list, each of which then holds its own address.
+  ///
+  /// Returns:  how many; fewer if the block is full then, or its free list leads out of it.
+  std::size_t takeIdle(void*** slots, std::size_t count) {
+    std::size_t taken = 0;
+    for (void** slot = freeHead_; taken < count && slot; slot = freeHead_) {
+      if (!take(slot)) [[unlikely]]
+        break;
+      slots[taken++] = slot;
+    }
+    return taken;
+  }
+
   void give(void** slot) {
     *slot = freeHead_;
     freeHead_ = slot;

@@ -123,11 +123,14 @@ class CentralShelf {
     while (taken < count) {
       Slab* const slab = roomy_.first() ? roomy_.first() : addSlab(shelf);
       if (!slab) break;
-      while (taken < count && slab->hasRoom()) {
-        *tail = takeFrom(*slab);
+      const ULong before = taken;
+      for (; taken < count && slab->free; ++taken) {
+        *tail = slab->free;
+        slab->free = slab->free->next;
         tail = &(*tail)->next;
-        ++taken;
       }
+      for (; taken < count && slab->hasRoom(); ++taken) tail = &(*tail = cutBlock(*slab))->next;
+      slab->used += taken - before;
       if (!slab->hasRoom()) roomy_.remove(*slab);
     }
     *tail = nullptr;
@@ -148,15 +151,9 @@ class CentralShelf {
   }
 
  private:
-  static FreeBlock* takeFrom(Slab& slab) {
-    ++slab.used;
-    FreeBlock* block = slab.free;
-    if (block) {
-      slab.free = block->next;
-    } else {
-      block = reinterpret_cast<FreeBlock*>(slab.uncut);
-      slab.uncut += slab.blockBytes;
-    }
+  static FreeBlock* cutBlock(Slab& slab) {
+    auto* const block = reinterpret_cast<FreeBlock*>(slab.uncut);
+    slab.uncut += slab.blockBytes;
     return block;
   }
 

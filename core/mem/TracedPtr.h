@@ -1,16 +1,33 @@
 // Pointer blocks for the memory manager's own files, with the trace that clients' blocks have.
 #pragma once
 
+#include <cstring>
+
 #include "core/mem/MemoryTracer.h"
 #include "core/mem/PtrBlocks.h"
 
 namespace ky {
+
+inline constexpr Long kMostClearedHere = 192;
 
 /// KyNewPtr(), without the detour of an exported name.
 inline void* newPtr(Long size) {
   void* const p = newPtrUntraced(size);
   if (allocationWatch.traced()) [[unlikely]]
     KySlotAdd(p, size, 0);
+  return p;
+}
+
+/// KyNewPtrClear(), likewise. Most objects have a few dozen bytes, for which a call would cost more than the clearing;
+/// a small block ends on a whole unit, so that units can be cleared.
+inline void* newPtrClear(Long size) {
+  void* const p = newPtr(size);
+  if (isSmallPtr(size) && size <= kMostClearedHere) [[likely]] {
+    char* const end = static_cast<char*>(p) + size;
+    for (char* at = static_cast<char*>(p); at < end; at += kBlockUnit) std::memset(at, 0, kBlockUnit);
+  } else {
+    std::memset(p, 0, static_cast<std::size_t>(size));
+  }
   return p;
 }
 
