@@ -4,6 +4,7 @@
 #include "core/filesys/OSVolID.h"
 
 inline constexpr int kVolumeNameSize = 256;
+inline constexpr int kVolumeFullNameSize = 1296;
 
 /// Kinds of file system.
 enum { FS_OTHER = 0, FS_NTFS = 1, FS_FAT32 = 2, FS_CDFS = 3, FS_SHARED = 9 };
@@ -36,14 +37,13 @@ KY_API OSVolID AVolumeNext(OSVolID volume, unsigned char* err);
 
 // These return false, with an empty result, for an unknown volume.
 
-/// "root (label)", or "(root)" for a volume without a label. `name` has room for 1,296 characters.
+/// "root (label)", or "(root)" for a volume without a label. `name` has room for kVolumeFullNameSize.
 KY_API Boolean AVolumeName(OSVolID volume, char* name);
 /// `label` has room for kVolumeNameSize.
 KY_API Boolean AVolumeLabel(OSVolID volume, char* label);
 KY_API Boolean AVolumeInfo(OSVolID volume, VolInfo_t* info);
-KY_API Boolean AVolumeSpace(OSVolID volume, VolSpaceInfo_t* space);
-/// The same as AVolumeInfo, but asks the host each time.
 KY_API Boolean GetFileSysInfo(OSVolID volume, VolInfo_t* info);
+KY_API Boolean AVolumeSpace(OSVolID volume, VolSpaceInfo_t* space);
 
 /// The volume that `path` lies on.
 KY_API OSVolID AVolumeID(const char* path, unsigned char* err);

@@ -1,7 +1,6 @@
 #include "core/objsys/AObjDoc.h"
 
 #include <cstring>
-#include <string>
 #include <utility>
 
 #include "core/error/Guarded.h"
@@ -9,9 +8,8 @@
 #include "core/lists/AArray.h"
 #include "core/mem/KyHandles.h"
 #include "core/objsys/AIODesc.h"
-#include "core/utils/Crc.h"
+#include "core/os/AHwOsInfo.h"
 #include "platform/Clock.h"
-#include "platform/Host.h"
 
 using namespace ky;
 
@@ -28,14 +26,10 @@ void requireRandom(AStream* stream) {
 }  // namespace
 
 void MakeUid(KyUid* uid) {
-  static const ULong host = [] {
-    const std::string identifier = platform::hostIdentifier();
-    return crcGenerate(identifier.data(), Long(identifier.size()));
-  }();
   static ULong last = 0;
   const auto now = ULong(platform::wallSeconds());
   last = now > last ? now : last + 1;
-  *uid = {host, last};
+  *uid = {hostNumber(), last};
 }
 
 AObjDoc* AObjDoc::New(AStream* stream, Boolean deleteDev, Long fileType) {

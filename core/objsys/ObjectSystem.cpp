@@ -1,5 +1,6 @@
 #include "core/objsys/ObjectSystem.h"
 
+#include "core/filesys/CoreWinLocators.h"
 #include "core/objsys/AObjDoc.h"
 #include "core/utils/AUndoable.h"
 #include "core/utils/Crc.h"
@@ -13,6 +14,8 @@ void ObjectSystemClassInit() {
   crcInit();
   AUndoable::PCRegister();
   ADomain::PCRegister();
+  CoreWinFileLocator::PCRegister();
+  CoreWinDirLocator::PCRegister();
 }
 
 void UndoSystemClassInit() {}

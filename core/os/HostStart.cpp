@@ -7,14 +7,18 @@
 #include "core/error/CurrentError.h"
 #include "core/error/Printing.h"
 #include "core/error/UIHooks.h"
+#include "core/filesys/CoreWinLocators.h"
 #include "core/filesys/FileCreator.h"
+#include "core/filesys/Folders.h"
 #include "core/mem/KyMemory.h"
 #include "core/objsys/ObjectSystem.h"
+#include "core/os/AHwOsInfo.h"
 #include "core/os/SafeStack.h"
 #include "core/threads/KyCoreThreadServer.h"
 #include "core/threads/ThreadContext.h"
 #include "core/utils/MetaBase.h"
 #include "core/utils/TCcore.h"
+#include "platform/Folders.h"
 
 namespace {
 
@@ -30,16 +34,19 @@ void start(const KyHostSettings& settings) {
   ky::setFatalLog(settings.fatalLog);
   FtlInstall(settings.fatalHandler);
   MBInit();
-  // Here belong the manufacturers of locators.
+  AFileLocator::SetManufacturer(settings.fileLocators);
+  ADirLocator::SetManufacturer(settings.dirLocators);
   SetDefaultFileCreator(static_cast<Long>(MakeChar4("TEXT")));
   const UIrtns& ui = settings.uiRoutines;
   InstallUIrtns(ui.GetWaitingProc(), ui.GetThermProc(), ui.GetUIResetProc(), ui.GetUICloseProc());
   if (settings.uiMessage) InstallUImsg(settings.uiMessage);
   if (settings.uiDialog) InstallUIdialog(settings.uiDialog);
   ky::setProgramVersion(settings.version);
-  // Here belong the hardware facts, and the commands' developer mode.
+  AHwOsInfo::MakeHwOsInfo();
+  // Here belongs the commands' developer mode.
   TCSetLoop(settings.timecodeLoops);
-  // Here belong the folders of temporary files and of error reports.
+  SetFSTempDir(CoreWinDirLocator::New(ky::platform::systemTemporaryFolder().c_str(), nullptr));
+  // Here belongs the folder of error reports.
 
   ObjectSystemClassInit();
   UndoSystemClassInit();

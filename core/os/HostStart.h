@@ -5,13 +5,18 @@
 #include "core/error/UIRoutines.h"
 #include "core/os/VersionInfo.h"
 
+class ADirLocatorManufacturer;
+class AFileLocatorManufacturer;
+
 /// What a host hands to the library as it starts; what it leaves alone is as a console program wants it.
 struct KyHostSettings {
   DbgPrintfProc debugPrintf = nullptr;  ///< null prints on the standard output
   FtlProc fatalHandler = FtlErrProc;
-  ky::FatalLog fatalLog = nullptr;              ///< null logs on the debug output
-  int (*raiseLog)(const char* line) = nullptr;  ///< a line for each raise; null for none
-  const ky::ProgramVersion* version = nullptr;  ///< borrowed for good; null tells nothing
+  ky::FatalLog fatalLog = nullptr;                   ///< null logs on the debug output
+  int (*raiseLog)(const char* line) = nullptr;       ///< a line for each raise; null for none
+  const ky::ProgramVersion* version = nullptr;       ///< borrowed for good; null tells nothing
+  AFileLocatorManufacturer* fileLocators = nullptr;  ///< borrowed for good; null makes this host's own, as the next
+  ADirLocatorManufacturer* dirLocators = nullptr;
   UIrtns uiRoutines;
   UImsgProc uiMessage = nullptr;
   UIdialogProc uiDialog = nullptr;

@@ -33,3 +33,13 @@ short GetVersionInfo(short* major, short* minor, char* text, short form) {
   if (text) std::snprintf(text, kTextLimit + 1, "%s", program ? worded(*program, form).c_str() : "");
   return program != nullptr;
 }
+
+char GetVersionBuildType() {
+#if defined(NDEBUG)
+  return 'R';
+#else
+  return 'D';
+#endif
+}
+
+ULong GetBuildTimeStamp() { return KY_BUILD_TIME_STAMP; }

@@ -1,0 +1,112 @@
+#include "platform/Folders.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "platform/Clock.h"
+#include "platform/Errors.h"
+
+namespace ky::platform {
+namespace {
+
+int result(bool succeeded) { return succeeded ? 0 : fileErrorOf(errno); }
+
+constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+int flushFolder(const std::string& folder) {
+  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // A folder that may be written to and not read cannot be flushed; the new name stands.
+  if (descriptor < 0) return errno == EACCES ? 0 : fileErrorOf(errno);
+  const int error = ::fsync(descriptor) == 0 || errno == EINVAL ? 0 : fileErrorOf(errno);
+  ::close(descriptor);
+  return error;
+}
+
+/// A rename that refuses a name that is taken.
+bool renameFree(const char* from, const char* to) {
+  if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A second name is refused as well if it is taken, on file systems that do not know the flag; folders have none.
+  if (::link(from, to) == 0) return ::unlink(from) == 0;
+  struct stat facts;
+  if (errno != EPERM) return false;
+  if (::lstat(to, &facts) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return ::rename(from, to) == 0;
+}
+
+}  // namespace
+
+int entryFacts(const char* path, EntryFacts* facts) {
+  struct statx found;
+  if (::statx(AT_FDCWD, path, 0, STATX_BASIC_STATS | STATX_BTIME, &found) != 0) return fileErrorOf(errno);
+  facts->isFolder = S_ISDIR(found.stx_mode);
+  facts->isReadOnly = (found.stx_mode & kAnyWrite) == 0;
+  facts->length = static_cast<Int64>(found.stx_size);
+  facts->changed = found.stx_mtime.tv_sec * Int64{10'000'000} + found.stx_mtime.tv_nsec / 100;
+  facts->changedLocal = localTime(found.stx_mtime.tv_sec);
+  facts->createdLocal = localTime((found.stx_mask & STATX_BTIME ? found.stx_btime : found.stx_ctime).tv_sec);
+  return 0;
+}
+
+int setReadOnly(const char* path, bool readOnly) {
+  struct stat facts;
+  if (::stat(path, &facts) != 0) return fileErrorOf(errno);
+  const mode_t mode = readOnly ? facts.st_mode & ~kAnyWrite : facts.st_mode | S_IWUSR;
+  return result(::chmod(path, mode & 07777) == 0);
+}
+
+int makeFolder(const char* path) { return result(::mkdir(path, 0777) == 0); }
+
+int removeFolder(const char* path) { return result(::rmdir(path) == 0); }
+
+int touch(const char* path) { return result(::utimensat(AT_FDCWD, path, nullptr, 0) == 0); }
+
+int moveEntry(const char* from, const char* to, bool replace) {
+  if (!(replace ? ::rename(from, to) == 0 : renameFree(from, to))) return fileErrorOf(errno);
+  const std::string newFolder = folderOf(to), oldFolder = folderOf(from);
+  const int error = flushFolder(newFolder);
+  return error != 0 || oldFolder == newFolder ? error : flushFolder(oldFolder);
+}
+
+int readFolder(const char* path, std::vector<FolderEntry>* entries) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path), [](DIR* open) { return ::closedir(open); });
+  if (!folder) return fileErrorOf(errno);
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = ::readdir(folder.get());
+    if (!entry) return errno == 0 || errno == ENOENT ? 0 : fileErrorOf(errno);
+    const std::string name = entry->d_name;
+    struct stat facts;
+    if (name == "." || name == ".." || ::fstatat(::dirfd(folder.get()), entry->d_name, &facts, 0) != 0) continue;
+    entries->push_back({name, S_ISDIR(facts.st_mode)});
+  }
+}
+
+int setCurrentFolder(const char* path) { return result(::chdir(path) == 0); }
+
+std::string systemTemporaryFolder() {
+  const char* const chosen = std::getenv("TMPDIR");
+  std::string folder = chosen && *chosen == '/' ? chosen : "/tmp";
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  return folder;
+}
+
+std::string universalName(const std::string&) { return ""; }
+
+}  // namespace ky::platform

@@ -1,0 +1,290 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "core/error/Printing.h"
+#include "core/filesys/CoreWinLocators.h"
+#include "core/filesys/DiskRtns.h"
+#include "core/lists/CKyList.h"
+#include "core/mem/Owned.h"
+#include "core/objsys/AFileStream.h"
+#include "tests/objsys/Film.h"
+#include "tests/support/Raised.h"
+#include "tests/support/TempFolder.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+class Locators : public testing::Test {
+ protected:
+  Owned<CoreWinFileLocator> file(const char* name) const {
+    return Owned<CoreWinFileLocator>(CoreWinFileLocator::New(folder.path.c_str(), name));
+  }
+  Owned<CoreWinDirLocator> dir(const char* name = nullptr) const {
+    return Owned<CoreWinDirLocator>(CoreWinDirLocator::New(folder.path.c_str(), name));
+  }
+  void write(const char* name, const std::string& text) const { std::ofstream(folder / name) << text; }
+  std::string read(const char* name) const {
+    std::stringstream text;
+    text << std::ifstream(folder / name).rdbuf();
+    return text.str();
+  }
+
+  TempFolder folder;
+};
+
+std::string nameOf(AFileSystemLocator& locator) {
+  char name[256];
+  return locator.GetName(name, sizeof name);
+}
+
+std::set<std::string> namesIn(CKyList* list) {
+  std::set<std::string> names;
+  for (Long i = 1; i <= list->GetNumItems(); ++i) {
+    auto* const item = static_cast<AFileSystemLocator*>(list->NthItem(i));
+    names.insert(nameOf(*item) + (item->GetLocatorType() == LOC_DIRECTORY ? "/" : ""));
+  }
+  list->DisposeItems();
+  list->Dispose();
+  return names;
+}
+
+struct OwnFiles final : AFileLocatorManufacturer {
+  AFileLocator* New() override { return CoreWinFileLocator::New("own", nullptr); }
+};
+
+}  // namespace
+
+TEST_F(Locators, APathIsBuiltWithOneSeparatorAndAPortableName) {
+  const struct {
+    const char *folder, *name, *path;
+  } cases[] = {{"/a", "b", "/a/b"}, {"/a/", "b", "/a/b"},    {"", "b", "b"},
+               {"/", "b", "/b"},    {"/a", "", "/a"},        {"/a//", "", "/a"},
+               {"/", nullptr, "/"}, {"/a", "b,c", "/a/b,c"}, {"/a:b", "", "/a:b"}};
+  for (const auto& c : cases) {
+    const Owned<CoreWinDirLocator> made(CoreWinDirLocator::New(c.folder, c.name));
+    EXPECT_STREQ(made->GetPath(), c.path);
+  }
+  for (const char* bad : {"a\"", "*", "a/b", "a:b", "<", "a>", "?", "a\\b", "|"}) {
+    EXPECT_EQ(codeRaisedBy([&] { file(bad); }), "DISK_INVALID_FILENAME_SYNTAX") << bad;
+    EXPECT_EQ(codeRaisedBy([&] { file("x")->SetName(bad); }), "DISK_INVALID_FILENAME_SYNTAX") << bad;
+  }
+  char name[] = "a\"b*c,d/e:f<g>h?i\\j|k.l";
+  dir()->MakeFileNameValid(name);
+  EXPECT_STREQ(name, "a_b_c_d_e_f_g_h_i_j_k.l");
+}
+
+TEST_F(Locators, APathThatIsTooLongIsCutAndEnded) {
+  const auto long_ = file("x");
+  long_->SetPath(std::string(kPathSize + 10, 'p').c_str());
+  EXPECT_EQ(std::string(long_->GetPath()).size(), std::size_t(kPathSize - 1));
+  EXPECT_EQ(codeRaisedBy([&] { long_->Create(0); }), "DISK_INVALID_FILENAME_SYNTAX");
+}
+
+TEST(LocatorPaths, BothStylesKnowWhatLiesAtTheTop) {
+  const struct {
+    PathStyle style;
+    const char* path;
+    bool isTop;
+  } cases[] = {{PathStyle::posix, "/a", true},          {PathStyle::posix, "/", true},
+               {PathStyle::posix, "/a/b", false},       {PathStyle::posix, "a", false},
+               {PathStyle::windows, "c:\\a", true},     {PathStyle::windows, "c:\\", true},
+               {PathStyle::windows, "c:\\a\\b", false}, {PathStyle::windows, "\\a", true}};
+  for (const auto& c : cases) EXPECT_EQ(liesAtTop(c.path, c.style), c.isTop) << c.path;
+  EXPECT_EQ(asNetworkPath("\\server\\share\\a", PathStyle::windows), "\\\\server\\share\\a");
+  EXPECT_EQ(asNetworkPath("\\\\server\\share", PathStyle::windows), "\\\\server\\share");
+}
+
+TEST_F(Locators, TheManufacturerDecidesUntilNullRestoresTheDefault) {
+  OwnFiles own;
+  AFileLocator::SetManufacturer(&own);
+  const Owned<AFileLocator> made(AFileLocator::New());
+  AFileLocator::SetManufacturer(nullptr);
+  const Owned<AFileLocator> plain(AFileLocator::New());
+  EXPECT_EQ(nameOf(*made), "own");
+  EXPECT_EQ(nameOf(*plain), "");
+}
+
+TEST_F(Locators, DocumentsKeepThem) {
+  for (const char* name : {"take.kyb", ""}) {
+    const auto saver = file(name);
+    const Owned<APortable> root(loaded(saved(saver.get())));
+    ASSERT_TRUE(root->IsInstanceOf("CoreWinFileLocator"));
+    EXPECT_TRUE(static_cast<CoreWinFileLocator*>(root.get())->IsEqual(saver.get()));
+    EXPECT_FALSE(static_cast<CoreWinFileLocator*>(root.get())->IsEqual(dir(name).get())) << "of the other kind";
+  }
+  const Owned<APortable> folderRoot(loaded(saved(dir().get())));
+  EXPECT_TRUE(static_cast<CoreWinDirLocator*>(folderRoot.get())->IsEqual(dir().get()));
+
+  const auto deep = file("x");
+  deep->SetPath(("/" + std::string(600, 'd')).c_str());
+  const Owned<APortable> cut(loaded(saved(deep.get())));
+  EXPECT_EQ(std::string(static_cast<CoreWinFileLocator*>(cut.get())->GetPath()).size(), 522u);
+
+  Bytes image;
+  const Owned<AUndoDesc> undo(AUndoDesc::New());
+  deep->Put(image.stream.get(), undo.get());
+  image.stream->SetPosition(0);
+  image.stream->SetClassFuncR([](void*, AStream*, Long) { return char{1}; }, nullptr);
+  const auto restored = file("x");
+  restored->Get(image.stream.get(), undo.get());
+  EXPECT_TRUE(restored->IsEqual(deep.get())) << "undo keeps a path whole";
+}
+
+TEST_F(Locators, ADamagedDocumentLoadsOrRaises) {
+  const std::string whole = saved(file("take.kyb").get());
+  const LeaksAreNoFault damageLeaks;
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    for (const bool cut : {false, true}) {
+      std::string damaged = cut ? whole.substr(0, i) : whole;
+      if (!cut) damaged[i] = static_cast<char>(~damaged[i]);
+      APortable* root = nullptr;
+      const std::string code = codeRaisedBy([&] { root = loaded(damaged); });
+      EXPECT_NE(code, "FATAL_ERROR") << i;
+      if (root) root->Dispose();
+    }
+  }
+}
+
+TEST_F(Locators, RenamingIsInOneStepAndRefusesATakenNameUnlessItMayReplace) {
+  write("old", "old text");
+  write("new", "new text");
+  const auto locator = file("new");
+  EXPECT_EQ(codeRaisedBy([&] { locator->Rename("old", 0); }), "DISK_FILE_ALREADY_EXISTS");
+  EXPECT_EQ(read("old") + nameOf(*locator), "old textnew") << "nothing happened";
+  SetForceDiskRenameErr(5, 1);
+  EXPECT_EQ(codeRaisedBy([&] { locator->Rename("old", 1); }), "DISK_ACCESS_DENIED");
+  fileRec_t** const stale = file("old")->Open(kFileRead, 0);
+
+  locator->Rename("old", 1);
+  EXPECT_EQ(read("old") + nameOf(*locator), "new textold");
+  EXPECT_FALSE(file("new")->Exists());
+  fileRec_t** const fresh = locator->Open(kFileRead, 0);
+  EXPECT_NE(fresh, stale) << "an open from now on is one of the new file";
+  char first[3];
+  KYReadFile(fresh, first, 0, kFromStart, 3);
+  EXPECT_EQ(std::string(first, 3), "new");
+  KYCloseFile(fresh);
+  KYCloseFile(stale);
+
+  dir("sub")->Create(0);
+  locator->Move(dir("sub").get(), 0);
+  EXPECT_EQ(read("sub/old"), "new text");
+  EXPECT_EQ(codeRaisedBy([&] { dir("sub")->Delete(); }), "DISK_DIR_NOT_EMPTY");
+  SetForceDiskDeleteErr(5, 1);
+  EXPECT_EQ(codeRaisedBy([&] { locator->Delete(); }), "DISK_ACCESS_DENIED");
+  locator->Delete();
+  EXPECT_EQ(codeRaisedBy([&] { locator->Delete(); }), "DISK_FILE_NOT_FOUND");
+  dir("sub")->Delete();
+  EXPECT_FALSE(dir("sub")->Exists());
+}
+
+TEST_F(Locators, FilesAndFoldersAreToldApart) {
+  write("file", "12345");
+  EXPECT_TRUE(file("file")->FileExists() && !file("file")->DirExists() && file("file")->Exists());
+  EXPECT_TRUE(dir()->DirExists() && !dir()->FileExists());
+  EXPECT_FALSE(file("none")->Exists() || file("none")->FileExists() || file("none")->DirExists());
+  EXPECT_EQ(file("file")->GetLength(), 5);
+  EXPECT_EQ(codeRaisedBy([&] { file("none")->GetLength(); }), "DISK_FILE_NOT_FOUND");
+  EXPECT_EQ(codeRaisedBy([&] { file("")->Open(kFileRead, 0); }), "DISK_ACCESS_DENIED") << "a folder is no file";
+  EXPECT_EQ(codeRaisedBy([&] { dir("file")->ReadDir(); }), "DISK_FILE_NOT_FOUND");
+  EXPECT_EQ(codeRaisedBy([&] { dir("file")->Create(0); }), "DISK_FILE_ALREADY_EXISTS");
+  file("file")->SetFileLock(1);
+  EXPECT_TRUE(file("file")->GetFileLock());
+  file("file")->SetFileLock(0);
+  EXPECT_FALSE(file("file")->GetFileLock());
+  const Owned<ADirLocator> parent(file("file")->GetParentDir(nullptr));
+  EXPECT_TRUE(parent->IsEqual(dir().get()));
+}
+
+TEST_F(Locators, AFolderIsReadWithoutHiddenEntriesAndBrokenLinks) {
+  for (const char* name : {"b", "a:colon", ".hidden", ".HSResource"}) write(name, "");
+  dir("sub")->Create(0);
+  std::filesystem::create_symlink("nowhere", folder / "broken");
+  EXPECT_EQ(namesIn(dir()->ReadDir()), (std::set<std::string>{"a:colon", "b", "sub/"}));
+}
+
+TEST_F(Locators, ACopyIsThereWholeOrNotAtAll) {
+  const std::string text(0x80001, 't');
+  write("from", text);
+  write("taken", "old");
+  EXPECT_EQ(codeRaisedBy([&] { file("from")->CopyAFile(dir().get(), "taken", 0); }), "DISK_FILE_ALREADY_EXISTS");
+  SetForceDiskWriteErr(112, 2);
+  EXPECT_EQ(codeRaisedBy([&] { file("from")->CopyAFile(dir().get(), "taken", 1); }), "DISK_FULL");
+  EXPECT_EQ(read("taken"), "old");
+  EXPECT_EQ(namesIn(dir()->ReadDir()), (std::set<std::string>{"from", "taken"})) << "no litter";
+  const Owned<AFileLocator> copy(file("from")->CopyAFile(dir().get(), "taken", 1));
+  EXPECT_EQ(nameOf(*copy), "taken");
+  EXPECT_TRUE(read("taken") == text);
+}
+
+TEST_F(Locators, ATypeIsToldByTheExtensionOrByTheDocumentInside) {
+  const auto type = [&](const char* name) { return file(name)->GetFileType(); };
+  EXPECT_EQ(type("none.kyb"), MakeChar4("ZVob")) << "without being opened";
+  EXPECT_EQ(type("none.EDL"), MakeChar4("TEXT"));
+  EXPECT_EQ(type("none"), MakeChar4("ZVrf"));
+  const auto root = file("x");
+  const std::string document = saved(root.get());
+  std::string other = document, badOrder = document, badKey = document, old = document;
+  other[2] = 'd';
+  badOrder[0] = 1;
+  badKey[51] = 'J';
+  old[21] = 3;
+  write("good.longer", document);
+  write("other", other);
+  write("order", badOrder);
+  write("key", badKey);
+  write("old", old);
+  write("short", document.substr(0, 70));
+  EXPECT_EQ(type("good.longer"), kFilmType);
+  EXPECT_EQ(type("other"), MakeChar4("ZVrf"));
+  EXPECT_EQ(type("old"), MakeChar4("ZVxx"));
+  EXPECT_EQ(codeRaisedBy([&] { type("order"); }), "DOMAIN_BAD_STRM_DATA");
+  EXPECT_EQ(codeRaisedBy([&] { type("key"); }), "DOMAIN_BAD_STRM_DATA");
+  EXPECT_EQ(codeRaisedBy([&] { type("short"); }), "DISK_EOF");
+}
+
+TEST_F(Locators, SettingATypeAppendsItsExtensionUnlessItIsThere) {
+  const struct {
+    const char* name;
+    Char4 type;
+    const char* want;
+  } cases[] = {{"a.KYB", MakeChar4("ZVob"), "a.KYB"},
+               {"a.txt", MakeChar4("ZVob"), "a.txt.kyb"},
+               {"a", MakeChar4("MooV"), "a"},
+               {"a.tsrc", MakeChar4("Zvsc"), "a.tsrc.tsrc"}};
+  for (const auto& c : cases) {
+    for (const bool isThere : {false, true}) {
+      const auto locator = file(c.name);
+      if (isThere) locator->Create(0);
+      locator->SetFileType(c.type);
+      EXPECT_EQ(nameOf(*locator), c.want);
+      EXPECT_EQ(locator->Exists(), isThere);
+    }
+  }
+}
+
+TEST_F(Locators, AFolderIsTouchedOnlyIfItChangedSinceItsIndexWasSetUp) {
+  const auto locator = dir();
+  locator->InitFileIndex();
+  EXPECT_FALSE(locator->TouchDirIfNeeded());
+  std::filesystem::last_write_time(folder.path, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+  EXPECT_TRUE(locator->TouchDirIfNeeded());
+  EXPECT_FALSE(locator->TouchDirIfNeeded());
+}
+
+TEST_F(Locators, AStreamOverAFileClosesItWithItself) {
+  AStream* stream = file("s")->OpenStream(kFileReadWrite | kFileCreate, 0);
+  stream->WriteLong(nullptr, 77);
+  stream->Close();
+  stream = file("s")->OpenStream(kFileRead, 0);
+  EXPECT_EQ(stream->ReadLong(nullptr), 77);
+  stream->Close();
+  EXPECT_EQ(KYGetFileFromOpenFileList((folder / "s").c_str(), kFileRead, 0), nullptr);
+}

@@ -1,0 +1,128 @@
+#include "core/os/RegistryKey.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/Raised.h"
+#include "tests/support/TempFolder.h"
+
+using namespace ky::test;
+
+namespace {
+
+/// Settings of their own for a test.
+class RegistryKey : public testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("XDG_CONFIG_HOME", folder.path.c_str(), 1);
+    key = CreateWin32RegKey("Recorder");
+  }
+  void TearDown() override {
+    DestroyWin32RegKey(key);
+    unsetenv("XDG_CONFIG_HOME");
+  }
+
+  std::string file() const { return folder / "KyCore/settings"; }
+  std::string stored() const {
+    std::stringstream text;
+    text << std::ifstream(file()).rdbuf();
+    return text.str();
+  }
+  void store(const std::string& text) const { std::ofstream(file()) << text; }
+
+  TempFolder folder;
+  KyRegistryKey* key = nullptr;
+};
+
+std::string stringIn(KyRegistryKey* key, const char* name) {
+  char text[256] = "absent";
+  key->GetStringValue(name, text, sizeof text);
+  return text;
+}
+
+}  // namespace
+
+TEST_F(RegistryKey, ValuesComeBackAsTheyWereSet) {
+  const std::string awkward = "a \"quoted\" path\\to\n[a line]";
+  const unsigned char bytes[] = {0, 0xff, '\n', '"', 0x80};
+  key->SetLongValue("least", -2147483647 - 1);
+  key->setStringValue(awkward.c_str(), awkward.c_str());
+  key->SetBinaryValue("bytes", bytes, sizeof bytes);
+  key->SetBinaryValue("none", bytes, 0);
+  key->SetLongValue("least", key->GetValueType("least") == REG_VALUE_LONG ? -5 : 0);
+
+  Long number = 0, size = 3;
+  EXPECT_TRUE(key->GetLongValue("least", &number));
+  EXPECT_EQ(number, -5);
+  EXPECT_EQ(stringIn(key, awkward.c_str()), awkward);
+  unsigned char got[8] = {};
+  EXPECT_FALSE(key->GetBinaryValue("bytes", got, &size)) << "too small a buffer";
+  EXPECT_EQ(size, 5);
+  EXPECT_TRUE(key->GetBinaryValue("bytes", got, &size));
+  EXPECT_EQ(std::string(got, got + size), std::string(bytes, bytes + sizeof bytes));
+  EXPECT_EQ(key->GetValueType("none"), REG_VALUE_BINARY);
+
+  EXPECT_FALSE(key->GetLongValue("bytes", &number)) << "of another type";
+  EXPECT_EQ(key->GetValueType("absent"), REG_VALUE_NONE);
+  KyRegistryKey* const other = CreateWin32RegKey("Player");
+  EXPECT_FALSE(other->GetLongValue("least", &number)) << "of another key";
+  DestroyWin32RegKey(other);
+  EXPECT_EQ(number, -5);
+}
+
+TEST_F(RegistryKey, DamageCostsNoMoreThanItsLine) {
+  key->SetLongValue("before", 1);
+  store(
+      "[Software\\Zorvex\\Recorder]\n\"before\" long 1\n\"a\" long 1x\n\"b\" long 99999999999\n\"c\" binary 0g\n"
+      "\"d\" binary 012\n\"e\" string \"open\n\"f\" colour 3\nrubbish\n\"g\" long\n[]\n[x\n\"after\" long 2");
+  Long number = 0;
+  EXPECT_TRUE(key->GetLongValue("before", &number));
+  EXPECT_TRUE(key->GetLongValue("after", &number));
+  EXPECT_EQ(number, 2);
+  for (const char* name : {"a", "b", "c", "d", "e", "f", "g"})
+    EXPECT_EQ(key->GetValueType(name), REG_VALUE_NONE) << name;
+}
+
+TEST_F(RegistryKey, AnyDamageLeavesAStoreThatWorks) {
+  key->setStringValue("text", "some \\ text");
+  key->SetBinaryValue("bytes", "\1\2\3", 3);
+  const std::string whole = stored();
+  std::minstd_rand random(7);
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    std::string damaged = whole;
+    damaged[i] = static_cast<char>(random());
+    store(i % 2 ? damaged : whole.substr(0, i));
+    stringIn(key, "text");
+    key->SetLongValue("new", static_cast<Long>(i));
+    Long number = -1;
+    ASSERT_TRUE(key->GetLongValue("new", &number) && number == static_cast<Long>(i)) << i;
+  }
+}
+
+TEST_F(RegistryKey, SettersAtTheSameTimeLoseNothing) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([this, t] {
+      for (int i = 0; i < 10; ++i) key->SetLongValue((std::to_string(t) + "." + std::to_string(i)).c_str(), i);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int n = 0; n < 40; ++n) {
+    const std::string name = std::to_string(n / 10) + "." + std::to_string(n % 10);
+    EXPECT_EQ(key->GetValueType(name.c_str()), REG_VALUE_LONG) << name;
+  }
+}
+
+TEST_F(RegistryKey, AStoreThatCannotBeWrittenIsAnErrorOfTheSetterAlone) {
+  setenv("XDG_CONFIG_HOME", "/dev/null", 1);
+  EXPECT_EQ(codeRaisedBy([&] { key->SetLongValue("x", 1); }), "DISK_FILE_NOT_FOUND");
+  EXPECT_EQ(key->GetValueType("x"), REG_VALUE_NONE);
+  EXPECT_EQ(codeRaisedBy([] { DestroyWin32RegKey(nullptr); }), "REG_KEY_PTR_ISNULL");
+}
