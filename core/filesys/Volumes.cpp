@@ -1,5 +1,6 @@
 #include "core/filesys/Volumes.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include "core/lists/ASimpleList.h"
 #include "core/math/CUtils.h"
 #include "core/mem/Owned.h"
+#include "platform/Folders.h"
 #include "platform/Locks.h"
 #include "platform/Volumes.h"
 
@@ -79,15 +81,23 @@ void fill(char (&field)[size], const std::string& text) {
   std::snprintf(field, size, "%s", text.c_str());
 }
 
-/// The form of network paths that shared volumes take if the user asks for it; nobody pays for it otherwise.
-void askForNetworkPaths() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    if (!std::getenv("ZORVEXFULLUNC")) return;
+/// Tells whether shared volumes are to be named as the network knows them. To find that out is slow, so only users who
+/// ask for it pay for it.
+bool usesNetworkPaths() {
+  static const bool uses = [] {
+    if (!std::getenv("ZORVEXFULLUNC")) return false;
     std::vector<std::string> providers;
     const int error = platform::enumerateNetworkProviders(&providers);
     if (error != 0) dprintf("\nCannot enumerate network providers (err %d).\n", error);
-  });
+    return std::find(providers.begin(), providers.end(), "Zorvex Corvane Network") != providers.end();
+  }();
+  return uses;
+}
+
+std::string rootOf(const platform::MountedVolume& volume) {
+  const bool isRenamed = usesNetworkPaths() && kindOf(volume.fileSystem) == FS_SHARED;
+  const std::string known = isRenamed ? platform::universalName(volume.root) : "";
+  return known.empty() ? volume.root : known;
 }
 
 /// Runs `see(record)` over the list, which is read first if it never was, until that returns true.
@@ -112,7 +122,6 @@ void tell(unsigned char* err, bool failed) {
 }  // namespace
 
 void AVolumeInitialize() {
-  askForNetworkPaths();
   const std::vector<platform::MountedVolume> mounted = platform::mountedVolumes();
   constexpr int kSpare = 10;
   Owned<ASimpleList> records(ASimpleList::New(static_cast<int>(mounted.size()) + kSpare, sizeof(Record)));
@@ -121,7 +130,7 @@ void AVolumeInitialize() {
     if (volume.fileSystem.empty()) continue;
     Record record;
     record.number = numberOf(volume.device);
-    fill(record.info.root, volume.root);
+    fill(record.info.root, rootOf(volume));
     fill(record.info.label, volume.label);
     fill(record.info.fileSystem, volume.fileSystem);
     record.info.kind = kindOf(volume.fileSystem);

@@ -1,0 +1,223 @@
+#include "core/filesys/Folders.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/error/UIHooks.h"
+#include "core/filesys/CoreWinLocators.h"
+#include "core/mem/Owned.h"
+#include "tests/support/Raised.h"
+#include "tests/support/TempFolder.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+using OwnedDir = Owned<CoreWinDirLocator>;
+using OwnedFile = Owned<AFileLocator>;
+
+OwnedDir dirAt(const std::string& path) { return OwnedDir(CoreWinDirLocator::New(path.c_str(), nullptr)); }
+void makeFile(const std::string& path) { writeBytes(path, {}); }
+
+std::string pathOf(AFileSystemLocator* locator) {
+  char path[kPathSize];
+  return locator->GetFullPath(path, sizeof path);
+}
+
+/// What a walk saw; `stopAt` ends it.
+struct Seen {
+  std::multiset<std::string> names;
+  std::size_t stopAt = 1000;
+  void (*meanwhile)(const std::string& path) = nullptr;
+
+  static Boolean visit(ALocator* item, LongPtr data) {
+    auto* const seen = reinterpret_cast<Seen*>(data);
+    char name[256];
+    seen->names.insert(static_cast<AFileSystemLocator*>(item)->GetName(name, sizeof name));
+    if (seen->meanwhile) seen->meanwhile(pathOf(static_cast<AFileSystemLocator*>(item)));
+    return seen->names.size() < seen->stopAt;
+  }
+  LongPtr data() { return reinterpret_cast<LongPtr>(this); }
+};
+
+/// Puts the system's folder back as that of temporary files.
+struct TempDirSet {
+  explicit TempDirSet(const std::string& path) { SetFSTempDir(CoreWinDirLocator::New(path.c_str(), nullptr)); }
+  ~TempDirSet() { SetFSTempDir(CoreWinDirLocator::New(std::filesystem::temp_directory_path().c_str(), nullptr)); }
+};
+
+std::string shown;
+
+short rememberDialog(const char* msg, const char*, short, UIicon_t, const char*, Boolean, const char*) {
+  shown = msg;
+  return 1;
+}
+
+}  // namespace
+
+TEST(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
+  const std::string longStem = "abcdefghijklmnopqrstuvwxyz";
+  const struct {
+    const char* what;
+    std::string name;
+    std::vector<std::string> taken, takenElsewhere;
+    std::string want;
+  } cases[] = {
+      {"free", "take.edl", {}, {}, "take.edl"},
+      {"free and long", longStem + ".edl", {}, {}, longStem + ".edl"},
+      {"taken", "take.edl", {"take.edl"}, {}, "take1.edl"},
+      {"taken twice", "take.edl", {"take.edl", "take1.edl"}, {}, "take2.edl"},
+      {"taken without its extension", "take.edl", {"take"}, {}, "take1.edl"},
+      {"taken in the other folder", "take.edl", {}, {"take.edl"}, "take1.edl"},
+      {"a long stem is cut", longStem + ".edl", {longStem + ".edl"}, {}, "abcdefghijklmnopqrstuvwx1.edl"},
+      {"no extension of three letters", "take.tsrc", {"take.tsrc"}, {}, "take.tsrc1"},
+      {"no stem", ".edl", {".edl"}, {}, "1.edl"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    const TempFolder here, there;
+    for (const std::string& name : c.taken) makeFile(here / name);
+    for (const std::string& name : c.takenElsewhere) makeFile(there / name);
+    char out[64];
+    const bool isGiven = MakeUniqueName(dirAt(here.path).get(), out, c.name.c_str(), dirAt(there.path).get());
+    EXPECT_EQ(isGiven, out == c.name);
+    EXPECT_EQ(out, c.want);
+  }
+}
+
+TEST(Folders, ATemporaryNameIsClaimedByOneAskerAlone) {
+  const TempFolder folder;
+  const TempDirSet set(folder.path);
+  constexpr int kThreads = 4, kEach = 25;
+  std::vector<std::string> paths[kThreads];
+  std::vector<std::thread> threads;
+  for (auto& mine : paths) {
+    threads.emplace_back([&mine] {
+      for (int i = 0; i < kEach; ++i)
+        mine.push_back(pathOf(OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr)).get()));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  std::set<std::string> all;
+  for (const auto& mine : paths) all.insert(mine.begin(), mine.end());
+  EXPECT_EQ(all.size(), std::size_t(kThreads * kEach));
+  for (const std::string& path : all) EXPECT_TRUE(std::filesystem::exists(path)) << path;
+}
+
+TEST(Folders, ATemporaryFileLiesWhereItsKindSays) {
+  const TempFolder folder, other;
+  const TempDirSet set(folder.path);
+  const OwnedFile out(CoreWinFileLocator::New(other.path.c_str(), "document"));
+  EXPECT_EQ(GetTempFile("", 0, kTempInFolder, out.get()), out.get());
+  EXPECT_EQ(pathOf(out.get()), folder / "tmp");
+  EXPECT_FALSE(out->Exists()) << "named only";
+  GetTempFile("save", 0, kTempOfSystem, out.get());
+  EXPECT_EQ(pathOf(out.get()), (std::filesystem::temp_directory_path() / "save").string());
+  for (const char* name : {"", "document"}) {
+    out->Set(other.path.c_str(), name);
+    GetTempFile("save", 1, kTempBesideOut, out.get());
+    EXPECT_TRUE(pathOf(out.get()).starts_with(other / "save")) << name;
+    EXPECT_TRUE(out->Exists());
+  }
+  out->Set("/no/such/folder", nullptr);
+  EXPECT_EQ(codeRaisedBy([&] { GetTempFile("save", 1, kTempBesideOut, out.get()); }), "DISK_FILE_NOT_FOUND");
+}
+
+TEST(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
+  const TempFolder folder;
+  for (const char* name : {"a", "b", "c"}) makeFile(folder / name);
+  std::filesystem::create_directory(folder / "sub");
+  const OwnedDir dir = dirAt(folder.path);
+
+  Seen files, subDirs, both, first;
+  first.stopAt = 1;
+  EXPECT_TRUE(ForEachFile(dir.get(), Seen::visit, files.data()));
+  EXPECT_TRUE(ForEachSubDir(dir.get(), Seen::visit, subDirs.data()));
+  EXPECT_TRUE(ForEachItemInDir(dir.get(), Seen::visit, both.data()));
+  EXPECT_FALSE(ForEachItemInDir(dir.get(), Seen::visit, first.data()));
+  EXPECT_EQ(files.names, (std::multiset<std::string>{"a", "b", "c"}));
+  EXPECT_EQ(subDirs.names, std::multiset<std::string>{"sub"});
+  EXPECT_EQ(both.names.size(), 4u);
+  EXPECT_EQ(first.names.size(), 1u);
+
+  Seen changing;
+  changing.meanwhile = [](const std::string& path) {
+    std::filesystem::remove(path);
+    makeFile(path + "-new");
+  };
+  EXPECT_TRUE(ForEachFile(dir.get(), Seen::visit, changing.data()));
+  EXPECT_EQ(changing.names, files.names);
+}
+
+TEST(Folders, AFolderThatOthersChangeIsReadToItsEnd) {
+  const TempFolder folder;
+  makeFile(folder / "stays");
+  std::atomic<bool> done{false};
+  std::thread changer([&] {
+    for (int i = 0; !done; ++i) {
+      const std::string path = folder / std::to_string(i % 50);
+      if (std::filesystem::exists(path)) {
+        std::filesystem::remove(path);
+      } else {
+        makeFile(path);
+      }
+    }
+  });
+  const OwnedDir dir = dirAt(folder.path);
+  for (int i = 0; i < 100; ++i) {
+    Seen seen;
+    ForEachItemInDir(dir.get(), Seen::visit, seen.data());
+    EXPECT_EQ(seen.names.count("stays"), 1u);
+  }
+  done = true;
+  changer.join();
+}
+
+TEST(Folders, TheChainOfAFolderEndsAtTheRoot) {
+  Seen seen;
+  EXPECT_TRUE(ForEachDirInChain(dirAt("/a/b").get(), Seen::visit, seen.data()));
+  EXPECT_EQ(seen.names, (std::multiset<std::string>{"", "a", "b"}));
+}
+
+TEST(Folders, ASearchGoesAsDeepAsItMayAndThroughNoLoop) {
+  const TempFolder folder;
+  std::filesystem::create_directories(folder / "one/two");
+  std::filesystem::create_directory_symlink(folder.path, folder / "one/back");
+  makeFile(folder / "one/two/found");
+  const OwnedDir dir = dirAt(folder.path);
+  EXPECT_EQ(KYSearchFile(dir.get(), "found", 1), nullptr);
+  EXPECT_EQ(pathOf(OwnedFile(KYSearchFile(dir.get(), "found", 2)).get()), folder / "one/two/found");
+  EXPECT_EQ(KYSearchFile(dir.get(), "absent", 0), nullptr);
+}
+
+TEST(Folders, WellKnownFoldersAreFoundById) {
+  char path[kPathSize];
+  const OwnedDir startup = dirAt("");
+  GetStartupDirInfo(startup.get());
+  EXPECT_TRUE(SpecialFolders::Get(Long(MakeChar4("APPL")), path, sizeof path));
+  EXPECT_EQ(pathOf(startup.get()), path);
+  const Long media = Long(MakeChar4("MEDI")), takes = Long(MakeChar4("TAKE"));
+  EXPECT_FALSE(SpecialFolders::Register(takes, media, "takes", false)) << "no base yet";
+  EXPECT_TRUE(SpecialFolders::Register(media, 0, "/media", false));
+  EXPECT_TRUE(SpecialFolders::Register(takes, media, "takes", false));
+  EXPECT_FALSE(SpecialFolders::Register(media, 0, "/other", false));
+  EXPECT_TRUE(SpecialFolders::Get(takes, path, sizeof path));
+  EXPECT_STREQ(path, "/media/takes");
+  SpecialFolders::Dispose();
+  EXPECT_FALSE(SpecialFolders::Get(takes, path, sizeof path));
+  EXPECT_STREQ(path, "");
+}
+
+TEST(Folders, TheUserHearsThatChangesAreLost) {
+  const OwnedFile file(CoreWinFileLocator::New("/a", "b"));
+  const UIdialogProc before = InstallUIdialog(rememberDialog);
+  AccessDeniedExcMsg(file.get());
+  InstallUIdialog(before);
+  EXPECT_EQ(shown, "Access denied to: /a/b\nChanges will not be saved.");
+}

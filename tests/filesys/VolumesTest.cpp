@@ -1,0 +1,120 @@
+#include "core/filesys/Volumes.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <set>
+#include <string>
+
+#include "core/filesys/CoreWinLocators.h"
+#include "core/mem/Owned.h"
+#include "tests/support/Raised.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+/// Emulated shared storage for a scope.
+struct Emulated {
+  explicit Emulated(Long bytes) { CorvaneEmulation(bytes); }
+  ~Emulated() { CorvaneEmulation(0); }
+};
+
+Long numberOf(const OSVolID& volume) {
+  Long number = 0;
+  volume.Get(&number);
+  return number;
+}
+
+}  // namespace
+
+TEST(Volumes, TheListHoldsEachMountedDeviceOnceWithItsFacts) {
+  AVolumeInitialize();
+  std::set<Long> numbers;
+  std::set<dev_t> devices;
+  unsigned char err = 0;
+  for (OSVolID at = AVolumeFirst(&err); !err; at = AVolumeNext(at, &err)) {
+    VolInfo_t info;
+    ASSERT_TRUE(AVolumeInfo(at, &info));
+    SCOPED_TRACE(info.root);
+    struct stat facts;
+    ASSERT_EQ(stat(info.root, &facts), 0);
+    EXPECT_TRUE(numbers.insert(numberOf(at)).second && devices.insert(facts.st_dev).second);
+    EXPECT_STRNE(info.fileSystem, "");
+    EXPECT_EQ(OSVolID::Compare(AVolumeID(info.root, nullptr), at), 0);
+    char text[1024];
+    EXPECT_STREQ(at.GetAsString(text, sizeof text), info.root);
+    char name[kVolumeFullNameSize];
+    AVolumeName(at, name);
+    EXPECT_NE(std::string(name).find(info.root), std::string::npos);
+    struct statvfs space;
+    VolSpaceInfo_t told;
+    ASSERT_EQ(statvfs(info.root, &space), 0);
+    ASSERT_TRUE(AVolumeSpace(at, &told));
+    EXPECT_EQ(UInt64{told.totalKB} * 1024 + told.totalExtra, UInt64{space.f_blocks} * space.f_frsize);
+    EXPECT_LE(told.freeKB, told.totalKB);
+    EXPECT_FALSE(AVolumeIsShareable(at));
+  }
+  EXPECT_EQ(numbers.size(), std::size_t(AVolumeCount()));
+  struct stat root;
+  stat("/", &root);
+  EXPECT_EQ(devices.count(root.st_dev), 1u);
+}
+
+TEST(Volumes, AnUnknownVolumeHasNoFacts) {
+  const OSVolID unknown;
+  unsigned char err = 0;
+  VolInfo_t info;
+  VolSpaceInfo_t space;
+  char text[kVolumeFullNameSize] = "x";
+  EXPECT_EQ(numberOf(AVolumeNext(unknown, &err)), -1);
+  EXPECT_TRUE(err);
+  EXPECT_FALSE(AVolumeInfo(unknown, &info) || AVolumeSpace(unknown, &space) || AVolumeName(unknown, text));
+  EXPECT_STREQ(text, "");
+  AVolumeID("", &err);
+  EXPECT_TRUE(err);
+}
+
+TEST(Volumes, AFileStillToBeMadeLiesWhereItsFolderDoes) {
+  const Owned<CoreWinFileLocator> file(CoreWinFileLocator::New("/tmp", "not there at all"));
+  EXPECT_EQ(OSVolID::Compare(file->GetOSVolID(), AVolumeID("/tmp", nullptr)), 0);
+  EXPECT_GE(numberOf(file->GetOSVolID()), 'A');
+}
+
+TEST(Volumes, EmulatedSharedStorageFollowsFromItsSize) {
+  const OSVolID volume = AVolumeID("/", nullptr);
+  CorvaneInfo_t info;
+  {
+    const Emulated emulated(131072 * 4);
+    EXPECT_TRUE(IsCorvaneFS(volume) && AVolumeIsShareable(OSVolID()));
+    GetCorvaneInfo(volume, 3, &info);
+    EXPECT_EQ(info.blockSize, 512);
+    EXPECT_EQ(info.chunkSize, 131072);
+    EXPECT_EQ(info.limitSize, 131072 * 8);
+    EXPECT_EQ(info.efficientRead.min, 131072 * 4);
+    EXPECT_EQ(info.efficientWrite.max, 131072 * 4);
+  }
+  {
+    const Emulated large(0x2000000);
+    GetCorvaneInfo(volume, 3, &info);
+    EXPECT_EQ(info.efficientRead.max, 0x1000000);
+    EXPECT_EQ(info.limitSize, 0x4000000);
+    EXPECT_EQ(checkFailedBy([&] { GetCorvaneInfo(volume, 3, nullptr); }), "outInfo");
+  }
+  const Emulated uneven(131073);
+  EXPECT_EQ(checkFailedBy([&] { GetCorvaneInfo(volume, 3, &info); }), "(outInfo->efficientRead.min % chunkSize) == 0");
+}
+
+TEST(Volumes, SharedStorageThatIsNotThereSaysSo) {
+  CorvaneInfo_t info;
+  EXPECT_FALSE(IsCorvaneFSInstalled(true));
+  EXPECT_EQ(parm(errorRaisedBy([&] { GetCorvaneInfo(OSVolID('A'), ULong(-1), &info); }), "filename"),
+            "GetCorvaneInfo given bad ioRefNum");
+  EXPECT_EQ(checkFailedBy([&] { GetCorvaneInfo(OSVolID('1'), 3, &info); }), "isalpha(theID)");
+  for (const Long number : {Long('A'), Long(256)}) {
+    EXPECT_EQ(parm(errorRaisedBy([&] { GetCorvaneInfo(OSVolID(number), 3, &info); }), "filename"),
+              "GetCorvaneInfo can't CORVANE_IOCTL_GET_PERF_DATA_V1 on ioRefNum");
+  }
+}
