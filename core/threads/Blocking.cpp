@@ -10,9 +10,9 @@ std::atomic<decltype(BlockingHooks::doneBlocking)> sDoneBlocking{nullptr};
 
 }  // namespace
 
-void installBlockingHooks(const BlockingHooks& hooks) {
-  sDoneBlocking = hooks.doneBlocking;
-  sAboutToBlock = hooks.aboutToBlock;
+BlockingHooks installBlockingHooks(const BlockingHooks& hooks) {
+  const auto doneBefore = sDoneBlocking.exchange(hooks.doneBlocking);
+  return {sAboutToBlock.exchange(hooks.aboutToBlock), doneBefore};
 }
 
 // A wait that began before the hooks were there ends without them.

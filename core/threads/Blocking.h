@@ -10,7 +10,8 @@ struct BlockingHooks {
   Boolean (*aboutToBlock)() = nullptr;
   void (*doneBlocking)() = nullptr;
 };
-KY_API void installBlockingHooks(const BlockingHooks& hooks);
+/// Returns:  the hooks that were in force.
+KY_API BlockingHooks installBlockingHooks(const BlockingHooks& hooks);
 
 /// Frames a wait for a scope.
 class KY_API Blocking {

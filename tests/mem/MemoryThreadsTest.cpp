@@ -131,7 +131,7 @@ TEST(MemoryThreads, TracingMayBeTurnedOnWhileOthersAllocate) {
 TEST(MemoryThreads, WaitsForTheMemoryMutexAreFramed) {
   static std::atomic<int> about, done;
   about = done = 0;
-  installBlockingHooks({[]() -> Boolean { return ++about != 0; }, [] { ++done; }});
+  const BlockingHooks before = installBlockingHooks({[]() -> Boolean { return ++about != 0; }, [] { ++done; }});
   struct SlowToolbox : test::ToyToolbox {
     char** newHandle(Long size) override {
       waiter = std::thread([] { memoryTotals(); });
@@ -144,7 +144,7 @@ TEST(MemoryThreads, WaitsForTheMemoryMutexAreFramed) {
   EXPECT_EQ(about, 0);
   char** const h = KyNewHandle(10);
   box.waiter.join();
-  installBlockingHooks({});
+  installBlockingHooks(before);
   EXPECT_EQ(about, 1);
   EXPECT_EQ(done, 1);
   KyDisposeHandle(h);

@@ -52,18 +52,21 @@ class CountedBlocking {
  public:
   CountedBlocking() {
     begun = ended = 0;
-    installBlockingHooks({[]() -> Boolean {
-                            ++begun;
-                            return 1;
-                          },
-                          [] { ++ended; }});
+    before = installBlockingHooks({[]() -> Boolean {
+                                     ++begun;
+                                     return 1;
+                                   },
+                                   [] { ++ended; }});
   }
-  ~CountedBlocking() { installBlockingHooks({}); }
+  ~CountedBlocking() { installBlockingHooks(before); }
   CountedBlocking(const CountedBlocking&) = delete;
   CountedBlocking& operator=(const CountedBlocking&) = delete;
 
   static inline std::atomic<int> begun{0};
   static inline std::atomic<int> ended{0};
+
+ private:
+  BlockingHooks before;
 };
 
 TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
