@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
 
-#include "core/base/Member.h"
 #include "core/mem/KyMemory.h"
-#include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 
 namespace {
@@ -65,26 +62,6 @@ TEST(AObject, StartsZeroFilledInTheHeapAndInPlace) {
   made->Dispose();
 }
 
-TEST(AObject, ClassIsTestedByNameUpTheChain) {
-  auto* const square = new ASquare;
-  for (const char* name : {"ASquare", "AShape", "AObject"}) EXPECT_TRUE(square->IsInstanceOf(name)) << name;
-  for (const char* name : {"asquare", "ACircle", ""}) EXPECT_FALSE(square->IsInstanceOf(name)) << name;
-  EXPECT_TRUE(member(square, AShape));
-  EXPECT_FALSE(member(static_cast<AObject*>(nullptr), AShape));
-  square->Dispose();
-}
-
-TEST(AObject, CopyAndSizeAreTheBlocks) {
-  auto* const shape = new AShape;
-  shape->sides = 7;
-  auto* const copy = static_cast<AShape*>(shape->Copy());
-  EXPECT_EQ(copy->Size(), Long{sizeof(AShape)});
-  EXPECT_STREQ(copy->ClassName(), "AShape");
-  EXPECT_EQ(copy->sides, 7);
-  copy->Dispose();
-  shape->Dispose();
-}
-
 TEST(AObject, NewThatFindsNoMemoryRaises) {
   const ky::AllocationFailure failure(1);
   EXPECT_EQ(codeRaisedBy([] { new AShape; }), "MEM_OUT_OF_MEMORY");
@@ -121,17 +98,6 @@ TEST(AObject, MethodsThatAClassOwesAreFatalAndNameIt) {
   EXPECT_EQ(parm(owed, "file"), "core/base/AObject");
   const XError unused = errorRaisedBy([&] { shape->DoesNotImplement(); });
   EXPECT_EQ(parm(unused, "msg"), "Class AShape does not support this method!");
-  shape->Dispose();
-}
-
-TEST(AObject, DumpIsOneIndentedLine) {
-  auto* const shape = new AShape;
-  char want[128];
-  std::snprintf(want, sizeof want, "    > AShape (object: 0x%08lX, size: %ld)\n",
-                reinterpret_cast<unsigned long>(shape), static_cast<long>(sizeof(AShape)));
-  const Printed out;
-  shape->Dump(Printed::print, 4);
-  EXPECT_EQ(out.text(), want);
   shape->Dispose();
 }
 

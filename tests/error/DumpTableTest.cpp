@@ -49,15 +49,6 @@ BARE_TEST(DumpTable, ASectionThatRaisesDoesNotStopTheDump) {
             heading("Broken") + "half a\n*** dump halted by exception: STRM_EOF\n\n" + heading("First") + "first\n\n");
 }
 
-BARE_TEST(DumpTable, OneSectionIsDumpedByName) {
-  DmpInstall(dumpFirst, "First", false);
-  DmpInstall(dumpSecond, "Second", false);
-  const Printed out;
-  DmpDumpOne(Printed::print, "Second");
-  DmpDumpOne(Printed::print, "Third");
-  EXPECT_EQ(out.text(), heading("Second") + "second\n\n");
-}
-
 BARE_TEST(DumpTable, HoldsFiftyAndRemovesTheFirstOfARoutine) {
   for (int i = 0; i < 50; ++i) DmpInstall(i % 2 ? dumpSecond : dumpFirst, i < 2 ? "early" : "late", false);
   EXPECT_EQ(codeRaisedBy([] { DmpInstall(raise, "one more", false); }), "DMP_TABLE_FULL");
@@ -68,12 +59,6 @@ BARE_TEST(DumpTable, HoldsFiftyAndRemovesTheFirstOfARoutine) {
   DmpListSections(Printed::print);
   EXPECT_TRUE(out.text().starts_with("    early\n    late\n"));
   EXPECT_TRUE(out.text().ends_with("    late\n    fits again\n"));
-}
-
-TEST(DumpTable, ThePrefixIsKeptAsFarAsItFits) {
-  DmpSetPrefix(std::string(300, 'p').c_str());
-  EXPECT_EQ(ky::dumpPrefix(), std::string(255, 'p'));
-  DmpSetPrefix("");
 }
 
 }  // namespace

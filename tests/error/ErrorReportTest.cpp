@@ -7,7 +7,7 @@
 
 #include "core/error/Guarded.h"
 #include "core/error/UIHooks.h"
-#include "core/mem/Toolbox.h"
+#include "tests/mem/ToyToolbox.h"
 #include "tests/support/Raised.h"
 
 using namespace ky;
@@ -15,23 +15,12 @@ using namespace ky::test;
 
 namespace {
 
-/// A toolbox that has resources and nothing else.
-class Resources : public Toolbox {
+/// A toolbox with resources.
+class Resources : public ToyToolbox {
  public:
-  Resources() : mBefore(installToolbox(this)) {}
-  ~Resources() override { installToolbox(mBefore); }
-
   std::map<std::string, std::string> texts;
   std::string systemErrors;
   int held = 0;
-
-  char** newHandle(Long) override { return nullptr; }
-  char** newHandleClear(Long) override { return nullptr; }
-  char** newEmptyHandle() override { return nullptr; }
-  void disposeHandle(char**) override {}
-  Long handleSize(char**) override { return 0; }
-  bool setHandleSize(char**, Long) override { return false; }
-  bool reallocHandle(char**, Long) override { return false; }
 
   char** namedResource(Char4 type, const char* name) override {
     const auto found = texts.find(name);
@@ -60,8 +49,6 @@ class Resources : public Toolbox {
     made->bytes = made->text.data();
     return &made->bytes;
   }
-
-  Toolbox* mBefore;
 };
 
 /// The report on what `raise` raises, from `level` or the top.

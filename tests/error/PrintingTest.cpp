@@ -45,12 +45,6 @@ class Console {
   UnitTestBase::LineSink before;
 };
 
-TEST(DebugPrintf, PassesFormatAndArgumentsOnTheMainThread) {
-  const DebugPrinted out;
-  EXPECT_EQ(dprintf("%d %s\n", 7, "seven"), 0);
-  EXPECT_EQ(out.text(), "7 seven\n");
-}
-
 TEST(DebugPrintf, BelongsToTheMainThread) {
   const DebugPrinted main;
   const DebugOutput traces;
@@ -85,12 +79,6 @@ TEST(ConsolePrintf, IsALineOfLevelOneThatVerbosityCanHide) {
   EXPECT_EQ(sLines, "take 2\nseen");
 }
 
-TEST(ConsolePrintf, CutsWhatDoesNotFit) {
-  const Console console;
-  EXPECT_EQ(cprintf("%s", std::string(2'000, 'c').c_str()), 1023);
-  EXPECT_EQ(sLines, std::string(1023, 'c'));
-}
-
 TEST(ConsoleLog, KeepsTheLinesUpToItsLevel) {
   const Console console;
   const std::string folder = testing::TempDir() + "ky_console_log";
@@ -116,15 +104,6 @@ TEST(OsPrintf, PrefixesSecondsAndEndsTheLineOnce) {
   EXPECT_EQ(out.text(), "   12.345678\tframe 9\n   12.345678\ta\nb   12.345678\t" + std::string(2046, 'x') + "\n");
 }
 
-TEST(DbgTime, IsTheTimeOfDayAndEmptyWhereItDoesNotFit) {
-  char text[9] = "";
-  int hour = -1, minute = -1, second = -1;
-  EXPECT_EQ(std::sscanf(dbgTime(text, sizeof text), "%2d:%2d:%2d", &hour, &minute, &second), 3);
-  EXPECT_EQ(std::strlen(text), 8u);
-  EXPECT_TRUE(0 <= hour && hour < 24 && 0 <= minute && minute < 60 && 0 <= second && second < 61) << text;
-  EXPECT_STREQ(dbgTime(text, 5), "");
-}
-
 TEST(DbgCstring, QuotesEscapesAndCuts) {
   const struct {
     const char* text;
@@ -134,14 +113,10 @@ TEST(DbgCstring, QuotesEscapesAndCuts) {
       {"a\tb", 80, R"("a\tb")"},
       {"'\"\\\n\r", 80, R"("\'\"\\\n\r")"},
       {"\x01\x1f\x7f\xe9", 80, "\"\\x01\\x1F\x7f\xe9\""},
-      {"", 80, R"("")"},
-      {"abcdef", 9, R"("abcdef")"},
-      {"abcdefg", 9, R"("abc...")"},
       {"abc\x01", 9, R"("abc...")"},
       {"ab\tdefg", 9, R"("ab...")"},
       {"abcdefg", 6, R"("...")"},
       {"abcdefg", 5, R"("ab)"},
-      {"abcdefg", 1, ""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.want);

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "tests/support/Bare.h"
-#include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 
 namespace {
@@ -21,24 +20,6 @@ TEST(Subsystems, ANameIsRegisteredOnceIgnoringCase) {
   EXPECT_EQ(dbgNumSubSystems(), count);
   EXPECT_STREQ(dbgGetSubsysName(id), "TestOnce");
   EXPECT_EQ(dbgGetSubSystemID("TestNever"), 0);
-}
-
-TEST(Subsystems, FlagsAreSetAndClearedByMask) {
-  const int id = dbgRegSubSystem("TestFlags");
-  EXPECT_EQ(dbgTestFlag(id, 15), 0);
-  EXPECT_EQ(dbgSetFlag(id, kDbgPrint | kDbgDebug), 10);
-  EXPECT_EQ(dbgSetFlag(id, kDbgPrint), 10);
-  EXPECT_EQ(dbgTestFlag(id, kDbgPrint | kDbgCheck), 2);
-  EXPECT_EQ(dbgClearFlag(id, kDbgPrint | kDbgCheck), 8);
-  dbgClearFlag(id, 15);
-}
-
-TEST(Subsystems, NoSubsystemHasNoFlags) {
-  for (const int id : {0, -1, 51}) {
-    EXPECT_EQ(dbgSetFlag(id, kDbgPrint), 0) << id;
-    EXPECT_EQ(dbgTestFlag(id, kDbgPrint), 0) << id;
-    EXPECT_EQ(checkFailedBy([&] { dbgGetSubsysName(id); }), "(id < dim(dbgFlags)) && (id >= 1)") << id;
-  }
 }
 
 BARE_TEST(Subsystems, TheTableHoldsFifty) {
@@ -59,18 +40,6 @@ BARE_TEST(Subsystems, TheNamesShareOneArea) {
   EXPECT_EQ(dbgRegSubSystem(std::string(797, 'n').c_str()), 1);
   EXPECT_EQ(dbgRegSubSystem("o"), 2);
   EXPECT_EQ(checkFailedBy([] { dbgRegSubSystem(""); }), "nextName + nameLen < MAX_SUBSYSTEMS * SUBSYS_NAMESIZE");
-}
-
-BARE_TEST(Subsystems, TheListShowsAWordForEachFlag) {
-  dbgSetFlag(dbgRegSubSystem("Undo"), kDbgPrint | kDbgStats);
-  dbgSetFlag(dbgRegSubSystem("ANameThatIsTooLongForIt"), kDbgCheck | kDbgDebug);
-  const Printed out;
-  ky::listSubsystems(Printed::print);
-  EXPECT_EQ(out.text(),
-            "           Subsystem   Check     Print     Stats     Debug\n"
-            "           ---------   -----     -----     -----     -----\n"
-            "                Undo   -----     PRINT     STATS     -----\n"
-            "ANameThatIsTooLongFo   CHECK     -----     -----     DEBUG\n");
 }
 
 BARE_TEST(Subsystems, TheSavedFormHoldsThoseWithAFlag) {

@@ -19,22 +19,12 @@ TEST(SystemErrors, FileFailuresHaveADiskCodeAboveTheHostsNumber) {
     const char* code;
   } rows[] = {
       {platform::fileErrorOf(ENOENT), "DISK_FILE_NOT_FOUND"},
-      {platform::fileErrorOf(ENOTDIR), "DISK_FILE_NOT_FOUND"},
-      {platform::fileErrorOf(ENFILE), "DISK_TOO_MANY_OPEN"},
-      {platform::fileErrorOf(EISDIR), "DISK_ACCESS_DENIED"},
-      {platform::fileErrorOf(ESPIPE), "DISK_SEEK_ERROR"},
       {platform::fileErrorOf(ETXTBSY), "DISK_SHARING_VIOLATION"},
       {platform::fileErrorOf(EAGAIN), "DISK_FILE_LOCKED"},
       {38, "DISK_EOF"},
-      {platform::fileErrorOf(EEXIST), "DISK_FILE_ALREADY_EXISTS"},
       {183, "DISK_FILE_ALREADY_EXISTS"},
       {platform::fileErrorOf(ENOSPC), "DISK_FULL"},
-      {platform::fileErrorOf(ENAMETOOLONG), "DISK_INVALID_FILENAME_SYNTAX"},
-      {platform::fileErrorOf(ENOTEMPTY), "DISK_DIR_NOT_EMPTY"},
       {267, "DISK_DIR_NOT_FOUND"},
-      {platform::fileErrorOf(EIO), "DISK_IO_ERROR"},
-      {static_cast<int>(0x80030013), "DISK_LOCKED"},
-      {static_cast<int>(0x8003001D), "DISK_WRITE_ERROR"},
       {static_cast<int>(0x8003001E), "DISK_READ_ERROR"},
       {platform::fileErrorOf(ENOMEM), "FILE_OTHER"},
       {0, "FILE_OTHER"},
@@ -60,13 +50,6 @@ TEST(SystemErrors, TextsAreTheHostsAndFitTheBuffer) {
   platform::errorText(5, text, 4);
   EXPECT_EQ(std::strlen(text), 3u);
   EXPECT_EQ(codeRaisedBy([] { SysNTerrorRaise(2); }), std::string("System error:\n") + std::strerror(ENOENT));
-}
-
-TEST(SystemErrors, AFatalMayBeLeftByAnError) {
-  const XError error = errorRaisedBy([] { FatalErrXRaise("trouble", "core/lists/AArray", 7); });
-  char text[128];
-  error.ExpandString(text, sizeof text, nullptr);
-  EXPECT_STREQ(text, "Exception: FATAL_ERROR, msg:trouble, file:core/lists/AArray, line:7");
 }
 
 TEST(ExceptionContainer, DeliversWhatWasStoredOnce) {

@@ -37,12 +37,6 @@ std::string line(const char* rest) {
   return text;
 }
 
-std::string words(const XError& error) {
-  char text[256];
-  error.ExpandString(text, sizeof text, nullptr);
-  return text;
-}
-
 }  // namespace
 
 TEST(XError, OnlyAnErrorWithACodeIsRaisedButAnyIsPassedOn) {
@@ -94,21 +88,12 @@ TEST(XError, CopiesShareTheStackUntilOneChanges) {
   XError second = first;
   second.Push("HIGH", "str s", "x", 0);
   first.AppendParms("int m", 2, 0);
-  EXPECT_EQ(words(first), "Exception: LOW, n:1, m:2");
-  EXPECT_EQ(words(second), "Exception: HIGH, s:x");
+  EXPECT_EQ(wordsOf(first), "Exception: LOW, n:1, m:2");
+  EXPECT_EQ(wordsOf(second), "Exception: HIGH, s:x");
   EXPECT_EQ(second.GetTopLevel(), 2);
   Long n = 0;
   EXPECT_TRUE(second.GetParm(&n, 1, "n"));
   EXPECT_FALSE(second.GetParm(&n, 1, "m")) << "the copy was made before";
-}
-
-TEST(XError, AnUnshareableErrorIsCopiedWhole) {
-  XError first("CODE", "int n", 1, 0);
-  first.MarkUnshareable();
-  const XError second = first;
-  first.AppendParms("int m", 2, 0);
-  EXPECT_EQ(words(first), "Exception: CODE, n:1, m:2");
-  EXPECT_EQ(words(second), "Exception: CODE, n:1");
 }
 
 TEST(XError, PushingAnErrorPutsItsLevelsOnTop) {
@@ -117,29 +102,20 @@ TEST(XError, PushingAnErrorPutsItsLevelsOnTop) {
   high.Push("HIGH", "double d", 0.5, 0);
   low.Push(high);
   EXPECT_EQ(low.GetTopLevel(), 3);
-  EXPECT_EQ(words(low), "Exception: HIGH, d:0.5");
+  EXPECT_EQ(wordsOf(low), "Exception: HIGH, d:0.5");
   char text[8];
   EXPECT_TRUE(low.GetParmAsString(text, sizeof text, 2, "s"));
   low.Push(low);
   EXPECT_EQ(low.GetTopLevel(), 6);
   XError empty;
   empty.Push(high);
-  EXPECT_EQ(words(empty), "Exception: HIGH, d:0.5");
+  EXPECT_EQ(wordsOf(empty), "Exception: HIGH, d:0.5");
   empty.Push(XError());
   EXPECT_STREQ(empty.GetCode(), "HIGH");
   XError bare;
   bare.Push("CODE", "int n", 1, 0);
   EXPECT_STREQ(bare.GetCode(), "CODE");
   EXPECT_TRUE(bare.IsStackEmpty()) << "without a stack only the code changes";
-}
-
-TEST(XError, CodesMadeAtRunTimeAreKept) {
-  std::string text = "Unable to do 7 things";
-  const char* const code = InternCode(text.c_str());
-  const std::string again = text;
-  text.assign(text.size(), '-');
-  EXPECT_STREQ(code, again.c_str());
-  EXPECT_EQ(InternCode(again.c_str()), code);
 }
 
 TEST(XError, ThreadsMayHoldAndDropOneStackAtOnce) {
@@ -156,5 +132,5 @@ TEST(XError, ThreadsMayHoldAndDropOneStackAtOnce) {
     });
   }
   for (auto& thread : threads) thread.join();
-  EXPECT_EQ(words(shared), "Exception: CODE, n:1");
+  EXPECT_EQ(wordsOf(shared), "Exception: CODE, n:1");
 }

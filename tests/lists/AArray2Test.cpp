@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <string>
 #include <vector>
 
 #include "core/lists/ASortedArray.h"
@@ -125,17 +123,6 @@ TEST(AArray2, GrowsToAnIndexWithZeroesBetween) {
   EXPECT_EQ(array->GetNumItems(), 6);
 }
 
-TEST(AArray2, GivesMemoryBackOnlyBeyondABlock) {
-  Owned<AArray2> array = longs({});
-  const struct { Long count, slots; } steps[] = {{10, 13}, {12, 13}, {10, 13}, {9, 10}, {0, 9}, {0, 1}};
-  for (const auto& step : steps) {
-    array->SetNumItems(step.count);
-    EXPECT_EQ(ArrayAccess::slots(*array), step.slots) << step.count;
-    array->DebugCheck();
-  }
-  EXPECT_EQ(checkFailedBy([&] { array->SetNumItems(-1); }), "num >= 0");
-}
-
 TEST(AArray2, ReadsABlockOfWholeElementsOnly) {
   Owned<AArray2> array = longs({7});
   const Long good[] = {8, 20, 30}, none[] = {0}, ragged[] = {7, 1, 2}, negative[] = {-8, 1, 2};
@@ -151,16 +138,6 @@ TEST(AArray2, ReadsABlockOfWholeElementsOnly) {
 
 int byLong(const void* element, const void* key, void*) {
   return *static_cast<const Long*>(element) - *static_cast<const Long*>(key);
-}
-
-TEST(AArray2, SortsNothingButTheEmptyArray) {
-  Owned<AArray2> array = longs({2, 1});
-  EXPECT_EQ(checkFailedBy([&] { array->Sort(byLong, nullptr, true, false); }), "Not implemented");
-  EXPECT_EQ(checkFailedBy([&] { array->SortRange(0, 2, byLong, nullptr, true, false); }), "start >= this->indexBase");
-  EXPECT_EQ(checkFailedBy([&] { array->SortRange(1, 4, byLong, nullptr, true, false); }),
-            "end - start <= this->numItems");
-  array->SortRange(2, 2, byLong, nullptr, true, false);
-  longs({})->Sort(byLong, nullptr, true, false);
 }
 
 // The rows of the table: what the modes find among 10, 20, 20, 20, 30 at indices 5 to 9.

@@ -92,16 +92,6 @@ TEST_F(AListTest, InsertsAndFindsByPlace) {
   EXPECT_EQ(none->LastItem(), nullptr);
 }
 
-TEST_F(AListTest, FindsTheFirstAndTheLastAccepted) {
-  const auto even = [](void* object) -> Boolean { return valueOf(object) % 2 == 0; };
-  const auto below = [](void* object, LongPtr limit) -> Boolean { return valueOf(object) < limit; };
-  EXPECT_EQ(valueOf(list->FirstSuccess(even)), 2);
-  EXPECT_EQ(valueOf(list->LastSuccess(even)), 4);
-  EXPECT_EQ(valueOf(list->FirstSuccess1(below, 3)), 1);
-  EXPECT_EQ(valueOf(list->LastSuccess1(below, 3)), 2);
-  EXPECT_EQ(list->LastSuccess1(below, 1), nullptr);
-}
-
 TEST_F(AListTest, WalksUnderALockThatAnErrorLiftsToo) {
   EXPECT_EQ(checkFailedBy([&] { list->DoForEach([](void*) { walked->Add(nullptr); }); }), "lockChanges == FALSE");
   EXPECT_EQ(codeRaisedBy([&] {
@@ -134,17 +124,6 @@ TEST_F(AListTest, EndsObjectsThatLeaveTheListOrFailAsTheyEnd) {
   EXPECT_EQ(Counted::alive, 0);
   EXPECT_TRUE(list->IsEmpty());
   list->Remove(nullptr);
-}
-
-TEST_F(AListTest, GivesTheObjectAloneAsAnItem) {
-  AObject* got[2] = {};
-  list->GetItem(got, 2);
-  EXPECT_EQ(valueOf(got[0]), 2);
-  EXPECT_EQ(got[1], nullptr);
-  Owned<AList> copy(static_cast<AList*>(list->Copy()));
-  list->BringFront(got[0]);
-  copy->DoForEach(visit);
-  EXPECT_EQ(visited, (std::vector<Long>{1, 2, 3, 4}));
 }
 
 }  // namespace

@@ -4,10 +4,8 @@
 
 #include <algorithm>
 #include <random>
-#include <set>
 #include <vector>
 
-#include "core/lists/AUnknownArray.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/KyStringHandles.h"
 #include "core/mem/Owned.h"
@@ -69,31 +67,6 @@ TEST(AOrderedArray, InsertAtIndexLooksAtOneNeighbourOnEachSide) {
               row.fits ? "" : "ARRAY_INSERT_IN_WRONG_POSITION");
     EXPECT_EQ(array->GetNumItems(), row.fits ? 5 : 4);
   }
-}
-
-TEST(AOrderedArray, CopiesAreIndependentOrNotMade) {
-  Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));
-  for (Long item = 1; item <= 3; ++item) array->InsertItem(&item);
-  for (Long nth = 1; nth <= 3; ++nth) {
-    ky::AllocationFailure failure(nth);
-    EXPECT_EQ(codeRaisedBy([&] { array->Copy(); }), "MEM_OUT_OF_MEMORY");
-    EXPECT_TRUE(failure.happened());
-  }
-  Owned<AOrderedArray> copy(static_cast<AOrderedArray*>(array->Copy()));
-  array.reset();
-  const Long four = 4;
-  copy->InsertAtIndex(&four, 4);
-  EXPECT_EQ(ky::elements<Long>(copy.get())[3], 4);
-}
-
-TEST(AUnknownArray, CountsByKey) {
-  Owned<AUnknownArray> array(AUnknownArray::New());
-  for (const Long key : {7, 8, 7, -9, 7}) array->Update(key);
-  EXPECT_EQ(array->GetNumItems(), 3);
-  EXPECT_EQ(array->Offset(7), 0);
-  EXPECT_EQ(array->Offset(-9), 2);
-  EXPECT_EQ(array->Offset(1), -2147483647 - 1);
-  EXPECT_EQ(ky::elements<AUnknownArray::Entry>(array.get())[0].count, 3);
 }
 
 }  // namespace

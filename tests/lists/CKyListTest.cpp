@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -41,28 +39,6 @@ std::vector<LongPtr> contents(CKyList& list) {
 }
 
 Boolean odd(void* item) { return valueOf(item) % 2; }
-
-TEST(CKyList, WalksEitherWayWithAFilter) {
-  Owned<CKyList> list = words({1, 2, 3, 4, 5});
-  list->Prepend(word(7));  // needs renumbering: the walk sees to it
-  Interator_t it;
-  std::vector<LongPtr> there, back;
-  for (AObject* item = list->GetFirstItem(&it, odd); item; item = list->GetNextItem(&it, odd)) {
-    there.push_back(valueOf(item));
-  }
-  for (AObject* item = list->GetLastItem(&it, nullptr); item; item = list->GetPrevItem(&it, nullptr)) {
-    back.push_back(valueOf(item));
-  }
-  EXPECT_EQ(there, (std::vector<LongPtr>{7, 1, 3, 5}));
-  EXPECT_EQ(back, (std::vector<LongPtr>{5, 4, 3, 2, 1, 7}));
-
-  it = list->IndexToInterator(3);
-  EXPECT_EQ(valueOf(list->GetNextItem(&it, nullptr)), 2);
-  EXPECT_EQ(list->IndexToInterator(100).place, 5);
-  Owned<CKyList> none = words();
-  EXPECT_EQ(none->GetFirstItem(&it, nullptr), nullptr);
-  EXPECT_EQ(none->GetPrevItem(&it, nullptr), nullptr);
-}
 
 // Against a model that knows each word's number: a walk visits, in order, just those that are there when it comes by.
 TEST(CKyList, WalksSurviveDeletionsAndAppends) {

@@ -5,13 +5,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "core/mem/KyMemory.h"
-#include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 
 using namespace ky;
@@ -36,25 +34,9 @@ class AltMemory : public testing::Test {
   static void end(const std::vector<void*>& all) {
     for (void* p : all) AltFree(p);
   }
-  // Bytes that a block of `size` takes off the free ones.
-  static Long realSize(Long size) {
-    AltFree(AltMalloc(size));  // so that no master block is made in between
-    const Long before = AltGetFreeBytes();
-    void* const p = AltMalloc(size);
-    const Long real = before - AltGetFreeBytes();
-    AltFree(p);
-    return real;
-  }
 };
 
 }  // namespace
-
-TEST_F(AltMemory, RealSizesAreTheHeaderAndTheSizeRoundedToFour) {
-  const struct {
-    Long size, real;
-  } cases[] = {{0, 12}, {1, 12}, {8, 12}, {9, 16}, {12, 16}, {13, 20}, {4089, 4096}, {4092, 4096}};
-  for (const auto& c : cases) EXPECT_EQ(realSize(c.size), c.real) << c.size;
-}
 
 TEST_F(AltMemory, BlocksOf4092BytesAreSmallAndLongerOnesLarge) {
   for (const Long size : {0, 1, 4092, 4093, 4096, 65535}) {
@@ -71,13 +53,6 @@ TEST_F(AltMemory, BlocksOf4092BytesAreSmallAndLongerOnesLarge) {
   EXPECT_EQ(AltMalloc(-1), nullptr);
   EXPECT_EQ(checkFailedBy([] { AltMalloc(65536); }), "sz < MAX_BLK_SIZE");
   EXPECT_FALSE(AltIsInAltRange(nullptr));
-}
-
-TEST_F(AltMemory, FreedBlocksOfASizeAreUsedInTheOrderOfTheirRelease) {
-  const auto all = blocks(5, 100);
-  for (const int i : {3, 0, 4}) AltFree(all[static_cast<std::size_t>(i)]);
-  for (const std::size_t i : {3u, 0u, 4u}) EXPECT_EQ(AltMalloc(98), all[i]);
-  end(all);
 }
 
 TEST_F(AltMemory, MasterBlocksGoBackOnlyWhenAskedFor) {
@@ -156,15 +131,6 @@ TEST_F(AltMemory, AWriteIntoAFreeBlockIsNoticedWhenItsMasterBlockIsReclaimed) {
   EXPECT_EXIT(wreck(), testing::ExitedWithCode(0), "FtlAbort called.");
 }
 
-TEST_F(AltMemory, CopiesAreOfTheSameSize) {
-  void* const p = AltMallocClear(10);
-  std::memcpy(p, "0123456789", 10);
-  void* const copy = AltCopy(p);
-  EXPECT_EQ(AltGetBlockSize(copy), 10);
-  EXPECT_EQ(std::memcmp(copy, "0123456789", 10), 0);
-  end({p, copy});
-}
-
 TEST_F(AltMemory, ExhaustionRaisesAndLeavesTheCounters) {
   const auto filler = blocks(40, 4092);  // the first of its master block to the last
   const Long total = AltGetTotalBytes();
@@ -179,18 +145,4 @@ TEST_F(AltMemory, ExhaustionRaisesAndLeavesTheCounters) {
   more.push_back(AltMalloc(4092));
   end(filler);
   end(more);
-}
-
-TEST_F(AltMemory, StatisticsListSizesAndMasterBlocks) {
-  const auto all = blocks(3, 500);
-  AltFree(all[0]);
-  const Printed out;
-  AltPrintStats(Printed::print, nullptr);
-  for (const char* part :
-       {"   Only printing slots for which more than 0 blocks exist\n",
-        "     n   numUsed   numFree  usedBytes   freeBytes\n", "    500       2         1        1008",
-        "  Master Blocks\n         numUsed      numFree        Start          End\n", "\n *"}) {
-    EXPECT_NE(out.text().find(part), std::string::npos) << part << "\nin:\n" << out.text();
-  }
-  end({all[1], all[2]});
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -66,74 +65,47 @@ TEST(KyMemory, TotalsCountTheCallersBytes) {
   EXPECT_EQ(changeBy([&] { KyDisposePtr(p); }), (Figures{-3, -1}));
 }
 
-TEST(KyMemory, ClearedTotalsBeginAtZero) {
-  void* const p = KyNewPtr(100);
-  KyMemClearTotals();
-  const MemoryTotals cleared = memoryTotals();
-  EXPECT_EQ(cleared.numHdls, 0);
-  KyDisposePtr(p);
-  EXPECT_EQ(memoryTotals().numPtrs, cleared.numPtrs - 1);
-}
-
+// Small blocks, and blocks so large that each lies in pages of its own.
 TEST(KyMemory, PointersKeepTheirContentsThroughAnyHistory) {
-  std::mt19937 random(7);
-  std::vector<std::pair<void*, std::string>> live;
-  const auto randomSize = [&] { return static_cast<Long>(random() % (random() % 4 ? 200 : 4000)); };
-  const auto fill = [&](void* p, Long size) {
-    std::string content(static_cast<std::size_t>(size), static_cast<char>(random()));
-    std::memcpy(p, content.data(), content.size());
-    return content;
-  };
-  for (int step = 0; step < 20000; ++step) {
-    const std::size_t at = live.empty() ? 0 : random() % live.size();
-    if (live.size() < 300 && random() % 2) {
-      const Long size = randomSize();
-      void* const p = KyNewPtr(size);
-      live.emplace_back(p, fill(p, size));
-    } else if (!live.empty() && random() % 2) {
+  const struct {
+    unsigned least, most, live;
+    int steps;
+  } rows[] = {{0, 200, 300, 20000}, {0, 4000, 300, 20000}, {0x80000, 0x600000, 5, 150}};
+  const Int64 before = memoryTotals().totalPtr;
+  for (const auto& row : rows) {
+    std::mt19937 random(7);
+    std::vector<std::pair<void*, std::string>> live;
+    const auto randomSize = [&] { return static_cast<Long>(row.least + random() % (row.most - row.least)); };
+    const auto fill = [&](void* p, Long size) {
+      std::string content(static_cast<std::size_t>(size), static_cast<char>(random()));
+      std::memcpy(p, content.data(), content.size());
+      return content;
+    };
+    for (int step = 0; step < row.steps || !live.empty(); ++step) {
+      const bool ends = step >= row.steps;
+      if (!ends && live.size() < row.live && (live.empty() || random() % 2)) {
+        const Long size = randomSize();
+        void* const p = KyNewPtr(size);
+        live.emplace_back(p, fill(p, size));
+        continue;
+      }
+      const std::size_t at = random() % live.size();
       auto& [p, content] = live[at];
-      const Long size = randomSize();
-      KyReallocPtr(&p, size);
-      const auto kept = std::min(content.size(), static_cast<std::size_t>(size));
-      ASSERT_EQ(std::memcmp(p, content.data(), kept), 0);
-      content = fill(p, size);
-    } else if (!live.empty()) {
-      auto& [p, content] = live[at];
-      ASSERT_EQ(KyGetPtrSize(p), static_cast<Long>(content.size()));
-      ASSERT_EQ(std::memcmp(p, content.data(), content.size()), 0);
-      KyDisposePtr(p);
-      live.erase(live.begin() + static_cast<std::ptrdiff_t>(at));
+      if (!ends && random() % 2) {
+        const Long size = randomSize();
+        KyReallocPtr(&p, size);
+        const auto kept = std::min(content.size(), static_cast<std::size_t>(size));
+        ASSERT_EQ(std::memcmp(p, content.data(), kept), 0);
+        content = fill(p, size);
+      } else {
+        ASSERT_EQ(KyGetPtrSize(p), static_cast<Long>(content.size()));
+        ASSERT_EQ(std::memcmp(p, content.data(), content.size()), 0);
+        KyDisposePtr(p);
+        live.erase(live.begin() + static_cast<std::ptrdiff_t>(at));
+      }
     }
   }
-  for (auto& [p, content] : live) KyDisposePtr(p);
-}
-
-TEST(KyMemory, CopiesAreFresh) {
-  char* p = static_cast<char*>(KyNewPtr(3));
-  std::memcpy(p, "abc", 3);
-  char* const copy = static_cast<char*>(KyCopy(p));
-  char* const old = p;
-  KyPtrToPtr(&p);
-  EXPECT_NE(p, old);
-  EXPECT_EQ(std::string(p, 3) + std::string(copy, 3), "abcabc");
-  EXPECT_EQ(KySize(copy), 3);
-  for (char* each : {p, old, copy}) KyDispose(each);
-}
-
-TEST(KyMemory, TheChosenAllocationFails) {
-  void* p = KyNewPtr(40);
-  {
-    const AllocationFailure failure(2);
-    void* const first = KyNewPtr(8);
-    EXPECT_FALSE(failure.happened());
-    EXPECT_EQ(codeRaisedBy([&] { KyReallocPtr(&p, 900); }), "MEM_OUT_OF_MEMORY");
-    EXPECT_TRUE(failure.happened());
-    EXPECT_EQ(KyGetPtrSize(p), 40);
-    KyDisposePtr(first);
-    KyReallocPtr(&p, 900);
-  }
-  EXPECT_EQ(KyGetPtrSize(p), 900);
-  KyDisposePtr(p);
+  EXPECT_EQ(memoryTotals().totalPtr, before);
 }
 
 TEST(KyMemory, BytesInPlace) {
@@ -153,32 +125,6 @@ TEST(KyMemory, BytesInPlace) {
   EXPECT_EQ(halves[1], 0x0403);
 }
 
-TEST(KyMemory, LowMemoryThresholdOnlyRises) {
-  const Long base = GetLowMemThreshold();
-  RegLowMemThreshold(base + 10);
-  RegLowMemThreshold(base + 5);
-  EXPECT_EQ(GetLowMemThreshold(), base + 10);
-  EXPECT_FALSE(IsMemoryBelowThresh());
-  EXPECT_EQ(SwapLowMemMode(lowMemTight), lowMemNormal);
-  EXPECT_EQ(SwapLowMemMode(lowMemNormal), lowMemTight);
-}
-
-TEST(KyMemory, SystemFiguresFitTheirType) {
-  for (const Long figure : {KyFreeMem(), KyMaxBlock(), KyFreeMemPhysical(), KyGetHeapSize()})
-    EXPECT_GT(figure, 1 << 20);
-}
-
-TEST(KyMemory, StatisticsNameEachFigure) {
-  const DebugPrinted out;
-  KyMemPrintStats();
-  for (const char* text :
-       {"\n...KyMemStats...\nnumPtrs:      ", "\n\n--- Win32 Virtual Memory Stats ---\nMemory Load : ",
-        "\nProcess Maximum Working Set Size : ", "\n--- -------------------------- ---"}) {
-    EXPECT_NE(out.text().find(text), std::string::npos) << text << "\nin:\n" << out.text();
-  }
-  EXPECT_EQ(out.text().find("slots:"), std::string::npos) << "counts belong to debugging";
-}
-
 TEST(KyMemory, EndedAndStartedAgainItHasOneDumpSection) {
   KyMemCleanup();
   KyMemInit();
@@ -189,52 +135,4 @@ TEST(KyMemory, EndedAndStartedAgainItHasOneDumpSection) {
   EXPECT_NE(first, std::string::npos);
   EXPECT_EQ(sections.text().find("Memory", first + 1), std::string::npos);
   EXPECT_EQ(codeRaisedBy([] { KyDisposePtr(KyNewPtr(1)); }), "");
-}
-
-TEST(KyMemory, LargeBlocksKeepTheirBytesWhileOthersComeAndGo) {
-  struct Block {
-    void* p = nullptr;
-    Long size = 0;
-    unsigned char mark = 0;
-  };
-  std::mt19937 random(11);
-  const auto size = [&] { return Long(0x80000 + random() % 0x1400000); };
-  // Every page holds the block's mark: at its first and last byte, and at each four kilobytes between.
-  const auto stamp = [](Block& block, Long from) {
-    auto* bytes = static_cast<unsigned char*>(block.p);
-    for (Long i = from; i < block.size; i += 0x1000) bytes[i] = block.mark;
-    bytes[block.size - 1] = block.mark;
-  };
-  const auto holds = [](const Block& block, Long until) {
-    const auto* bytes = static_cast<unsigned char*>(block.p);
-    for (Long i = 0; i < until; i += 0x1000) {
-      if (bytes[i] != block.mark) return false;
-    }
-    return true;
-  };
-  const Int64 before = ky::memoryTotals().totalPtr;
-  Block blocks[5];
-  for (int step = 0; step < 150; ++step) {
-    SCOPED_TRACE(step);
-    Block& block = blocks[random() % 5];
-    const Long old = block.size;
-    if (!block.p || random() % 4 == 0) {
-      if (block.p) KyDisposePtr(block.p);
-      block = {nullptr, size(), static_cast<unsigned char>(step + 1)};
-      block.p = KyNewPtr(block.size);
-      stamp(block, 0);
-    } else {
-      block.size = size();
-      KyReallocPtr(&block.p, block.size);
-      ASSERT_TRUE(holds(block, std::min(old, block.size)));
-      stamp(block, 0);
-    }
-    ASSERT_EQ(KyGetPtrSize(block.p), block.size);
-  }
-  for (Block& block : blocks) {
-    if (!block.p) continue;
-    EXPECT_TRUE(holds(block, block.size));
-    KyDisposePtr(block.p);
-  }
-  EXPECT_EQ(ky::memoryTotals().totalPtr, before);
 }

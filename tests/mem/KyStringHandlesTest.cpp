@@ -6,10 +6,8 @@
 
 #include "core/mem/KyHandles.h"
 #include "core/mem/Owned.h"
-#include "tests/mem/ToyToolbox.h"
 
 using namespace ky;
-using namespace ky::test;
 
 namespace {
 
@@ -19,17 +17,6 @@ OwnedHandle made(const char* text) { return OwnedHandle(KyNewSHdl(text)); }
 std::string shown(char** h) { return h ? std::string(*h) + "/" + std::to_string(KyGetHandleSize(h)) : "null"; }
 
 }  // namespace
-
-TEST(KyStringHandles, NewOnesAreFakeWhateverTheThread) {
-  ToyToolbox box;
-  const OwnedHandle h = made("abc");
-  EXPECT_EQ(box.live(), 0u);
-  EXPECT_EQ(shown(h.get()), "abc/4");
-  EXPECT_EQ(KySHdlLength(h.get()), 3u);
-  EXPECT_EQ(shown(made(nullptr).get()), "/1");
-  EXPECT_EQ(KySHdlLength(nullptr), 0u);
-  KyDisposeSHdl(nullptr);
-}
 
 TEST(KyStringHandles, Assigning) {
   using Assign = char** (*)(char**, const char*);
@@ -56,22 +43,6 @@ TEST(KyStringHandles, Assigning) {
     EXPECT_EQ(c.assign(h.get(), c.source), h.get());
     EXPECT_EQ(shown(h.get()), c.want);
   }
-}
-
-TEST(KyStringHandles, AssigningFromAHandle) {
-  const OwnedHandle source = made("0123456789");
-  const OwnedHandle empty(KyNewEmptyHandle());
-  const OwnedHandle h = made("ab");
-  KySHdlToSHdl(h.get(), source.get());
-  EXPECT_EQ(shown(h.get()), "01/3");
-  KySHdlToSHdlGrow(h.get(), source.get());
-  EXPECT_EQ(shown(h.get()), "0123456789/11");
-  KySHdlToSHdlGrow(h.get(), nullptr);
-  EXPECT_EQ(shown(h.get()), "0123456789/11");
-  KyAppendSHdlToSHdl(h.get(), empty.get());
-  EXPECT_EQ(shown(h.get()), "0123456789/11");
-  KySHdlToSHdl(h.get(), nullptr);
-  EXPECT_EQ(shown(h.get()), "/11");
 }
 
 TEST(KyStringHandles, NullAndEmptyHandles) {

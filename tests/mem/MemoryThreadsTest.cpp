@@ -103,19 +103,6 @@ TEST(MemoryThreads, MasterBlocksMayGoBackInBetween) {
   });
 }
 
-TEST(MemoryThreads, MemoryOfEndedThreadsIsUsedAgain) {
-  const auto round = [] {
-    std::thread([] {
-      std::vector<void*> all;
-      for (int i = 0; i < 1000; ++i) all.push_back(KyNewPtr(200));
-      for (void* p : all) KyDisposePtr(p);
-    }).join();
-  };
-  const MemoryTotals before = memoryTotals();
-  for (int i = 0; i < 50; ++i) round();
-  EXPECT_EQ(memoryTotals().totalPtr, before.totalPtr);
-}
-
 TEST(MemoryThreads, TracingMayBeTurnedOnWhileOthersAllocate) {
   std::atomic<bool> done{false};
   std::thread other([&] {

@@ -6,7 +6,6 @@
 
 #include "core/mem/KyHandles.h"
 #include "core/mem/KyMemory.h"
-#include "tests/mem/ToyToolbox.h"
 #include "tests/support/Printed.h"
 
 using namespace ky;
@@ -67,37 +66,6 @@ TEST_F(MemoryTracer, RecordsStandNewestFirstWithTheirCallers) {
   EXPECT_TRUE(contains(text, "  size: 00000222  ")) << text;
   EXPECT_TRUE(contains(text.substr(older), "KyNewPtr               ")) << text;
   EXPECT_TRUE(contains(counts(), "slots:        00000 (hiWater=00002)\nslotNotFounds:00000"));
-}
-
-TEST_F(MemoryTracer, ResizingMovesTheRecord) {
-  KyAllocDebugToggle();
-  void* p = KyNewPtr(10);
-  KyReallocPtr(&p, 0x4321);
-  EXPECT_TRUE(contains(state(), "  size: 00004321  "));
-  KyDisposePtr(p);
-  EXPECT_TRUE(contains(counts(), "slots:        00000 "));
-}
-
-TEST_F(MemoryTracer, OutOfRecordsItBeepsAndBeginsAgain) {
-  ToyToolbox box;
-  for (int i = 0; i < 32768; ++i) KySlotAdd(&cells[i], 1, 0);
-  EXPECT_EQ(box.beeps, 0);
-  KySlotAdd(&cells[32768], 1, 0);
-  EXPECT_EQ(box.beeps, 5);
-  EXPECT_TRUE(contains(counts(), "slots:        00001 (hiWater=00001)"));
-}
-
-TEST_F(MemoryTracer, TogglesSaySo) {
-  const DebugPrinted out;
-  KyAllocDebugToggle();
-  EXPECT_TRUE(DebugAllocs());
-  KyAllocDebugToggle();
-  KyHLockDebugToggle();
-  EXPECT_TRUE(DebugLocks());
-  KyHLockDebugToggle();
-  EXPECT_EQ(out.text(),
-            "Alloc debugging gear is now on.\nAlloc debugging gear is now off.\n"
-            "KyHLock debugging gear is now on.\nKyHLock debugging gear is now off.\n");
 }
 
 TEST_F(MemoryTracer, AFreeWithoutARecordShowsTheStackWhenLocksAreDebugged) {

@@ -2,18 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <random>
 
-#include "core/error/Subsystems.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/Owned.h"
 #include "core/utils/MemStreams.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 #include "tests/support/TempFolder.h"
-#include "tests/utils/StreamSupport.h"
+#include "tests/utils/SomeValues.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -117,48 +115,6 @@ TEST_P(FileStreamModel, HoldsForRandomTransfersSeeksAndCuts) {
   EXPECT_EQ(onDisk(), model);
 }
 
-/// Random values, the same for every stream that gets the same seed.
-class Values {
- public:
-  explicit Values(unsigned seed) : random(seed) {}
-
-  void write(AStream* s) {
-    const std::string text = next();
-    if (kind == 0) return s->WriteBoolean("a", value & 1);
-    if (kind == 1) return s->WriteShort("b", short(value));
-    if (kind == 2) return s->WriteChar4("c", Char4(value));
-    if (kind == 3) return s->WriteDouble("d", double(value));
-    if (kind == 4) return s->WriteInt64("e", Int64(value));
-    if (kind == 5) return s->WriteBytes("f", text.data(), Long(text.size()));
-    s->WriteString("g", text.c_str());
-  }
-
-  /// Reads what `write` of the same seed wrote.
-  bool reads(AStream* s) {
-    const std::string text = next();
-    char got[64] = {};
-    if (kind == 0) return s->ReadBoolean("a") == (value & 1);
-    if (kind == 1) return s->ReadShort("b") == short(value);
-    if (kind == 2) return s->ReadChar4("c") == Char4(value);
-    if (kind == 3) return s->ReadDouble("d") == double(value);
-    if (kind == 4) return s->ReadInt64("e") == Int64(value);
-    if (kind == 5) return s->ReadBytes("f", got, Long(text.size())), text == got;
-    if (kind == 6) return s->ReadString("g", got, sizeof got), text == got;
-    return text == OwnedHandle(s->ReadStringHandle("g")).data();
-  }
-
- private:
-  std::string next() {
-    value = random();
-    kind = value / 8 % 8;
-    return std::string(value % 40, 't');
-  }
-
-  std::mt19937_64 random;
-  UInt64 value = 0;
-  UInt64 kind = 0;
-};
-
 std::string traceOf(AStream* stream, const std::function<void()>& body) {
   Printed out;
   stream->SetTraceFunc(out.print);
@@ -178,9 +134,9 @@ TEST_P(FileStreamModel, TypedValuesPassAsThroughMemory) {
       std::string traces[2];
       for (AStream* const stream : {static_cast<AStream*>(memory.get()), static_cast<AStream*>(file.get())}) {
         apply(coding, stream);
-        Values values(seed);
+        std::mt19937 random(seed);
         const auto write = [&] {
-          for (int i = 0; i < count; ++i) values.write(stream);
+          for (int i = 0; i < count; ++i) values[random() % std::size(values)].put(stream);
         };
         (isTraced ? traces[stream == file.get()] = traceOf(stream, write) : (write(), traces[0]));
         EXPECT_EQ(stream->GetLength(), stream->GetPosition());
@@ -190,9 +146,9 @@ TEST_P(FileStreamModel, TypedValuesPassAsThroughMemory) {
       EXPECT_EQ(onDisk(), contents(memory.get()));
 
       file->SetPosition(0);
-      Values values(seed);
+      std::mt19937 random(seed);
       const auto read = [&] {
-        for (int i = 0; i < count; ++i) ASSERT_TRUE(values.reads(file.get())) << i;
+        for (int i = 0; i < count; ++i) ASSERT_TRUE(values[random() % std::size(values)].comesBack(file.get())) << i;
       };
       isTraced ? void(traceOf(file.get(), read)) : read();
       EXPECT_EQ(codeRaisedBy([&] { file->ReadDouble("past the end"); }), "DISK_EOF");
@@ -259,15 +215,6 @@ TEST_F(FileStream, WritesWhenTheBufferIsFull) {
   EXPECT_EQ(stream->ReadChar("v"), 1);
 }
 
-TEST_F(FileStream, EndsBufferingWhenAskedForNone) {
-  const Owned<AFileStream> stream = open(kFileReadWrite, 100);
-  stream->WriteLong("v", 1);
-  stream->SetSeqBuf(0, 0);
-  EXPECT_EQ(onDisk().size(), 4u);
-  stream->WriteLong("v", 1);
-  EXPECT_EQ(onDisk().size(), 8u);
-}
-
 TEST_F(FileStream, GoesWithoutABufferWhereMemoryIsShort) {
   const Owned<AFileStream> stream = open(kFileReadWrite, 100);
   {
@@ -303,28 +250,6 @@ TEST_F(FileStream, OwnsItsBufferAndItsFileAsTold) {
   const OwnedHandle empty = OwnedHandle::ofSize(0);
   const Owned<AFileStream> other = open(kFileRead, 0);
   EXPECT_EQ(checkFailedBy([&] { AFileStream::New(other->GetFileHdl(), false, empty.get()); }), "pbuflen >0");
-}
-
-TEST_F(FileStream, NamesTheLengthsOfBytesInItsOwnWords) {
-  const Owned<AFileStream> stream = open(kFileReadWrite, 100);
-  apply({true, false}, stream.get());
-  stream->WriteBytes("v", "abc", 3);
-  stream->SetPosition(0);
-  char bytes[4];
-  const XError error = errorRaisedBy([&] { stream->ReadBytes("v", bytes, 4); });
-  EXPECT_STREQ(error.GetCode(), "STRM_INCORRECT_LENGTH");
-  EXPECT_EQ(parm(error, "Bytes Wanted"), "4");
-  EXPECT_EQ(parm(error, "Got"), "3");
-}
-
-TEST_F(FileStream, TracesFromTheStartIfItsSubsystemPrints) {
-  const int subsystem = dbgRegSubSystem("FileStream");
-  dbgSetFlag(subsystem, kDbgPrint);
-  const DebugPrinted printed;
-  const Owned<AFileStream> stream = open(kFileReadWrite, 100);
-  dbgClearFlag(subsystem, kDbgPrint);
-  stream->WriteLong("frames", 25);
-  EXPECT_NE(printed.text().find("frames"), std::string::npos);
 }
 
 // ---- failures

@@ -31,30 +31,6 @@ class LaterClip : public Clip {
 
 }  // namespace
 
-TEST(APortable, TheDeclaredLinesGiveAClassItsIdentity) {
-  Owned<Reel> reel(Reel::New({}));
-  EXPECT_STREQ(reel->ClassName(), "Reel");
-  EXPECT_EQ(reel->GetClassID(), MakeChar4("REEL"));
-  EXPECT_EQ(reel->GetVersionWritten(), 2);
-  EXPECT_EQ(reel->GetMinVersionRead(), 2);
-  EXPECT_EQ(reel->GetMaxVersionRead(), 3);
-  EXPECT_STREQ(reel->GetExtensionDescription(), "NO_EXTENSIONS");
-  for (const char* name : {"Reel", "AUndoable", "APortable", "AObject"}) EXPECT_TRUE(reel->IsInstanceOf(name)) << name;
-  EXPECT_FALSE(reel->IsInstanceOf("reel"));
-}
-
-TEST(APortable, AWalkStartsWithNothingVisited) {
-  Owned<Clip> clip(Clip::New("c"));
-  APortable::IncrementGlobalVisitID();
-  EXPECT_FALSE(clip->WasVisited());
-  clip->MarkVisited();
-  EXPECT_TRUE(clip->WasVisited());
-  APortable::IncrementGlobalVisitID();
-  EXPECT_FALSE(clip->WasVisited());
-  clip->SetDomainData(-3);
-  EXPECT_EQ(clip->GetDomainData(), -3);
-}
-
 TEST(APortable, FieldsOfALaterProgramAreSteppedOver) {
   registerFilm();
   Owned<LaterClip> later(LaterClip::New());
@@ -63,19 +39,6 @@ TEST(APortable, FieldsOfALaterProgramAreSteppedOver) {
   Owned<Clip> read(static_cast<Clip*>(loaded(document)));
   EXPECT_STREQ(read->nameText(), "later");
   EXPECT_EQ(read->rate, 24);
-}
-
-TEST(APortable, BecomesLikeAnObjectThatIsNoLarger) {
-  Owned<Clip> clip(Clip::New("c", 3));
-  Owned<Clip> other(Clip::New("o", 4));
-  std::swap(clip->name, other->name);  // flat bytes: only one of the two may own the name afterwards
-  OwnedHandle(std::exchange(clip->name, nullptr));
-  OwnedHandle name(std::exchange(other->name, nullptr));
-  clip->BecomeLike(other.get());
-  EXPECT_EQ(clip->in, 4);
-  Owned<Reel> reel(Reel::New({}));
-  ASSERT_GT(reel->Size(), clip->Size());
-  EXPECT_EQ(checkFailedBy([&] { clip->BecomeLike(reel.get()); }), "KySize(dest) >= KySize(source)");
 }
 
 TEST(AIODesc, OnlyStorageDefersChecks) {

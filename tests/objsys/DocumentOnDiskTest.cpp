@@ -50,17 +50,6 @@ class DocumentOnDisk : public testing::Test {
   const std::string path = folder / "Film.kyb";
 };
 
-TEST_F(DocumentOnDisk, ComesBackAsItWas) {
-  save(longFilm().get());
-  EXPECT_GT(onDisk().size(), 1000000u);
-  const Owned<Reel> film = load();
-  ASSERT_EQ(film->count, 4);
-  const auto* const reel = static_cast<Reel*>(film->items[3]);
-  ASSERT_EQ(reel->count, Reel::kMost);
-  EXPECT_EQ(static_cast<Clip*>(reel->items[7])->in, 7);
-  EXPECT_EQ(std::strlen(static_cast<Clip*>(reel->items[7])->nameText()), 32000u);
-}
-
 TEST_F(DocumentOnDisk, RaisesWhereverATransferFailsAndLeaksNothing) {
   const Owned<Reel> film = longFilm();
   save(film.get());
@@ -93,17 +82,6 @@ TEST_F(DocumentOnDisk, RaisesWhereverATransferFailsAndLeaksNothing) {
     }
   }
   EXPECT_EQ(load()->count, 4);
-}
-
-TEST_F(DocumentOnDisk, RaisesWhereverItIsCutShort) {
-  Owned<Reel> film(Reel::New({Clip::New("Slate", 1), Clip::New("Take", 2)}));
-  save(film.get());
-  const std::string whole = onDisk();
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    writeBytes(path, {whole.begin(), whole.begin() + std::ptrdiff_t(length)});
-    const LeaksAreNoFault leaks;
-    EXPECT_NE(codeRaisedBy([&] { load(); }), "") << length;
-  }
 }
 
 }  // namespace

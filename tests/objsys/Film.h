@@ -6,29 +6,15 @@
 #include <utility>
 #include <vector>
 
-#include "core/error/Guarded.h"
 #include "core/mem/Owned.h"
 #include "core/objsys/AObjDoc.h"
 #include "core/objsys/ObjectSystem.h"
 #include "core/objsys/TypedRead.h"
 #include "core/utils/AUndoable.h"
 #include "core/utils/MemStreams.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
+#include "tests/support/Leaks.h"
 
 namespace ky::test {
-
-/// A failed load leaves an object that another refers to with that other, so that damage to plain pointers leaves
-/// objects behind by design.
-struct LeaksAreNoFault {
-#if defined(__SANITIZE_ADDRESS__)
-  __lsan::ScopedDisabler disabler;
-#else
-  LeaksAreNoFault() {}
-#endif
-};
 
 /// Points at another clip that it does not own; its rate came in with minor version 1.
 class Clip : public AUndoable {

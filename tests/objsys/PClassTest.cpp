@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/error/DumpTable.h"
 #include "core/error/Subsystems.h"
 #include "core/objsys/AUnknown.h"
 #include "tests/objsys/Film.h"
@@ -66,20 +65,4 @@ TEST(PClass, MakesAStandInForAClassItDoesNotKnow) {
   ASSERT_TRUE(object->IsInstanceOf("AUnknown"));
   EXPECT_EQ(static_cast<AUnknown*>(object.get())->GetOrigClassID(), kNobody);
   EXPECT_EQ(codeRaisedBy([] { NewByClassID(Long(MakeChar4("UNKN")), 4); }), "PCREG_UNKNOWN_ENCOUNTERED");
-}
-
-TEST(PClass, DumpsARowForEachClass) {
-  registerOldClip();
-  static bool done = false;
-  if (!std::exchange(done, true)) PClassAdd(Long(MakeChar4("ABST")), "Abstract", nullptr);
-  const Printed out;
-  DmpDumpOne(out.print, "PClass Registry");
-  const std::string& text = out.text();
-  for (const char* line : {"Registered classes:     ", "Unknowns encountered:   ",
-                           "                             Written   Min   Max   Attributes supported      \n",
-                           "                  Clip CLIP     1       1     1    rate (1)\n",
-                           "                  Clip clip     1       1     1    rate (1)\n",
-                           "                  Reel REEL     2       2     3    NO_EXTENSIONS\n",
-                           "              Abstract ABST   ???     ???   ???    ?????\n"})
-    EXPECT_NE(text.find(line), std::string::npos) << line << text;
 }

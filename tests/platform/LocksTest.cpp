@@ -67,14 +67,6 @@ TEST(RecursiveLock, OnlyTheOwnerUnlocks) {
   EXPECT_TRUE(lock.isHeldByCaller());
 }
 
-TEST(RecursiveLock, AWaitEndsAtItsLimit) {
-  RecursiveLock lock;
-  const Lock hold(lock);
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(waitElsewhere(lock, 30), Wait::timedOut);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
-}
-
 TEST(RecursiveLock, ALimitBeyondTheClockIsNone) {
   for (const Int64 limit : {std::numeric_limits<Int64>::max(), Int64{4'611'686'014'132'420'609}, kForever}) {
     RecursiveLock lock;

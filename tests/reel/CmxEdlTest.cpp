@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -66,10 +63,7 @@ TEST(CmxEdl, EventLinesInTheWildAreRead) {
   } cases[] = {
       {"001  AX       V     C       ", "001", "AX", "V", "C", 0},
       {"000123\tA001C002_130412_R1XY\tAA/V\tC", "000123", "A001C002_130412_R1XY", "AA/V", "C", 0},
-      {"9999 BL NONE c", "9999", "BL", "NONE", "C", 0},
       {"  010 MYREEL01 B C", "010", "MYREEL01", "B", "C", 0},
-      {"010 0017 A2/V C", "010", "0017", "A2/V", "C", 0},
-      {"010 AX AA K 012", "010", "AX", "AA", "K", 12},
       {"010 AX va1A12/B C", "010", "AX", "va1A12/B", "C", 0},
       {"010 AX V K B", "010", "AX", "V", "KB", 0},
       {"010 AX V KO 008", "010", "AX", "V", "KO", 8},
@@ -209,7 +203,6 @@ TEST(CmxEdl, TheRateIsGivenOrToldOrUsual) {
   EXPECT_EQ(read("* FRAME RATE: 50\n" + cutLine(), 25).list.fps, 25);
   EXPECT_EQ(read("Frame Rate: 60\n" + cutLine()).list.fps, 60);
   EXPECT_EQ(read("* FRAME RATE: 23\n" + cutLine()).list.fps, 24);
-  EXPECT_EQ(read(cutLine() + "* FRAME RATE: 50\n").list.fps, 24);
   EXPECT_EQ(read(cutLine() + "FCM: DROP FRAME\n").list.fps, 30);
 }
 
@@ -220,11 +213,8 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
     const char* want;
   } cases[] = {
       {"", 0, "1: the list ends here without an event; at least one event line was expected"},
-      {"TITLE: x\n\n* c\n", 0, "3: the list ends here without an event; at least one event line was expected"},
       {"\n001 AX V C 00:00:00:00 00:00:00:24 00:00:00:00 00:00:00:00\n", 24,
        "2: the timecode \"00:00:00:24\" does not exist at 24 frames per second: frames from 00 to 23 were expected"},
-      {"001 AX V C 00:00:00:00 00:60:00:00 00:00:00:00 00:00:00:00\n", 24,
-       "1: the timecode \"00:60:00:00\" does not exist at 24 frames per second: minutes from 00 to 59 were expected"},
       {"001 AX V C 24:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00\n", 60,
        "1: the timecode \"24:00:00:00\" does not exist at 60 frames per second: hours from 00 to 23 were expected"},
       {"FCM: DROP FRAME\r001 AX V C 00:00:00:00 00:00:00:00 01:01:00:01 00:00:00:00\r", 0,
@@ -240,11 +230,6 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
        "expected"},
       {"001 AX V D 00:00:00:00", 0,
        "1: this event line cannot be read: \"00:00:00:00\" where the length of the transition in frames was expected"},
-      {"001 AX V C 00:00:00:00 1:00:00:00", 0,
-       "1: this event line cannot be read: \"1:00:00:00\" where a timecode HH:MM:SS:FF was expected"},
-      {"001", 0, "1: this event line cannot be read: it ends where a reel of at most 255 characters was expected"},
-      {"01 AX V C 00:00:00:00", 0,
-       "1: this event line cannot be read: \"01\" where an event number of 3 to 6 digits was expected"},
       {"001 AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00 x", 0,
        "1: this event line cannot be read: \"x\" where the end of the line, behind four timecodes, was expected"},
       {"001 AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00\nM2 AX 24 00:00:61:00", 0,
@@ -253,10 +238,6 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
   for (const auto& c : cases) EXPECT_EQ(refusalOf(c.text, c.fps), c.want);
   EXPECT_EQ(refusalOf(cutLine() + "* " + std::string(5000, 'x')),
             "2: a line of 5002 characters; at most 4096 were expected");
-}
-
-TEST(CmxEdl, DroppedLabelsOfEveryTenthMinuteExist) {
-  EXPECT_EQ(refusalOf("FCM: DROP FRAME\n001 AX V C 00:10:00:00 00:20:00:01 01:00:00:00 02:00:00:01\n"), "");
 }
 
 TEST(CmxEdl, DurationIsTheStretchThatHoldsEveryEvent) {
@@ -290,20 +271,6 @@ TEST(CmxEdl, WrittenListsReadBackTheSame) {
   }
 }
 
-TEST(CmxEdl, TheExamplesReadBackTheSame) {
-  int lists = 0;
-  const auto root = std::filesystem::path(KY_TEST_DATA).parent_path().parent_path();
-  for (const auto& entry : std::filesystem::directory_iterator(root / "examples")) {
-    if (entry.path().extension() != ".edl") continue;
-    ++lists;
-    std::ostringstream text;
-    text << std::ifstream(entry.path(), std::ios::binary).rdbuf();
-    const EdlText list = read(text.str(), entry.path().stem() == "advert-25" ? 25 : 0).list;
-    EXPECT_EQ(described(read(writeEdl(list)).list), described(list)) << entry.path();
-  }
-  EXPECT_GE(lists, 2);
-}
-
 TEST(CmxEdl, WritingKeepsTheColumnsOfTheFormat) {
   const std::string text =
       "TITLE: CUT\nFCM: NON-DROP FRAME\n* FRAME RATE: 25\n"
@@ -321,15 +288,10 @@ TEST(CmxEdl, WhatNoListCanHoldIsNotSound) {
   const Damage damages[] = {[](EdlText& l) { l.fps = 23; },
                             [](EdlText& l) { l.drop = true, l.fps = 24; },
                             [](EdlText& l) { l.title = "two\nlines"; },
-                            [](EdlText& l) { l.comments.push_back("no asterisk"); },
                             [](EdlText& l) { l.comments.push_back("* FRAME RATE: 25"); },
                             [](EdlText& l) { l.events[0].number = "12"; },
                             [](EdlText& l) { l.events[0].reel = "A B"; },
-                            [](EdlText& l) { l.events[0].reel.clear(); },
                             [](EdlText& l) { l.events[0].track = "X"; },
-                            [](EdlText& l) { l.events[0].transition = "Q"; },
-                            [](EdlText& l) { l.events[0].transitionFrames = -1; },
-                            [](EdlText& l) { l.events[0].sourceIn.frames = -1; },
                             [](EdlText& l) { l.events[0].recordOut.frames = 0x7FFFFFFF; },
                             [](EdlText& l) { l.events[0].recordOut.desc.fps = 1; },
                             [](EdlText& l) {

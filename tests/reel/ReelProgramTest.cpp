@@ -1,18 +1,16 @@
 // The program as its users run it.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 
 #include "apps/reel/CmxEdl.h"
 #include "tests/reel/SomeEdl.h"
+#include "tests/support/TempFolder.h"
 
 namespace {
 
@@ -23,35 +21,22 @@ struct Ran {
   std::string out, err;
 };
 
-std::string contents(const fs::path& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
 class ReelProgram : public testing::Test {
  protected:
-  void SetUp() override {
-    folder = fs::path(testing::TempDir()) /
-             ("reel-" + std::to_string(getpid()) + "-" + testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-  }
-  void TearDown() override { fs::remove_all(folder); }
-
   Ran run(const std::string& arguments) const {
-    const std::string line = "cd '" + folder.string() + "' && >out 2>err '" KY_REEL "' " + arguments;
+    const std::string line = "cd '" + folder.path + "' && >out 2>err '" KY_REEL "' " + arguments;
     const int status = std::system(line.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(folder / "out"), contents(folder / "err")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents("out"), contents("err")};
   }
   void write(const std::string& name, const std::string& text) const {
     std::ofstream(folder / name, std::ios::binary) << text;
   }
-  std::size_t files() const {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+  std::string contents(const std::string& name) const {
+    const auto bytes = ky::test::bytesOf(folder / name);
+    return {bytes.begin(), bytes.end()};
   }
 
-  fs::path folder;
+  const ky::test::TempFolder folder;
 };
 
 constexpr const char* kCut = "TITLE: T\n001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
@@ -68,7 +53,7 @@ TEST_F(ReelProgram, ExportAndImportGiveTheSameList) {
     const Ran first = run("list --json a.kyb");
     EXPECT_EQ(first.out, run("list b.kyb --json").out);
     EXPECT_EQ(first.out.substr(0, 2), "{\n");
-    EXPECT_EQ(contents(folder / "a.edl"), contents(folder / "b.edl"));
+    EXPECT_EQ(contents("a.edl"), contents("b.edl"));
   }
 }
 
@@ -99,9 +84,10 @@ TEST_F(ReelProgram, RefusedInputLeavesNoOutputAndHarmsNone) {
             "23 were expected\n");
   write("old.kyb", "as it was");
   EXPECT_EQ(run("import bad.edl old.kyb").status, 3);
-  EXPECT_EQ(contents(folder / "old.kyb"), "as it was");
+  EXPECT_EQ(contents("old.kyb"), "as it was");
   EXPECT_EQ(run("import bad.edl ./bad.edl").status, 3);
-  EXPECT_EQ(files(), 4u);  // bad.edl, old.kyb, out, err
+  const auto files = std::distance(fs::directory_iterator(folder.path), fs::directory_iterator());
+  EXPECT_EQ(files, 4);  // bad.edl, old.kyb, out, err
 }
 
 TEST_F(ReelProgram, FailuresAreWordedBehindTheirCode) {

@@ -33,6 +33,13 @@ inline std::string parm(const XError& error, const char* name) {
   return text;
 }
 
+/// Returns:  the error as `text` shows it, or in the words that every error has.
+inline std::string wordsOf(const XError& error, const char* text = nullptr, int size = 512) {
+  std::string buffer(static_cast<std::size_t>(size), '#');
+  error.ExpandString(buffer.data(), size, text);
+  return buffer.c_str();
+}
+
 /// Returns:  the text of the failed check that `body` runs into, without its heading; "" if it runs into none.
 template <class Body>
 std::string checkFailedBy(Body&& body) {

@@ -83,11 +83,8 @@ TEST(AStreamTags, RaiseForWhatCannotBeSteppedOver) {
     Long position;
   } cases[] = {
       {"Rational", {0x4F, 1, 0, 0, 0, 1, 0, 0, 0, 3}, "STRM_UNEXPECTED_TAG", "79", 1},
-      {"null string", {0x4C, 0xFF, 0xFF, 3}, "STRM_UNEXPECTED_TAG", "-1", 3},
       {"string that would lead back to its own tag", {0x4C, 0xFD, 0xFF, 3}, "STRM_UNEXPECTED_TAG", "-1", 3},
-      {"bytes that would lead back", {0x41, 0xFB, 255, 255, 255, 3}, "STRM_UNEXPECTED_TAG", "-1", 5},
       {"between marks and values", {0x04}, "STRM_UNEXPECTED_TAG", "4", 1},
-      {"zero", {0x00}, "STRM_UNEXPECTED_TAG", "0", 1},
       {"negative", {0x80}, "STRM_UNEXPECTED_TAG", "-128", 1},
       {"bytes beyond the end", {0x41, 0xFF, 255, 255, 0x7F, 3}, "STRM_BAD_POSITION", "<GotIllegalTag>", 5},
       {"no end mark", {0x42, 1}, "STRM_EOF", "<GotIllegalTag>", 2},
@@ -130,8 +127,6 @@ TEST(AStreamTags, RefuseVersionsOutOfRange) {
        "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:0, min:1, max:127"},
       {[](AStream* s) { s->WriteBeginTagMark(0); },
        "STRM_ILLEGAL_MINOR_VERSION, TagMark, MinorVersion:0, min:1, max:127"},
-      {[](AStream* s) { s->WriteBeginTagMark(-1); },
-       "STRM_ILLEGAL_MINOR_VERSION, TagMark, MinorVersion:-1, min:1, max:127"},
       {[](AStream* s) { s->CheckClassMark(clip, 1, 4); },
        "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:5, min:1, max:4"},
       {[](AStream* s) { s->Skip(1), s->ReadBeginTagMark(); },
@@ -140,9 +135,7 @@ TEST(AStreamTags, RefuseVersionsOutOfRange) {
   for (const auto& c : cases) {
     const Owned<AVariMemStream> stream = objectStream({false, false}, {5, 0xFF});
     const XError error = errorRaisedBy([&] { c.use(stream.get()); });
-    char text[256];
-    error.ExpandString(text, sizeof text, nullptr);
-    EXPECT_EQ(std::string(text), std::string("Exception: ") + c.error);
+    EXPECT_EQ(wordsOf(error), std::string("Exception: ") + c.error);
   }
 }
 

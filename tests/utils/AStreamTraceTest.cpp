@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "core/math/Rational.h"
 #include "core/utils/AStream.h"
 #include "tests/support/Printed.h"
@@ -61,57 +59,6 @@ TEST(AStreamTrace, PrintsALineForEachValueWritten) {
   EXPECT_EQ(stream->IndentTrace(2), 2);
   putAll(stream.get());
   EXPECT_EQ(out.text(), allLines);
-}
-
-TEST(AStreamTrace, PrintsTheSameLinesForValuesRead) {
-  const Owned<AVariMemStream> stream = streamOf({7, 0, 0, 0, 2, 0, 'a', 'b', 0xFF, 0xFF, 1, 2, 'a', 'b', 'c', 'd'});
-  const Printed out;
-  stream->SetTraceFunc(Printed::print);
-  char text[3];
-  stream->ReadLong("long");
-  const OwnedHandle handle(stream->ReadStringHandle("text"));
-  stream->ReadString("none", text, 3);
-  stream->ReadBytes("bytes", text, 2);
-  stream->SetSwapBytes(true);
-  EXPECT_EQ(stream->ReadChar4("code"), MakeChar4("abcd"));
-  EXPECT_EQ(out.text(),
-            " long             long            : 7\n"
-            " string           text            : \"ab\"\n"
-            " string           none            : \"\"\n"
-            " bytes            bytes           : 0102 \n"
-            " ulong            code            : 'dcba'\n");  // as it came from the wire
-}
-
-TEST(AStreamTrace, ShowsMarksTagsSkipsAndSeeks) {
-  const Owned<AVariMemStream> stream = streamOf({});
-  stream->SetUseTags(true);
-  {
-    const Printed out;
-    stream->SetTraceFunc(Printed::print);
-    stream->WriteBeginTagMark(2);
-    stream->WriteBytes("b", "ab", 2);
-    stream->WriteEndObject();
-    EXPECT_EQ(out.text(),
-              "                  TagMark         : 1\n"
-              "                  Minor Version   : 2\n"
-              " bytes                            : 02\n"
-              "                  TagMark         : 65\n"
-              " bytes len        b               : 2\n"
-              " bytes            b               : 6162 \n"
-              "                  TagMark         : 3\n");
-  }
-  const Printed out;
-  stream->SetPosition(2);
-  stream->SkipToTag(3, false);
-  stream->SetHasMinorVersion(false);
-  stream->ReadBeginTagMark();
-  EXPECT_EQ(out.text(),
-            "SetPosition(2)\n"
-            "                  TagMark         : 65\n"
-            " bytes            Skipping        : 2\n"
-            "SetPosition(9)\n"
-            "                  TagMark         : 3\n"
-            "                  No Tags, Minor Version: 0\n");
 }
 
 }  // namespace

