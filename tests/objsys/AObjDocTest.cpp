@@ -184,14 +184,6 @@ TEST(AObjDoc, OwnersAndTheirItemsComeBackAsTheyWere) {
   EXPECT_EQ(Clip::alive, before);
 }
 
-TEST(AObjDoc, TheLowMemoryWriteReadsTheSame) {
-  const Ring ring;
-  const std::string document = savedWithShortMemory(ring.a.get());
-  EXPECT_EQ(document.size(), saved(ring.a.get()).size());
-  EXPECT_EQ(described(loaded(document)), "A 1@25 B 2@30 closed");
-  EXPECT_EQ(savedWithShortMemory(nullptr).size(), kFirstRecord);
-}
-
 TEST(AObjDoc, AnyFailingAllocationOfASaveIsRaisedOrWorkedAround) {
   const Ring ring;
   bool workedAround = false;

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "core/utils/ABlockMemStream.h"
 #include "tests/support/Raised.h"
 #include "tests/utils/SomeValues.h"
@@ -125,20 +123,6 @@ TEST(AStream, RefusesTextThatCannotBeRight) {
   }
 }
 
-TEST(AStream, KeepsTextOfAnyLengthAndNoByteBehindIt) {
-  for (std::size_t length = 0; length < 40; ++length) {
-    const std::string string = std::string("0123456789abcdefghijklmnopqrstuvwxyzABCDE").substr(0, length);
-    const Owned<AVariMemStream> stream = streamOf(Bytes(60, 0xEE));
-    stream->WriteString("v", string.c_str());
-    EXPECT_EQ(contents(stream.get())[length + 2], 0xEE);
-    stream->SetPosition(0);
-    char buffer[60];
-    std::memset(buffer, 'x', sizeof buffer);
-    EXPECT_EQ(stream->ReadString("v", buffer, 60), string);
-    EXPECT_EQ(buffer[length + 1], 'x');
-  }
-}
-
 TEST(AStream, WritesALengthAheadOfBytesOnlyWhereThereAreTags) {
   const auto put = [](Coding coding) {
     return bytesWritten([&](AStream* s) {
@@ -201,20 +185,6 @@ TEST(AStream, CountsWhatAStoreWouldTake) {
     }
     EXPECT_EQ(counting->GetPosition(), storing->GetPosition());
   }
-}
-
-TEST(AStream, CountsReadsAndSeeksUpToTheLastPosition) {
-  const Owned<AStream> stream(AStream::New());
-  stream->WriteShort("v", 1);
-  stream->ReadLong("v");
-  stream->Skip(10);
-  EXPECT_EQ(stream->GetPosition(), 16);
-  stream->SetPosition(0x7FFFFFF0);
-  stream->WriteLong("v", 1);
-  EXPECT_EQ(remaining(stream.get()), 11);
-  EXPECT_EQ(codeRaisedBy([&] { stream->Skip(100); }), "STRM_BAD_POSITION");
-  EXPECT_EQ(codeRaisedBy([&] { stream->SetPosition(-1); }), "STRM_BAD_POSITION");
-  EXPECT_EQ(stream->GetPosition(), 0x7FFFFFF4);
 }
 
 // ---- patches, permission, callbacks

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "core/utils/CrcKernels.h"
@@ -54,20 +52,10 @@ TEST(Crc, EveryWayMatchesBitByBitAtAnyAlignmentAndLength) {
   }
 }
 
-TEST(Crc, LongBlocksMatchInAnyPieces) {
+TEST(Crc, LongBlocksMatchBitByBit) {
   const auto bytes = randomBytes(70000);
   const ULong want = bitwise(0xFFFFFFFF, bytes.data(), bytes.size());
   for (const CrcWay& way : crcWays()) {
     EXPECT_TRUE(!way.usable || way.run(0xFFFFFFFF, bytes.data(), bytes.size()) == want) << way.name;
-  }
-  std::mt19937 random(5);
-  for (int round = 0; round < 50; ++round) {
-    ULong crc = 0xFFFFFFFF;
-    for (std::size_t at = 0; at < bytes.size();) {
-      const std::size_t n = std::min<std::size_t>(random() % 3000, bytes.size() - at);
-      crc = crcUpdate(crc, &bytes[at], n);
-      at += n;
-    }
-    ASSERT_EQ(crc, want);
   }
 }
