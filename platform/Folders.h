@@ -22,6 +22,8 @@ struct EntryFacts {
 
 KY_API int entryFacts(const char* path, EntryFacts* facts);
 KY_API int setReadOnly(const char* path, bool readOnly);
+/// Lets the same users do with `to` what they may do with `from`.
+KY_API int copyAccess(const char* from, const char* to);
 KY_API int makeFolder(const char* path);
 KY_API int removeFolder(const char* path);
 KY_API int touch(const char* path);

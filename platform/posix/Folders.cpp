@@ -71,6 +71,11 @@ int setReadOnly(const char* path, bool readOnly) {
   return result(::chmod(path, mode & 07777) == 0);
 }
 
+int copyAccess(const char* from, const char* to) {
+  struct stat facts;
+  return result(::stat(from, &facts) == 0 && ::chmod(to, facts.st_mode & 07777) == 0);
+}
+
 int makeFolder(const char* path) { return result(::mkdir(path, 0777) == 0); }
 
 int removeFolder(const char* path) { return result(::rmdir(path) == 0); }
