@@ -18,7 +18,6 @@ class MemoryTracer : public testing::Test {
   MemoryTracer() { KySlotsDebugInit(); }
   ~MemoryTracer() override {
     if (DebugAllocs()) KyAllocDebugToggle();
-    if (DebugLocks()) KyHLockDebugToggle();
   }
 
   static std::string counts() {
@@ -35,7 +34,7 @@ class MemoryTracer : public testing::Test {
     return text.find(part) != std::string::npos;
   }
 
-  int cells[40000] = {};
+  int cells[8] = {};
 };
 
 }  // namespace
