@@ -1,0 +1,244 @@
+#include "core/threads/KyCoreThreadMutex.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <memory>
+
+#include "tests/support/Printed.h"
+#include "tests/support/Raised.h"
+#include "tests/threads/CoreThreads.h"
+
+namespace {
+
+using namespace ky;
+using namespace ky::test;
+
+class CoreMutex : public testing::Test {
+ protected:
+  void SetUp() override { KyCoreThreadInit(); }
+
+  /// Runs `body` once on a core thread of its own, to its end.
+  template <class Body>
+  void elsewhere(Body body, KyCoreThreadType type = KyCoreThread_Cooperative) {
+    Worker worker(
+        [&](Worker& it) {
+          body();
+          it.Terminate();
+        },
+        type);
+    worker.Resume();
+    ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
+  }
+
+  ULong ownID() { return GetCoreThreadServer()->GetRunningThread()->GetID(); }
+};
+
+TEST_F(CoreMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
+  KyCoreThreadMutex mutex;
+  mutex.SetLockTimeout(0);
+  const auto triedElsewhere = [&] {
+    std::string raised;
+    elsewhere([&] {
+      raised = codeRaisedBy([&] {
+        mutex.Lock();
+        mutex.Unlock();
+      });
+    });
+    return raised;
+  };
+  mutex.Lock();
+  mutex.Lock();
+  mutex.Unlock();
+  EXPECT_TRUE(mutex.IsLockedByRunning() && mutex.WasLockedBy(ownID()) && IsLockedOnThisThread(&mutex));
+  EXPECT_EQ(triedElsewhere(), "THREAD_MUTEX_TIMEOUT");
+  mutex.Unlock();
+  EXPECT_FALSE(mutex.WasLocked() || mutex.IsLockedByRunning());
+  EXPECT_EQ(triedElsewhere(), "");
+}
+
+TEST_F(CoreMutex, RefusesWhatItCannotServe) {
+  KyCoreThreadMutex once(kNonrecursiveMutex);
+  once.Lock();
+  const XError deadlock = errorRaisedBy([&] { once.Lock("cut", 7); });
+  EXPECT_STREQ(deadlock.GetCode(), "THREAD_NONRECURSIVE_MUTEX_SELF_DEADLOCK");
+  EXPECT_EQ(parm(deadlock, "fname") + parm(deadlock, "fline"), "cut7");
+  once.Unlock();
+  EXPECT_FALSE(once.WasLocked());
+  EXPECT_EQ(std::async(std::launch::async, [&] { return codeRaisedBy([&] { once.Lock(); }); }).get(),
+            "THREAD_MUTEX_INTERNAL_ERROR");
+
+  once.Lock();
+  std::string fatal;
+  elsewhere([&] { fatal = checkFailedBy([&] { once.Unlock(); }); });
+  EXPECT_EQ(fatal, "THREAD_NOT_OWNER");
+  once.Unlock();
+  EXPECT_EQ(checkFailedBy([&] { ShouldOwnAndLock(&once); }), "compaline here");
+}
+
+TEST_F(CoreMutex, TimesOutInSlicesOfASecond) {
+  KyCoreThreadMutex mutex;
+  const struct {
+    Int64 microseconds, slept;
+    int sleeps;
+  } rows[] = {{1, 0, 0}, {499, 0, 0}, {500, 1, 1}, {1'000'000, 1'000, 1}, {3'200'000, 3'200, 4}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.microseconds);
+    mutex.Lock();
+    mutex.SetLockTimeout(row.microseconds);
+    int sleeps = 0;
+    Int64 slept = 0;
+    std::string raised;
+    elsewhere([&] {
+      const SleptClock clock([&] { ++sleeps; });
+      raised = codeRaisedBy([&] { mutex.Lock(); });
+      slept = SleptClock::slept;
+    });
+    EXPECT_EQ(raised, "THREAD_MUTEX_TIMEOUT");
+    EXPECT_EQ(slept, row.slept);
+    EXPECT_EQ(sleeps, row.sleeps);
+    mutex.Unlock();
+  }
+}
+
+TEST_F(CoreMutex, WhoWaitsForItLetsTheOthersRun) {
+  KyCoreThreadMutex mutex;
+  Worker holder([&](Worker& it) {
+    const KyAutoLockThreadMutex hold(&mutex);
+    while (!it.IsDone()) SafeThreadYield();
+  });
+  holder.Resume();
+  ASSERT_TRUE(runUntil([&] { return mutex.WasLocked(); }));
+  holder.Terminate();
+  mutex.Lock();
+  EXPECT_TRUE(mutex.IsLockedByRunning());
+  EXPECT_EQ(GetCoreThreadServer()->GetCurrentCoopThread(), GetCoreThreadServer()->GetRunningThread());
+  mutex.Unlock();
+}
+
+TEST_F(CoreMutex, OneLeftByAThreadThatEndedIsTaken) {
+  KyCoreThreadMutex mutex;
+  KyCoreThreadCriticalSection section;
+  elsewhere([&] {
+    mutex.Lock();
+    mutex.Lock();
+    section.Lock();
+  });
+  EXPECT_TRUE(mutex.WasLocked());
+  mutex.Lock();
+  EXPECT_TRUE(mutex.IsLockedByRunning());
+  mutex.Unlock();
+  EXPECT_FALSE(mutex.WasLocked());
+  section.Lock();
+  section.Unlock();
+}
+
+TEST_F(CoreMutex, IsFreedForAThreadThatCannot) {
+  KyCoreThreadMutex mutex;
+  std::string wrong;
+  mutex.Lock();
+  EXPECT_EQ(checkFailedBy([&] { mutex.Unlock(ownID(), "", 0); }), "thread_id != mOwner");
+  elsewhere([&] { mutex.Unlock(GetCoreThreadServer()->GetRunningThread()->GetID(), "", 0); });
+  EXPECT_FALSE(mutex.WasLocked());
+  EXPECT_EQ(checkFailedBy([&] { mutex.Unlock(1, "", 0); }), "mCount > 0");
+  elsewhere([&] {
+    mutex.Lock();
+    mutex.Unlock();
+  });
+}
+
+TEST_F(CoreMutex, ATryLeavesNoOwner) {
+  KyCoreThreadMutex mutex;
+  EXPECT_TRUE(mutex.TryLock());
+  EXPECT_FALSE(mutex.WasLocked());
+  EXPECT_EQ(checkFailedBy([&] { mutex.Unlock(); }), "THREAD_NOT_OWNER");
+  Boolean tried = true;
+  elsewhere([&] { tried = mutex.TryLock(); });
+  EXPECT_FALSE(tried);
+}
+
+TEST_F(CoreMutex, TracesWhileToldTo) {
+  const DebugOutput out;
+  const std::unique_ptr<KyCoreThreadMutex> mutex(GetCoreThreadServer()->CreateSimpleMutex());
+  mutex->SetTrace(true);
+  int resource = 0;
+  mutex->SetTheResource(&resource);
+  mutex->Lock("in", 1);
+  mutex->Unlock("out", 2);
+  EXPECT_EQ(mutex->GetTheResource(), &resource);
+  EXPECT_NE(out.text().find("KyCoreThreadMutex --mname--  +++ 1 [tid x"), std::string::npos);
+  EXPECT_NE(out.text().find("KyCoreThreadMutex --mname--  --- 0 [tid x"), std::string::npos);
+  EXPECT_NE(out.text().find("'tname'] @ out:2"), std::string::npos);
+}
+
+TEST_F(CoreMutex, LockingASectionHandsOverThoughItIsFree) {
+  const std::unique_ptr<KyCoreThreadCriticalSection> section(GetCoreThreadServer()->CreateSimpleCriticalSection());
+  int ran = 0;
+  Worker other([&](Worker&) {
+    SafeThreadYield();
+    ++ran;
+  });
+  other.Resume();
+  ASSERT_TRUE(runUntil([&] { return other.story() == "start do "; }));
+  {
+    const KyAutoLockCS hold(section.get());
+    EXPECT_GE(ran, 1);
+    section->Lock();
+    section->Unlock();
+    std::string wrong;
+    elsewhere([&] { wrong = checkFailedBy([&] { section->Unlock(); }); });
+    EXPECT_EQ(wrong, "currentThread->GetID() == mOwner");
+  }
+  elsewhere([&] {
+    section->Lock();
+    section->Unlock();
+  });
+  section->Lock();
+  section->Lock();
+  section->Unlock(0, "", 0);
+  elsewhere([&] {
+    section->Lock();
+    section->Unlock();
+  });
+  const KyAutoLockCS nothing(nullptr);
+  const KyAutoLockThreadMutex nothingEither(nullptr);
+}
+
+TEST_F(CoreMutex, ASignalIsForThoseWhoWaitABroadcastForAll) {
+  const std::unique_ptr<KyCoreThreadEvent> event(GetCoreThreadServer()->CreateSimpleEvent());
+  const auto waiter = [&](std::atomic<int>& passed) {
+    return std::make_unique<Worker>([&](Worker& it) {
+      it.ListenTo(event.get());
+      ++passed;
+      it.idle = true;
+    });
+  };
+  std::atomic<int> passed{0};
+  event->SignalSubscriber();
+  const auto first = waiter(passed);
+  const auto second = waiter(passed);
+  for (Worker* worker : {first.get(), second.get()}) {
+    worker->Resume();
+    ASSERT_TRUE(runUntil([&] { return worker->story() == "start do "; }));
+  }
+  EXPECT_EQ(passed, 0);
+  // They stand between their step's beginning and the wait for a moment only.
+  ASSERT_TRUE(runUntil([&] {
+    event->SignalSubscriber();
+    return passed == 2;
+  }));
+
+  event->BroadcastSubscribers();
+  first->MarkToWakeUp();
+  ASSERT_TRUE(runUntil([&] { return passed == 3; }));
+  event->SignalSubscriber();
+  second->MarkToWakeUp();
+  ASSERT_TRUE(runUntil([&] { return second->GetWorkCount() == 1 && second->story().ends_with("unpark do "); }));
+  for (int i = 0; i < 100; ++i) SafeThreadYield();
+  EXPECT_EQ(passed, 3);
+  event->RemoveSubscriber(second.get());
+  event->BroadcastSubscribers();
+  ASSERT_TRUE(runUntil([&] { return passed == 4; }));
+}
+
+}  // namespace
