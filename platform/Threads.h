@@ -22,6 +22,9 @@ bool currentThreadHandle(ThreadHandle& handle);
 /// routine may ask for another. None runs for the thread in which the process exits.
 KY_API void atThreadExit(void (*routine)(void* argument), void* argument);
 
+/// The processor core that the calling thread runs on, at this moment.
+KY_API int currentCore();
+
 /// Lets another thread have the processor.
 KY_API void yieldProcessor();
 

@@ -140,7 +140,7 @@ class KY_API KyCoreThreadServerBase {
   void afterTurnBegan(KyCoreThread* thread);
   KyCoreThread* aimOfYield(KyCoreThread* target, Boolean comeBack);
   void passTurn(KyCoreThread* thread, KyCoreThread* target);
-  void letOthersTry(KyCoreThread* target);
+  void letOthersTry(KyCoreThread* running, KyCoreThread* target);
   bool sleepEndsEarly(KyCoreThread* thread, Int64 milliseconds);
   Long countNotSuspended();
 
@@ -149,6 +149,7 @@ class KY_API KyCoreThreadServerBase {
   KyCoreThread* iThreads = nullptr;  ///< as all but the atomics, in the server's critical section
   ULong iPendingYield = 0;
   std::atomic<ULong> iReturnYield{0};
+  std::atomic<KyCoreThread*> iSought{nullptr};  ///< whom a yield waits for that is not in line
   std::atomic<Long> iThreadCount{0};
   Long iCriticalSectionDepth = 0;
   KyCoreThreadMutex* iMasterMutex = nullptr;

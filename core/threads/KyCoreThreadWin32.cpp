@@ -211,7 +211,7 @@ void KyCoreThreadServerBase::YieldTo(KyCoreThread* target, Boolean comeBack) {
   if (target == running) target = nullptr;
   if (hasTurn && !ThreadIsSuspended(running)) return passTurn(running, target);
   if (running) ReleaseExclusive(running);
-  letOthersTry(target);
+  letOthersTry(running, target);
   if (running) AcquireExclusive(running);
 }
 
@@ -235,20 +235,22 @@ void KyCoreThreadServerBase::passTurn(KyCoreThread* thread, KyCoreThread* target
   beforeTurnEnds(thread);
   if (!turns.pass(target)) {
     turns.leave();
-    letOthersTry(target);
+    letOthersTry(thread, target);
     turns.enter(thread);
   }
   afterTurnBegan(thread);
 }
 
-// The target is not in line for its turn; it may be on its way. The pointer is only compared, for it may end meanwhile.
-void KyCoreThreadServerBase::letOthersTry(KyCoreThread* target) {
+// The target is not in line for its turn; it may be on its way. One that is sought itself goes for its turn instead, or
+// two who yield to each other would both stay out. Pointers are only compared, for the threads may end meanwhile.
+void KyCoreThreadServerBase::letOthersTry(KyCoreThread* running, KyCoreThread* target) {
   constexpr int kTries = 1000;
-  const int tries = target && target->mAttr.threadType == KyCoreThread_Cooperative ? kTries : 1;
-  for (int i = 0; i < tries; ++i) {
-    platform::yieldProcessor();
-    if (GetCurrentCoopThread() == target) return;
-  }
+  if (!target || target->mAttr.threadType != KyCoreThread_Cooperative) return platform::yieldProcessor();
+  const auto isSought = [&] { return running && iSought.load(std::memory_order_relaxed) == running; };
+  if (isSought()) return iSought.store(nullptr, std::memory_order_relaxed);
+  iSought.store(target, std::memory_order_relaxed);
+  for (int i = 0; i < kTries && GetCurrentCoopThread() != target && !isSought(); ++i) platform::yieldProcessor();
+  iSought.store(nullptr, std::memory_order_relaxed);
 }
 
 Int64 KyCoreThreadServerBase::YieldToOthers() {
@@ -280,7 +282,7 @@ Int64 KyCoreThreadServerBase::RunCooperativeThreads(Int64 microseconds, Boolean 
   const Int64 until = KyMicroseconds() + microseconds;
   while (KyMicroseconds() < until) {
     if (untilAlone && countNotSuspended() < 2) return 0;
-    if (!iSections->turns.isAwaited()) letOthersTry(nullptr);
+    if (!iSections->turns.isAwaited()) platform::yieldProcessor();
     YieldTo(nullptr, false);
   }
   return KyMicroseconds() - until;

@@ -70,6 +70,8 @@ void atThreadExit(void (*routine)(void*), void* argument) {
   pthread_setspecific(key, new ExitRoutine{routine, argument, before});
 }
 
+int currentCore() { return sched_getcpu(); }
+
 void yieldProcessor() { sched_yield(); }
 
 namespace {

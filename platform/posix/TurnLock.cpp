@@ -7,14 +7,10 @@
 namespace ky::platform {
 namespace {
 
-// With a free core a turn comes back within the pauses; on one core only a yield lets the others run.
+// A turn that went to another core comes back within the pauses, or at least the yields. One that went to a thread of
+// the same core comes back only if this one sleeps.
 constexpr int kPauses = 32;
 constexpr int kYields = 8;
-
-// Who has paused in vain some times pauses only now and then, to find out whether a core has become free.
-constexpr unsigned kPatience = 4;
-constexpr unsigned kRetry = 64;
-thread_local unsigned tInVain = 0;
 
 inline void pause() {
 #if defined(__x86_64__) || defined(__i386__)
@@ -28,38 +24,30 @@ inline void pause() {
 struct alignas(64) TurnLock::Place {
   enum State { inLine, asleep, called };
 
-  void await();
+  void await(bool awake);
   void call();
   bool isCalled() const { return state.load(std::memory_order_acquire) == called; }
-  bool pauseForTurn() const;
+  bool awaitAwake() const;
 
   Who who = nullptr;
   Place* next = nullptr;
   bool overtaken = false;
+  const int core = currentCore();
   std::atomic<State> state{inLine};
   std::mutex gate;
   std::condition_variable wake;
 };
 
-bool TurnLock::Place::pauseForTurn() const {
-  if (tInVain >= kPatience && ++tInVain % kRetry != 0) return false;
-  for (int i = 0; i < kPauses; ++i) {
-    if (isCalled()) {
-      tInVain = 0;
-      return true;
-    }
-    pause();
+bool TurnLock::Place::awaitAwake() const {
+  for (int i = 0; i < kPauses + kYields; ++i) {
+    if (isCalled()) return true;
+    i < kPauses ? pause() : yieldProcessor();
   }
-  ++tInVain;
   return false;
 }
 
-void TurnLock::Place::await() {
-  if (pauseForTurn()) return;
-  for (int i = 0; i < kYields; ++i) {
-    if (isCalled()) return;
-    yieldProcessor();
-  }
+void TurnLock::Place::await(bool awake) {
+  if (isCalled() || (awake && awaitAwake())) return;
   std::unique_lock hold(gate);
   State before = inLine;
   if (!state.compare_exchange_strong(before, asleep, std::memory_order_acq_rel)) return;
@@ -120,7 +108,7 @@ void TurnLock::enter(Who who) {
     join(self);
     waiting.fetch_add(1, std::memory_order_relaxed);
   }
-  self.await();
+  self.await(true);
 }
 
 void TurnLock::leave() {
@@ -144,8 +132,9 @@ bool TurnLock::pass(Who chosen) {
     join(self);
     next = callNext();
   }
+  const bool elsewhere = next->core != self.core;
   next->call();
-  self.await();
+  self.await(elsewhere);
   return true;
 }
 

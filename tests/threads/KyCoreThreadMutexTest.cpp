@@ -225,8 +225,9 @@ TEST_F(CoreMutex, ASignalIsForThoseWhoWaitABroadcastForAll) {
   // They stand between their step's beginning and the wait for a moment only.
   ASSERT_TRUE(runUntil([&] {
     event->SignalSubscriber();
-    return passed == 2;
+    return first->IsParking() && first->IsSuspended() && second->IsParking() && second->IsSuspended();
   }));
+  EXPECT_EQ(passed, 2);
 
   event->BroadcastSubscribers();
   first->MarkToWakeUp();
