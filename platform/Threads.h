@@ -1,6 +1,7 @@
 // Operating-system threads: their start, identity and end.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 #include "core/base/KyTypes.h"
@@ -27,6 +28,11 @@ KY_API int currentCore();
 
 /// Lets another thread have the processor.
 KY_API void yieldProcessor();
+
+/// Sleeps while `word` holds `value`, until it is woken; may also return for no reason.
+KY_API void sleepWhile(const std::atomic<int>& word, int value);
+/// Wakes one that sleeps for `word`. Takes only the address, so the word itself may be gone.
+KY_API void wakeSleeper(const std::atomic<int>& word);
 
 /// A thread of the operating system; once started it is to be joined or let go, once.
 class KY_API NativeThread {

@@ -10,9 +10,9 @@
 #include "core/error/ExceptionContainer.h"
 #include "core/threads/KyCoreThread.h"
 #include "core/threads/KyCoreThreadServer.h"
+#include "core/threads/TurnLock.h"
 #include "platform/Locks.h"
 #include "platform/Threads.h"
-#include "platform/TurnLock.h"
 
 namespace ky {
 
@@ -46,7 +46,10 @@ struct CoreThreadState {
 
 struct ServerSections {
   platform::RecursiveLock server;
-  platform::TurnLock turns;
+
+  // What changes with each turn lies together.
+  alignas(64) TurnLock turns;
+  std::atomic<KyCoreThread*> currentCoopThread{nullptr};
 };
 
 /// Returns:  the calling thread's object, or null; makes no context.

@@ -50,11 +50,18 @@ void ky::traceCoreThreads(const char* format, ...) {
   va_end(args);
 }
 
-KyCoreThreadServerBase::KyCoreThreadServerBase() : iMasterMutex(new KyCoreThreadMutex), iSections(new ServerSections) {}
+KyCoreThreadServerBase::KyCoreThreadServerBase()
+    : iSections(new ServerSections),
+      mCurrentCoopThread(iSections->currentCoopThread),
+      iMasterMutex(new KyCoreThreadMutex) {}
 
 KyCoreThreadServerBase::~KyCoreThreadServerBase() {
   delete iMasterMutex;
   delete iSections;
+}
+
+KyCoreThread* KyCoreThreadServerBase::GetCurrentCoopThread() const {
+  return mCurrentCoopThread.load(std::memory_order_acquire);
 }
 
 KyCoreThreadMutex* KyCoreThreadServerBase::GetMasterMutex() { return iMasterMutex; }

@@ -123,9 +123,11 @@ class KY_API KyCoreThreadServerBase {
   Long GetDefaultValue(GestaltCode_t code) const;
   void GetDefaultThreadAttr(KyCoreThreadAttr* attr) const;
   Long GetThreadCount() const { return iThreadCount.load(std::memory_order_relaxed); }
-  KyCoreThread* GetCurrentCoopThread() const { return mCurrentCoopThread.load(std::memory_order_acquire); }
+  KyCoreThread* GetCurrentCoopThread() const;
 
  protected:
+  ky::ServerSections* const iSections;
+
   /// Keeps the operating system's level for the thread.
   void SetWin32Priority(KyCoreThread* thread, int level);
   void linkThread(KyCoreThread* thread, ThreadContext* context);
@@ -140,21 +142,19 @@ class KY_API KyCoreThreadServerBase {
   void afterTurnBegan(KyCoreThread* thread);
   KyCoreThread* aimOfYield(KyCoreThread* target, Boolean comeBack);
   void passTurn(KyCoreThread* thread, KyCoreThread* target);
-  void letOthersTry(KyCoreThread* running, KyCoreThread* target);
+  void letOthersTry(KyCoreThread* target);
   bool sleepEndsEarly(KyCoreThread* thread, Int64 milliseconds);
   Long countNotSuspended();
 
   std::atomic<KyCoreThread*> mMainThread{nullptr};
-  std::atomic<KyCoreThread*> mCurrentCoopThread{nullptr};
-  KyCoreThread* iThreads = nullptr;  ///< as all but the atomics, in the server's critical section
+  std::atomic<KyCoreThread*>& mCurrentCoopThread;  ///< null while a turn changes hands
+  KyCoreThread* iThreads = nullptr;                ///< as all but the atomics, in the server's critical section
   ULong iPendingYield = 0;
   std::atomic<ULong> iReturnYield{0};
-  std::atomic<KyCoreThread*> iSought{nullptr};  ///< whom a yield waits for that is not in line
   std::atomic<Long> iThreadCount{0};
   Long iCriticalSectionDepth = 0;
   KyCoreThreadMutex* iMasterMutex = nullptr;
   Defaults_t iDefaults;
-  ky::ServerSections* iSections = nullptr;
   std::atomic<ULong> mCriticalSectionOwner{0};
 };
 

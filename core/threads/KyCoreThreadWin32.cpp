@@ -14,6 +14,9 @@ using namespace ky;
 
 namespace {
 
+/// How often a yield to a thread that is not in line lets it come.
+constexpr int kTries = 1000;
+
 constexpr char kLinkedText[] = "thread->mContext && thread->mContext->GetCoreThreadObject() == thread";
 
 /// What creator and new thread share, so that the one may give up waiting before the other has begun.
@@ -201,17 +204,20 @@ void KyCoreThreadServerBase::afterTurnBegan(KyCoreThread* thread) {
 void KyCoreThreadServerBase::YieldTo(KyCoreThread* target, Boolean comeBack) {
   KyCoreThread* const running = runningCoreThread();
   if (running) postconditions(running);
-  platform::TurnLock& turns = iSections->turns;
+  TurnLock& turns = iSections->turns;
   const bool hasTurn = running && turns.isHeldBy(running);
   if (hasTurn && !target && !comeBack && !turns.isAwaited() && iReturnYield.load(std::memory_order_relaxed) == 0 &&
       running->iState.load(std::memory_order_relaxed) == KyCoreThread::kResumed) {
     return;
   }
+  const bool passes = hasTurn && !ThreadIsSuspended(running);
+  // Who is in line lives; another is looked at first.
+  if (passes && !comeBack && target && turns.isInLine(target)) return passTurn(running, target);
   target = aimOfYield(target, comeBack);
   if (target == running) target = nullptr;
-  if (hasTurn && !ThreadIsSuspended(running)) return passTurn(running, target);
+  if (passes) return passTurn(running, target);
   if (running) ReleaseExclusive(running);
-  letOthersTry(running, target);
+  letOthersTry(target);
   if (running) AcquireExclusive(running);
 }
 
@@ -231,26 +237,20 @@ KyCoreThread* KyCoreThreadServerBase::aimOfYield(KyCoreThread* target, Boolean c
 }
 
 void KyCoreThreadServerBase::passTurn(KyCoreThread* thread, KyCoreThread* target) {
-  platform::TurnLock& turns = iSections->turns;
+  TurnLock& turns = iSections->turns;
   beforeTurnEnds(thread);
-  if (!turns.pass(target)) {
-    turns.leave();
-    letOthersTry(thread, target);
-    turns.enter(thread);
+  if (target && !turns.isInLine(target)) {
+    turns.offer(kTries);
+  } else {
+    turns.pass(target);
   }
   afterTurnBegan(thread);
 }
 
-// The target is not in line for its turn; it may be on its way. One that is sought itself goes for its turn instead, or
-// two who yield to each other would both stay out. Pointers are only compared, for the threads may end meanwhile.
-void KyCoreThreadServerBase::letOthersTry(KyCoreThread* running, KyCoreThread* target) {
-  constexpr int kTries = 1000;
-  if (!target || target->mAttr.threadType != KyCoreThread_Cooperative) return platform::yieldProcessor();
-  const auto isSought = [&] { return running && iSought.load(std::memory_order_relaxed) == running; };
-  if (isSought()) return iSought.store(nullptr, std::memory_order_relaxed);
-  iSought.store(target, std::memory_order_relaxed);
-  for (int i = 0; i < kTries && GetCurrentCoopThread() != target && !isSought(); ++i) platform::yieldProcessor();
-  iSought.store(nullptr, std::memory_order_relaxed);
+// For a caller that has no turn to give. The pointer is only compared, for the thread may end meanwhile.
+void KyCoreThreadServerBase::letOthersTry(KyCoreThread* target) {
+  const int tries = target && target->mAttr.threadType == KyCoreThread_Cooperative ? kTries : 1;
+  for (int i = 0; i < tries && (!target || GetCurrentCoopThread() != target); ++i) platform::yieldProcessor();
 }
 
 Int64 KyCoreThreadServerBase::YieldToOthers() {

@@ -1,5 +1,6 @@
 #include "platform/Threads.h"
 
+#include <linux/futex.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/syscall.h>
@@ -73,6 +74,15 @@ void atThreadExit(void (*routine)(void*), void* argument) {
 int currentCore() { return sched_getcpu(); }
 
 void yieldProcessor() { sched_yield(); }
+
+void sleepWhile(const std::atomic<int>& word, int value) {
+  static_assert(sizeof word == sizeof(int));
+  syscall(SYS_futex, &word, FUTEX_WAIT_PRIVATE, value, nullptr, nullptr, 0);
+}
+
+void wakeSleeper(const std::atomic<int>& word) {
+  syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
 
 namespace {
 
