@@ -16,6 +16,8 @@
 #include <atomic>
 #include <cstdio>
 
+constexpr Long kClips = 10'000;
+
 // Only cooperative threads touch this one, and they run one at a time, so it needs no lock.
 static Long putCount = 0;
 // The watchdog runs at the same time as all others, so what it shares must be atomic or stand behind a lock.
@@ -107,13 +109,13 @@ class Watchdog : public PreemptiveThread {
 };
 
 // Runs a save and shows how far it is, until the saver is done. With `cancel` it sends the saver an error half-way.
-static void SaveWithProgress(Saver& saver, Long total, bool cancel) {
+static void SaveWithProgress(Saver& saver, bool cancel) {
   putCount = 0;
   saver.busy = true;
   saver.Resume();
   Long shown = -1;
   do {
-    if (const Long tenths = 10 * putCount / total; tenths != shown) {
+    if (const Long tenths = 10 * putCount / (2 * kClips); tenths != shown) {
       shown = tenths;
       std::printf("main: %ld %% done\n", long(10 * shown));
     }
@@ -135,21 +137,24 @@ static Long CountAndDispose(Clip* clip) {
   return count;
 }
 
-static void Run(const char* path) {
-  constexpr Long kClips = 10'000;
+static Clip* NewClips() {
   Clip* first = nullptr;
   for (Long i = 0; i < kClips; ++i) {
     Clip* const clip = new Clip;
     clip->next = first;
     first = clip;
   }
+  return first;
+}
+
+static void Run(const char* path, Clip* first) {
   ky::Owned<ADirLocator> folder(ADirLocator::New());
   folder->Set(path, nullptr);
   ky::Owned<Watchdog> watchdog(new Watchdog);  // its Dispose stops the thread and waits for its end
   Saver saver(folder.get(), first);
 
   watchdog->Start();
-  SaveWithProgress(saver, 2 * kClips, false);
+  SaveWithProgress(saver, false);
 
   watchdog->Pause();
   const bool paused = watchdog->AwaitThreadState(PT_state_idle, 5000) == 0;
@@ -160,7 +165,7 @@ static void Run(const char* path) {
   while (looks == before) GetCoreThreadServer()->GetMainThread()->Sleep(1'000);
   std::printf("main: the watchdog is back\n");
 
-  ky::guarded([&] { SaveWithProgress(saver, 2 * kClips, true); },
+  ky::guarded([&] { SaveWithProgress(saver, true); },
               [&](XError& caught) {
                 if (!caught.FindCode("SAVE_CANCELLED")) xraisexerror(caught);
                 std::printf("main: the second save was cancelled\n");
@@ -168,7 +173,6 @@ static void Run(const char* path) {
   saver.KillThead(false);
   watchdog->Stop();
   watchdog.reset();
-  CountAndDispose(first);
 
   ky::Owned<AFileLocator> place(folder->GetFile("cut.kyb", nullptr));
   ky::Owned<AFileStream> file(place->OpenStream(kFileRead, 0));
@@ -188,10 +192,12 @@ int main(int argc, char** argv) {
   Clip::PCRegister();
 
   int result = 0;
-  ky::guarded([&] { Run(argv[1]); },
+  Clip* const first = NewClips();
+  ky::guarded([&] { Run(argv[1], first); },
               [&](XError& caught) {
                 std::printf("main: %s\n", caught.GetCode());
                 result = 1;
               });
+  CountAndDispose(first);
   return result;
 }
