@@ -151,6 +151,8 @@ TEST_F(KyCoreThreads, OneThatBlocksIsKilledOnceTheBlockEnds) {
   EXPECT_TRUE(blocked);
 }
 
+// Its thread goes on in an object whose destructor has run, as the test means it to; the sanitizers may not see that.
+#ifndef KY_SANITIZED
 TEST_F(KyCoreThreads, AThreadThatDoesNotStopKeepsItsMemory) {
   std::atomic<bool> blocked{false};
   std::atomic<bool> data{false};
@@ -187,6 +189,7 @@ TEST_F(KyCoreThreads, AThreadThatDoesNotStopKeepsItsMemory) {
   data.notify_all();
   ended.wait(false);
 }
+#endif
 
 TEST_F(KyCoreThreads, AnErrorIsRaisedAtOnceInItsOwnThread) {
   EXPECT_EQ(codeRaisedBy([&] { self().RaiseException(XError("OWN_ERROR")); }), "OWN_ERROR");
