@@ -2,9 +2,11 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "core/threads/KyCoreThread.h"
@@ -60,14 +62,16 @@ class Worker : public KyCoreThread {
   std::string notes;
 };
 
-/// Lets the others run until `reached`; false if that takes more turns than anything here may.
+/// Lets the others run until `reached`; false if that takes longer than anything here may, however busy the machine.
 template <class Reached>
 bool runUntil(Reached reached) {
-  constexpr int kMost = 200'000;
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(2);
   for (int turns = 0; !reached(); ++turns) {
-    if (turns == kMost) return false;
     SafeThreadYield();
-    if (turns % 16 == 15) GetCoreThreadServer()->SleepThread(GetCoreThreadServer()->GetRunningThread(), 0);
+    if (turns % 16 != 15) continue;
+    GetCoreThreadServer()->SleepThread(GetCoreThreadServer()->GetRunningThread(), 0);
+    std::this_thread::yield();
+    if (std::chrono::steady_clock::now() > limit) return false;
   }
   return true;
 }
