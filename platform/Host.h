@@ -22,6 +22,9 @@ KY_API std::string userSettingsFolder();
 
 KY_API int processorCount();
 
+/// Tells this process from the others that run on this machine.
+KY_API long processNumber();
+
 /// The address of a host of that name as numbers and full stops.
 KY_API std::string addressOf(const char* host);
 

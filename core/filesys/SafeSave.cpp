@@ -13,6 +13,7 @@
 #include "core/objsys/AFileStream.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
+#include "platform/Host.h"
 
 using namespace ky;
 
@@ -26,13 +27,18 @@ std::string fullPathOf(AFileLocator* file) {
   return file->GetFullPath(path, sizeof path);
 }
 
-/// Long names leave room for the number.
+/// Long names leave room for the numbers.
 std::string prefixOf(std::string_view name) { return std::string(name.substr(0, 200)) + '~'; }
 
+/// With the process in it, a name that another save took for abandoned and removed is never one that this other makes.
+std::string ownPrefixOf(std::string_view name) {
+  return prefixOf(name) + std::to_string(platform::processNumber()) + '-';
+}
+
 bool isOfPattern(std::string_view name, std::string_view prefix) {
-  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  const auto isOfNumbers = [](char c) { return (c >= '0' && c <= '9') || c == '-'; };
   return name.starts_with(prefix) && name.size() > prefix.size() &&
-         std::all_of(name.begin() + static_cast<std::ptrdiff_t>(prefix.size()), name.end(), isDigit);
+         std::all_of(name.begin() + static_cast<std::ptrdiff_t>(prefix.size()), name.end(), isOfNumbers);
 }
 
 /// Removes what no lock protects. What cannot be removed stays for a later save: this one can do without.
@@ -53,7 +59,7 @@ void removeAbandoned(const std::string& document) {
 
 /// Makes the temporary file and locks it. Between the two another save may have taken it for an abandoned one.
 fileRec_t** openTemporary(AFileLocator* temporary, const std::string& document) {
-  const std::string prefix = prefixOf(partsOf(document).name);
+  const std::string prefix = ownPrefixOf(partsOf(document).name);
   for (;;) {
     temporary->Set(document.c_str(), nullptr);
     GetTempFile(prefix.c_str(), 1, kTempBesideOut, temporary);
@@ -87,6 +93,7 @@ void ky::safeSave(AFileLocator* document, const std::function<void(AStream*)>& w
   removeAbandoned(path);
   const Owned<AFileLocator> temporary(AFileLocator::New());
   fileRec_t** const file = openTemporary(temporary.get(), path);
+  bool isReplaced = false;
   guardedReraise(
       [&] {
         always(
@@ -94,12 +101,12 @@ void ky::safeSave(AFileLocator* document, const std::function<void(AStream*)>& w
               fill(file, write);
               (void)platform::copyAccess(path.c_str(), fullPathOf(temporary.get()).c_str());
               temporary->Rename(std::string(partsOf(path).name).c_str(), 1);
+              isReplaced = true;
             },
             [&] { KYCloseFile(file); });
       },
       [&] {
         // The locator follows a rename that came through; the document itself is never removed.
-        const std::string left = fullPathOf(temporary.get());
-        if (left != path) (void)platform::removeFile(left.c_str());
+        if (!isReplaced) (void)platform::removeFile(fullPathOf(temporary.get()).c_str());
       });
 }

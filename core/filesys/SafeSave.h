@@ -13,8 +13,8 @@ namespace ky {
 /// Has `write` fill a temporary file beside the document, and puts that in the document's place in one step, once it is
 /// on the disk. Whatever fails, and wherever the process ends, the old document is whole.
 ///
-/// The temporary file is "<document>~<number>". Those that ended processes left behind are removed first; one that
-/// another save still fills is known by its lock.
+/// The temporary file is "<document>~<process>-<number>". Those that ended processes left behind are removed first; one
+/// that another save still fills is known by its lock.
 ///
 /// Raises:   what the locator, the file and `write` raise, with no file left behind.
 /// Borrows:  the stream for the call of `write`, which neither closes nor keeps it.

@@ -234,8 +234,7 @@ class KY_API AStream : public AObject {
   // The window: typed operations move their bytes and tags inside it without asking anyone. A class that keeps its
   // bytes in memory opens it over them whenever its own core functions or its SetPosition have run; what it derives
   // from the position (an end that writing moved) it brings up to date there, before anything else. A class that never
-  // opens one gets every value through its core functions. While it is open the library's own parts of a document
-  // (marks, heads of records, object numbers) go straight into it too, past whoever overrides the typed operations.
+  // opens one gets every value through its core functions.
 
   /// Makes these the functions that the class moves bytes with. Only while they stand does a window open.
   void installCore(CoreFunc read, CoreFunc write);

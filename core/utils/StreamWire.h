@@ -150,14 +150,8 @@ struct StreamWire {
       s.WriteLong(kLengthLabel, length);
       return;
     }
-    char* const at = s.cursor;
-    if (s.swapBytes) {
-      classID = reversed(classID);
-      length = reversed(length);
-    }
-    std::memcpy(at, &classID, sizeof classID);
-    std::memcpy(at + sizeof classID, &length, sizeof length);
-    s.cursor = at + kRecordHead;
+    put<char4Tag>(s, kClassIDLabel, classID);
+    put<longTag>(s, kLengthLabel, length);
   }
   struct RecordHead {
     Char4 classID;
@@ -168,12 +162,8 @@ struct StreamWire {
       const Char4 classID = s.ReadChar4(kClassIDLabel);
       return {classID, s.ReadLong(kLengthLabel)};
     }
-    RecordHead head;
-    const char* const at = s.cursor;
-    std::memcpy(&head.classID, at, sizeof head.classID);
-    std::memcpy(&head.length, at + sizeof head.classID, sizeof head.length);
-    s.cursor += kRecordHead;
-    return s.swapBytes ? RecordHead{reversed(head.classID), reversed(head.length)} : head;
+    const auto classID = get<char4Tag, Char4>(s, kClassIDLabel);
+    return {classID, get<longTag, Long>(s, kLengthLabel)};
   }
 
   /// The number that stands for an object pointer.

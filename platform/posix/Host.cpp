@@ -69,6 +69,8 @@ std::string userSettingsFolder() {
   return folder;
 }
 
+long processNumber() { return static_cast<long>(::getpid()); }
+
 int processorCount() {
   const long count = ::sysconf(_SC_NPROCESSORS_ONLN);
   return count > 0 ? static_cast<int>(count) : 1;
