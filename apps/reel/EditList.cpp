@@ -231,12 +231,16 @@ EdlText EditList::toText() const {
   return text;
 }
 
+void writeDocument(EditList* list, AStream* stream) {
+  Owned<AObjDoc> document(AObjDoc::New(stream, 0, Long(kFileType)));
+  document->CopyIn(list);
+  document.release()->Close();
+}
+
 std::vector<std::uint8_t> toDocument(EditList* list) {
   const OwnedHandle bytes = OwnedHandle::ofSize(4096);
   const Owned<AVariMemStream> stream(AVariMemStream::NewWithEOF(bytes.get(), 0));
-  Owned<AObjDoc> document(AObjDoc::New(stream.get(), 0, Long(kFileType)));
-  document->CopyIn(list);
-  document.release()->Close();
+  writeDocument(list, stream.get());
   const char* const data = bytes.data();
   return {data, data + stream->GetLength()};
 }
@@ -247,7 +251,11 @@ Owned<EditList> fromDocument(std::span<const std::uint8_t> bytes) {
   const auto length = static_cast<Long>(bytes.size());
   std::uint8_t none = 0;
   const Owned<AMemStream> stream(AMemStream::NewFromPtr(data ? data : &none, length, length));
-  const Owned<ADomain> document(ADomain::OpenFromStream(stream.get(), 0));
+  return readDocument(stream.get());
+}
+
+Owned<EditList> readDocument(AStream* stream) {
+  const Owned<ADomain> document(ADomain::OpenFromStream(stream, 0));
   Owned<APortable> root(document->CopyOut());
   if (!root) ky::raiseBadStreamData("The document holds no edit list");
   auto* const list = ky::asReadClass<EditList>(root.get());

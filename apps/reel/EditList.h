@@ -99,10 +99,14 @@ class EditList : public AUndoable {
   EditEvent* lastEvent = nullptr;
 };
 
-/// The bytes of an object document that holds the list.
+/// Writes an object document that holds the list.
+void writeDocument(EditList* list, AStream* stream);
+
+/// The bytes of such a document.
 std::vector<std::uint8_t> toDocument(EditList* list);
 
 /// Raises:   what the document's reader raises, DOMAIN_BAD_STRM_DATA for a document of something else.
+ky::Owned<EditList> readDocument(AStream* stream);
 ky::Owned<EditList> fromDocument(std::span<const std::uint8_t> bytes);
 
 }  // namespace reel

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <span>
 #include <utility>
 #include <vector>
 
@@ -25,10 +24,6 @@ void refuseSameFile(const std::string& in, const std::string& out) {
   std::error_code unknown;
   if (std::filesystem::equivalent(in, out, unknown))
     throw support::RefusedInput(out + ": this is the input itself; another name was expected for the output");
-}
-
-std::span<const std::uint8_t> bytesOf(const std::string& text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 EdlText readEdlFile(const std::string& path, const EdlReadOptions& options) {
@@ -141,21 +136,22 @@ void importEdl(const std::string& edl, const std::string& document, const Import
   EdlText list = readEdlFile(edl, {options.fps});
   if (options.title) list.title = edlLine(std::string_view(*options.title).substr(0, kLongestTitle));
   const ky::Owned<EditList> stored(EditList::New(list));
-  support::replaceFile(document, toDocument(stored.get()));
+  support::saveFile(document, [&](AStream* stream) { writeDocument(stored.get(), stream); });
   std::printf("%s: %s, %s at %d frames per second%s\n", document.c_str(), countText(list).c_str(),
               durationText(listDuration(list), list).c_str(), list.fps, list.drop ? ", drop-frame" : "");
 }
 
 EdlText loadDocument(const std::string& document) {
   EdlText list;
-  support::about(document, [&] { list = fromDocument(support::readFile(document))->toText(); });
+  support::about(document, [&] { list = readDocument(support::openFile(document).get())->toText(); });
   return list;
 }
 
 void exportEdl(const std::string& document, const std::string& edl) {
   refuseSameFile(document, edl);
   const EdlText list = loadDocument(document);
-  support::replaceFile(edl, bytesOf(writeEdl(list)));
+  const std::string text = writeEdl(list);
+  support::saveFile(edl, [&](AStream* stream) { support::writeAll(stream, text); });
   std::printf("%s: %s\n", edl.c_str(), countText(list).c_str());
 }
 

@@ -1,68 +1,80 @@
 #include "apps/support/FileIo.h"
 
 #include <algorithm>
-#include <filesystem>
+#include <cstring>
 
 #include "core/error/Guarded.h"
 #include "core/error/SystemErrors.h"
-#include "core/error/XError.h"
-#include "platform/Files.h"
+#include "core/filesys/ALocator.h"
+#include "core/filesys/Paths.h"
+#include "core/filesys/SafeSave.h"
+#include "platform/Errors.h"
+
+using ky::Owned;
 
 namespace support {
 namespace {
 
-using ky::platform::File;
+constexpr Long kBuffer = 1 << 18;
+constexpr Long kLargest = 0x7FFFFFFF;
 
-constexpr std::size_t kPiece = 1 << 20;
-constexpr std::size_t kLargest = 0x7FFFFFFF;
-
-void raiseIf(int error, const std::string& path) {
-  if (error != 0) xraiseWinFileError(error, path.c_str());
+Owned<AFileLocator> fileAt(const std::string& path) {
+  if (path.size() >= ky::kPathSize) xraiseWinFileError(ky::platform::kInvalidName, path.substr(0, 300).c_str());
+  Owned<AFileLocator> file(AFileLocator::New());
+  file->Set(path.c_str(), nullptr);
+  return file;
 }
 
-constexpr int kNoFile = 2;
-
-/// Errors name the file that the user asked for, not the one beside it.
-void writeNew(const std::string& beside, const std::string& path, std::span<const std::uint8_t> bytes) {
-  File file;
-  const int error = file.createNew(beside.c_str(), path.c_str());
-  if (error == kNoFile)
-    +XError("DISK_DIR_NOT_FOUND", "str filename", std::filesystem::path(path).parent_path().c_str(), 0);
-  raiseIf(error, path);
-  raiseIf(file.write(bytes.data(), bytes.size()), path);
-  raiseIf(file.flushToDisk(), path);
-  raiseIf(file.close(), path);
+/// Names the file that the user asked for in place of the one beside it, and leaves out what came above the disk: that
+/// the disk is full is all there is to tell.
+void raiseAbout(const std::string& path, const XError& caught) {
+  int status = 0;
+  const int level = caught.FindLevel("SYS_ERROR");
+  if (level != 0 && caught.GetParm(&status, level, "status")) xraiseWinFileError(status, path.c_str());
+  xraisexerror(caught);
 }
 
 }  // namespace
 
+Owned<AFileStream> openFile(const std::string& path) {
+  Owned<AFileStream> stream(fileAt(path)->OpenStream(kFileRead, 0));
+  stream->SetSeqBuf(kBuffer, 1);
+  return stream;
+}
+
 std::vector<std::uint8_t> readFile(const std::string& path) {
-  File file;
-  raiseIf(file.openToRead(path.c_str()), path);
+  const Owned<AFileStream> stream(fileAt(path)->OpenStream(kFileRead, 0));
+  fileRec_t** const file = stream->GetFileHdl();
+  const Long expected = KYGetLength(file);
   std::vector<std::uint8_t> bytes;
-  std::size_t got = 0;
-  // By pieces and not by the file's length: pipes have none, and a file may grow meanwhile.
-  do {
+  // The length is not believed: a file may grow meanwhile, and some tell none.
+  for (bool ended = false; !ended;) {
     const std::size_t have = bytes.size();
-    if (have > kLargest) +XError("FILE_OTHER", "str filename", path.c_str(), 0);
-    bytes.resize(have + std::max(kPiece, have / 2));
-    raiseIf(file.read(bytes.data() + have, bytes.size() - have, &got), path);
-    bytes.resize(have + got);
-  } while (got > 0);
+    if (have >= kLargest || expected == kLargest) +XError("FILE_OTHER", "str filename", path.c_str(), 0);
+    const Long more = have == 0 ? expected + 1 : std::min<Long>(kBuffer, kLargest - static_cast<Long>(have));
+    bytes.resize(have + static_cast<std::size_t>(more));
+    ky::guarded([&] { KYReadFile(file, bytes.data() + have, static_cast<Long>(have), kFromStart, more); },
+                [&](XError& caught) {
+                  Long position = 0;
+                  KYGetFPos(file, &position);
+                  if (std::strcmp(caught.GetCode(), "DISK_EOF") != 0 || position < expected) xraisexerror(caught);
+                  bytes.resize(static_cast<std::size_t>(position));
+                  ended = true;
+                });
+  }
   return bytes;
 }
 
-void replaceFile(const std::string& path, std::span<const std::uint8_t> bytes) {
-  const std::string beside = ky::platform::nameBeside(path);
-  ky::guarded(
-      [&] {
-        writeNew(beside, path, bytes);
-        raiseIf(ky::platform::renameFile(beside.c_str(), path.c_str()), path);
-      },
-      [&](XError& caught) {
-        (void)ky::platform::removeFile(beside.c_str());
-        xraisexerror(caught);
-      });
+void saveFile(const std::string& path, const std::function<void(AStream*)>& write) {
+  const Owned<AFileLocator> file = fileAt(path);
+  const Owned<ADirLocator> folder(ADirLocator::New());
+  folder->Set(ky::parentOf(path).c_str(), nullptr);
+  if (!ky::parentOf(path).empty() && !folder->DirExists())
+    +XError("DISK_DIR_NOT_FOUND", "str filename", ky::parentOf(path).c_str(), 0);
+  if (file->DirExists()) xraiseWinFileError(ky::platform::kAccessDenied, path.c_str());
+  ky::guarded([&] { ky::safeSave(file.get(), write); }, [&](XError& caught) { raiseAbout(path, caught); });
 }
+
+void writeAll(AStream* stream, std::string_view text) { stream->Write(text.data(), static_cast<Long>(text.size())); }
 
 }  // namespace support

@@ -1,22 +1,30 @@
-// Whole files for the programs: read at once, replaced without harm to the old one.
+// Files for the programs, through locators: read, and saved without harm to the old one.
 #pragma once
 
 #include <cstdint>
-#include <span>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "core/mem/Owned.h"
+#include "core/objsys/AFileStream.h"
 
 namespace support {
 
+// Each raises the DISK_... code with "str filename", the name being the one given.
+
+/// A buffered stream that reads the file.
+ky::Owned<AFileStream> openFile(const std::string& path);
+
 /// The file's bytes.
 ///
-/// Raises:   the DISK_... code with "str filename"; a file of 2 GB or more is "FILE_OTHER".
+/// Raises:   FILE_OTHER for a file of 2 GB or more.
 std::vector<std::uint8_t> readFile(const std::string& path);
 
-/// Writes `bytes` beside `path`, flushes them to disk and renames: whatever fails, the old file is whole and nothing
-/// else is left behind.
-///
-/// Raises:   the DISK_... code with "str filename".
-void replaceFile(const std::string& path, std::span<const std::uint8_t> bytes);
+/// Saves what `write` writes, as ky::safeSave does.
+void saveFile(const std::string& path, const std::function<void(AStream*)>& write);
+
+void writeAll(AStream* stream, std::string_view text);
 
 }  // namespace support
