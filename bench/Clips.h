@@ -113,7 +113,7 @@ struct ObjectDocument {
     std::size_t size = 0;
   };
   static void save(std::vector<Clip*>& ring, Saved& saved) {
-    saved.handle.reset(KyNewHandle(0));
+    if (!saved.handle) saved.handle.reset(KyNewHandle(0));
     Owned<ADynamicMemStream> stream(ADynamicMemStream::New(saved.handle.get()));
     stream->SetGrowSize(0x40000);
     Owned<AObjDoc> doc(AObjDoc::New(stream.get(), 0, Long(MakeChar4("RING"))));

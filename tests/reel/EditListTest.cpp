@@ -4,7 +4,6 @@
 
 #include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "apps/reel/ReelCommands.h"
@@ -23,10 +22,7 @@ using ky::Owned;
 namespace {
 
 struct EditListTest : testing::Test {
-  static void SetUpTestSuite() {
-    static bool done = false;
-    if (!std::exchange(done, true)) registerClasses();
-  }
+  static void SetUpTestSuite() { reel::test::registerOnce(); }
   std::mt19937 random{1117};
 };
 

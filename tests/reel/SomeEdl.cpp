@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+#include "apps/reel/ReelCommands.h"
+
 namespace reel::test {
 namespace {
 
@@ -115,6 +117,11 @@ std::string described(const EdlText& list) {
     for (const std::string& comment : e.comments) text += "  " + comment + "\n";
   }
   return text;
+}
+
+void registerOnce() {
+  static const bool done = (registerClasses(), true);
+  (void)done;
 }
 
 }  // namespace reel::test

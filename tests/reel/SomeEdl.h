@@ -14,4 +14,7 @@ EdlText someEdl(std::mt19937& random);
 /// Every field of a list.
 std::string described(const EdlText& list);
 
+/// The stored classes, for whichever test comes first.
+void registerOnce();
+
 }  // namespace reel::test

@@ -1,0 +1,80 @@
+// Saves whose process is killed.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "apps/kydoc/Inspector.h"
+#include "apps/reel/EditList.h"
+#include "tests/reel/SomeEdl.h"
+#include "tests/support/TempFolder.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class KilledSave : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { reel::test::registerOnce(); }
+
+  pid_t start(const std::string& title) {
+    const char* const arguments[] = {"reel", "import", in.c_str(), out.c_str(), "--title", title.c_str(), nullptr};
+    posix_spawn_file_actions_t quiet;
+    posix_spawn_file_actions_init(&quiet);
+    posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t child = -1;
+    EXPECT_EQ(posix_spawn(&child, KY_REEL, &quiet, nullptr, const_cast<char**>(arguments), environ), 0);
+    posix_spawn_file_actions_destroy(&quiet);
+    return child;
+  }
+  static int statusOf(pid_t child) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+  }
+  std::ptrdiff_t files() const { return std::distance(std::filesystem::directory_iterator(folder.path), {}); }
+
+  ky::test::TempFolder folder;
+  const std::string in = folder / "in.edl", out = folder / "out.kyb";
+};
+
+}  // namespace
+
+TEST_F(KilledSave, LeavesTheOldOrTheNewDocumentAndNothingBesideAfterTheNext) {
+  std::string text = "TITLE: T\n";
+  for (int i = 0; i < 6000; ++i) text += "001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
+  ky::test::writeBytes(in, {text.begin(), text.end()});
+
+  const auto before = Clock::now();
+  ASSERT_EQ(statusOf(start("0")), 0);
+  const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - before).count();
+
+  const char* const wanted = std::getenv("KY_KILLS");
+  const int kills = wanted ? std::atoi(wanted) : 20;
+  std::mt19937 random(9);
+  std::string title = "0";
+  int killed = 0;
+  for (int i = 1; i <= kills; ++i) {
+    const pid_t child = start(std::to_string(i));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % static_cast<unsigned long>(whole)));
+    kill(child, SIGKILL);
+    killed += WIFSIGNALED(statusOf(child));
+    const auto document = ky::test::bytesOf(out);
+    ASSERT_FALSE(kydoc::inspect(document, {}, {}).fault) << i;
+    const std::string found = reel::fromDocument(document)->toText().title;
+    ASSERT_TRUE(found == title || found == std::to_string(i)) << found;
+    title = found;
+  }
+  EXPECT_GT(killed, kills / 4);
+  ASSERT_EQ(statusOf(start("last")), 0);
+  EXPECT_EQ(files(), 2);
+}
