@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "apps/kydoc/Inspector.h"
+#include "apps/kydoc/VolumeList.h"
 #include "apps/support/FileIo.h"
 #include "apps/support/Program.h"
 
@@ -129,14 +130,16 @@ int verify(const std::string& file, const std::vector<std::uint8_t>& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Shows and checks object documents, whatever their classes."};
+  CLI::App app{
+      "Shows and checks object documents, whatever their classes, and lists the volumes that they may lie on."};
   app.name("kydoc");
   app.set_version_flag("--version", support::versionText("kydoc"));
   app.require_subcommand(1);
   support::showExamplesFirst(app,
                              "kydoc info cut.kyb             what the document says of itself\n"
                              "kydoc dump cut.kyb --json      header and every object record, as JSON\n"
-                             "kydoc verify cut.kyb           check it; tells where and why it is not sound");
+                             "kydoc verify cut.kyb           check it; tells where and why it is not sound\n"
+                             "kydoc volumes                  what room there is on each volume");
 
   std::string file;
   bool json = false;
@@ -149,8 +152,15 @@ int main(int argc, char** argv) {
   const CLI::App* infoCommand = command("info", "Show the header", true);
   const CLI::App* dumpCommand = command("dump", "Show the header and every object record", true);
   command("verify", "Check the whole document; exit status 0 if sound, 3 if not", false);
+  CLI::App* const volumes =
+      app.add_subcommand("volumes", "List the volumes of this machine: size, free space, shareable, kind, root, label");
+  volumes->add_flag("--json", json, "one JSON array on standard output");
 
   return support::runProgram(app, argc, argv, [&] {
+    if (volumes->parsed()) {
+      std::fputs((json ? kydoc::volumesAsJson() : kydoc::volumesAsTable()).c_str(), stdout);
+      return int{support::kDone};
+    }
     const std::vector<std::uint8_t> bytes = support::readFile(file);
     if (infoCommand->parsed()) return info(file, bytes, json);
     if (dumpCommand->parsed()) return dump(file, bytes, json);
