@@ -20,6 +20,9 @@ KY_API std::string programPath();
 /// Where this user's settings belong, without a separator at its end; made if it is not there.
 KY_API std::string userSettingsFolder();
 
+/// Whether somebody reads the standard error output as it comes.
+KY_API bool isErrorOutputTerminal();
+
 KY_API int processorCount();
 
 /// Tells this process from the others that run on this machine.

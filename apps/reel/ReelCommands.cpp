@@ -10,6 +10,8 @@
 #include "apps/reel/EditList.h"
 #include "apps/support/FileIo.h"
 #include "apps/support/Program.h"
+#include "core/error/Guarded.h"
+#include "core/error/UIHooks.h"
 #include "core/objsys/ObjectSystem.h"
 
 namespace reel {
@@ -143,7 +145,8 @@ void importEdl(const std::string& edl, const std::string& document, const Import
 
 EdlText loadDocument(const std::string& document) {
   EdlText list;
-  support::about(document, [&] { list = readDocument(support::openFile(document).get())->toText(); });
+  const auto load = [&] { list = readDocument(support::openFile(document).get())->toText(); };
+  support::about(document, [&] { ky::always(load, UIstatClose); });
   return list;
 }
 

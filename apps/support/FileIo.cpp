@@ -5,6 +5,7 @@
 
 #include "core/error/Guarded.h"
 #include "core/error/SystemErrors.h"
+#include "core/error/UIHooks.h"
 #include "core/filesys/ALocator.h"
 #include "core/filesys/Paths.h"
 #include "core/filesys/SafeSave.h"
@@ -72,7 +73,8 @@ void saveFile(const std::string& path, const std::function<void(AStream*)>& writ
   if (!ky::parentOf(path).empty() && !folder->DirExists())
     +XError("DISK_DIR_NOT_FOUND", "str filename", ky::parentOf(path).c_str(), 0);
   if (file->DirExists()) xraiseWinFileError(ky::platform::kAccessDenied, path.c_str());
-  ky::guarded([&] { ky::safeSave(file.get(), write); }, [&](XError& caught) { raiseAbout(path, caught); });
+  const auto save = [&] { ky::always([&] { ky::safeSave(file.get(), write); }, UIstatClose); };
+  ky::guarded(save, [&](XError& caught) { raiseAbout(path, caught); });
 }
 
 void writeAll(AStream* stream, std::string_view text) { stream->Write(text.data(), static_cast<Long>(text.size())); }

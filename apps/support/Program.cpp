@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "apps/support/Progress.h"
 #include "core/error/CurrentError.h"
 #include "core/error/Fatal.h"
 #include "core/error/Guarded.h"
 #include "core/error/SystemErrors.h"
 #include "core/error/XError.h"
 #include "core/os/HostStart.h"
+#include "platform/Host.h"
 
 namespace support {
 namespace {
@@ -124,6 +126,7 @@ int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>&
   KyHostSettings settings;
   settings.fatalHandler = raiseFatal;
   settings.version = &version;
+  if (ky::platform::isErrorOutputTerminal()) settings.uiRoutines = progressRoutines();
   KyStartHost(settings);
   ky::guarded(refusable, [&](XError& caught) {
     std::fflush(stdout);

@@ -28,7 +28,8 @@ void about(const std::string& file, const std::function<void()>& work);
 /// Parses the command line, starts the library, runs `work` and words whatever ends it early.
 ///
 /// A raised error goes to standard error as "program: CODE: words" and gives `kFailed`; refused input gives
-/// `kRefused`, a wrong command line `kWrongUsage`. Output that cannot be written is an error too.
+/// `kRefused`, a wrong command line `kWrongUsage`. Output that cannot be written is an error too. On a terminal a bar
+/// shows that long work goes on.
 ///
 /// Returns:  the exit status.
 int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work);

@@ -71,6 +71,8 @@ std::string userSettingsFolder() {
 
 long processNumber() { return static_cast<long>(::getpid()); }
 
+bool isErrorOutputTerminal() { return ::isatty(STDERR_FILENO) != 0; }
+
 int processorCount() {
   const long count = ::sysconf(_SC_NPROCESSORS_ONLN);
   return count > 0 ? static_cast<int>(count) : 1;
