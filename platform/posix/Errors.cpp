@@ -58,6 +58,9 @@ void errorText(int number, char* buffer, std::size_t size) {
   char text[256] = {};
   if (number == kEndOfFile) {
     std::snprintf(buffer, size, "End of file");
+  } else if (number == kInvalidName) {
+    // The host's words would tell one reason of several: names are refused here that it would take.
+    std::snprintf(buffer, size, "Name too long, or with a character that not every system takes");
   } else if (hostError < 0) {
     std::snprintf(buffer, size, "Error %d", number);
   } else {

@@ -13,6 +13,7 @@
 #include "core/mem/KyMemory.h"
 #include "platform/Errors.h"
 #include "tests/reel/SomeEdl.h"
+#include "tests/support/Leaks.h"
 #include "tests/support/Raised.h"
 #include "tests/support/TempFolder.h"
 
@@ -38,6 +39,7 @@ class Faults : public testing::Test {
     const char* name;
     const char* saved;  // "" for a command that saves nothing
     std::function<void()> run;
+    bool loads = false;
   };
 
   static void SetUpTestSuite() { reel::test::registerOnce(); }
@@ -59,8 +61,8 @@ class Faults : public testing::Test {
     return {
         {"import", "new.kyb", [this] { reel::importEdl(folder / "in.edl", folder / "new.kyb", {}); }},
         {"import over a document", "out.kyb", [this] { reel::importEdl(folder / "in.edl", folder / "out.kyb", {}); }},
-        {"list", "", [this] { reel::listAsTable(reel::loadDocument(folder / "in.kyb")); }},
-        {"export", "out.edl", [this] { reel::exportEdl(folder / "in.kyb", folder / "out.edl"); }}};
+        {"list", "", [this] { reel::listAsTable(reel::loadDocument(folder / "in.kyb")); }, true},
+        {"export", "out.edl", [this] { reel::exportEdl(folder / "in.kyb", folder / "out.edl"); }, true}};
   }
 
   /// What a command leaves: all or nothing, nothing beside it, and no open file.
@@ -165,10 +167,16 @@ TEST_F(Faults, EveryAllocationThatFailsLeavesTheOldFileWhole) {
       SCOPED_TRACE(std::string(command.name) + ", allocation " + std::to_string(nth));
       restore();
       const std::ptrdiff_t opened = ky::test::openDescriptors();
+      // Short of memory, a load leaves its objects where they are: walking them could need more.
+      const auto run = [&] {
+        if (!command.loads) return command.run();
+        const ky::test::LeaksAreNoFault byDesign;
+        command.run();
+      };
       XError error;
       {
         const ky::AllocationFailure failure(nth);
-        error = errorRaisedBy(command.run);
+        error = errorRaisedBy(run);
         isMet = failure.happened();
       }
       met += isMet;
