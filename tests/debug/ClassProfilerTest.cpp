@@ -1,10 +1,7 @@
 #include "core/debug/ClassProfiler.h"
 
-#include <gtest/gtest.h>
-
-#include "core/base/AObject.h"
-#include "core/mem/Owned.h"
 #include "tests/support/Printed.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

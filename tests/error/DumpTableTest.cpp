@@ -1,17 +1,12 @@
 #include "core/error/DumpTable.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "core/error/XError.h"
 #include "tests/support/Bare.h"
 #include "tests/support/Printed.h"
-#include "tests/support/Raised.h"
-
-namespace {
+#include "tests/support/Test.h"
 
 using namespace ky::test;
+
+namespace {
 
 void dumpFirst(KyPrint print) { print("first\n"); }
 void dumpSecond(KyPrint print) { print("second\n"); }
@@ -24,29 +19,24 @@ std::string heading(const std::string& name) {
   return "________ " + name + " " + std::string(name.size() < 62 ? 62 - name.size() : 0, '_') + "\n";
 }
 
-std::string dumped(bool briefOnly) {
+template <class Print>
+std::string printedBy(Print print) {
   const Printed out;
-  DmpDump(Printed::print, briefOnly);
+  print();
   return out.text();
 }
 
-BARE_TEST(DumpTable, SectionsRunInOrderAllOrTheBriefOnes) {
+}  // namespace
+
+BARE_TEST(DumpTable, SectionsRunInOrderAllOrTheBriefOnesEvenIfOneRaises) {
   const std::string longName(70, 'n');
   DmpInstall(dumpFirst, "First", false);
-  DmpInstall(dumpSecond, longName.c_str(), true);
-  const std::string second = heading(longName) + "second\n\n";
-  EXPECT_EQ(dumped(false), heading("First") + "first\n\n" + second);
-  EXPECT_EQ(dumped(true), second);
-  const Printed out;
-  DmpListSections(Printed::print);
-  EXPECT_EQ(out.text(), "    First\n    " + longName + "\n");
-}
-
-BARE_TEST(DumpTable, ASectionThatRaisesDoesNotStopTheDump) {
   DmpInstall(raise, "Broken", true);
-  DmpInstall(dumpFirst, "First", true);
-  EXPECT_EQ(dumped(true),
-            heading("Broken") + "half a\n*** dump halted by exception: STRM_EOF\n\n" + heading("First") + "first\n\n");
+  DmpInstall(dumpSecond, longName.c_str(), true);
+  const std::string brief =
+      heading("Broken") + "half a\n*** dump halted by exception: STRM_EOF\n\n" + heading(longName) + "second\n\n";
+  EXPECT_EQ(printedBy([] { DmpDump(Printed::print, false); }), heading("First") + "first\n\n" + brief);
+  EXPECT_EQ(printedBy([] { DmpDump(Printed::print, true); }), brief);
 }
 
 BARE_TEST(DumpTable, HoldsFiftyAndRemovesTheFirstOfARoutine) {
@@ -55,10 +45,7 @@ BARE_TEST(DumpTable, HoldsFiftyAndRemovesTheFirstOfARoutine) {
   DmpRemove(dumpSecond);
   DmpRemove(raise);
   EXPECT_EQ(codeRaisedBy([] { DmpInstall(raise, "fits again", false); }), "");
-  const Printed out;
-  DmpListSections(Printed::print);
-  EXPECT_TRUE(out.text().starts_with("    early\n    late\n"));
-  EXPECT_TRUE(out.text().ends_with("    late\n    fits again\n"));
+  const std::string sections = printedBy([] { DmpListSections(Printed::print); });
+  EXPECT_TRUE(sections.starts_with("    early\n    late\n")) << sections;
+  EXPECT_TRUE(sections.ends_with("    late\n    fits again\n")) << sections;
 }
-
-}  // namespace

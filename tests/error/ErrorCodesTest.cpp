@@ -1,12 +1,10 @@
 #include "core/error/ErrorCodes.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
 #include <sstream>
-#include <string>
 
 #include "core/base/TypeTable.h"
+#include "tests/support/Test.h"
 
 // Whoever fills a template by these labels must find each parameter under its type.
 TEST(ErrorCodes, AreToldOnceWithLabelsThatNameATypeAndAParameter) {

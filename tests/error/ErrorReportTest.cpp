@@ -1,14 +1,11 @@
 #include "core/error/ErrorReport.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
-#include <string>
 
 #include "core/error/Guarded.h"
 #include "core/error/UIHooks.h"
 #include "tests/mem/ToyToolbox.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

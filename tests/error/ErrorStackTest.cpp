@@ -1,13 +1,8 @@
 #include "core/error/ErrorStack.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
-#include <string>
-#include <vector>
 
-#include "core/error/XError.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

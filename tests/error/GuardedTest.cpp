@@ -1,13 +1,9 @@
 #include "core/error/Guarded.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 
-#include <stdexcept>
-#include <string>
-
 #include "core/threads/ThreadContext.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -16,20 +12,10 @@ namespace {
 
 std::string logged;
 
-int keepLog(const char* line) {
-  logged += line;
-  return 0;
-}
-
-std::string currentWords() {
-  char text[256];
-  ESExpandString(text, sizeof text, nullptr);
-  return text;
-}
-
 }  // namespace
 
 TEST(Guarded, HandlesWhateverIsRaisedAsTheCurrentError) {
+  const char* const foreign = "Caught non-xraise exception!\n";
   const struct {
     const char* name;
     void (*body)();
@@ -38,22 +24,21 @@ TEST(Guarded, HandlesWhateverIsRaisedAsTheCurrentError) {
   } rows[] = {
       {"nothing", [] {}, "not called", ""},
       {"own", [] { throw XError("CODE", "int n", 1, 0); }, "Exception: CODE, n:1", ""},
-      {"standard", [] { throw std::runtime_error("disk on fire"); }, "Exception: std::exception, what:disk on fire",
-       "Caught non-xraise exception!\n"},
+      {"standard", [] { throw std::runtime_error("fire"); }, "Exception: std::exception, what:fire", foreign},
       {"other", [] { throw 7; },
        "Exception: A serious error has occurred!\nIt is recommended that you restart the application immediately.",
-       "Caught non-xraise exception!\n"},
+       foreign},
   };
-  xSetLogFunc(keepLog);
+  xSetLogFunc([](const char* line) -> int { return logged += line, 0; });
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     logged.clear();
-    std::string words = "not called";
+    char words[256] = "not called";
     guarded(row.body, [&](XError& caught) {
-      words = currentWords();
+      ESExpandString(words, sizeof words, nullptr);
       EXPECT_EQ(ESGetCode(), caught.GetCode());
     });
-    EXPECT_EQ(words, row.words);
+    EXPECT_STREQ(words, row.words);
     EXPECT_EQ(logged, row.log);
     EXPECT_TRUE(ESStackEmpty());
   }
@@ -61,45 +46,41 @@ TEST(Guarded, HandlesWhateverIsRaisedAsTheCurrentError) {
 }
 
 TEST(Guarded, NestedHandlersEachSeeTheirOwnError) {
-  guarded([] { +XError("OUTER"); },
-          [] {
-            guarded([] { +XError("INNER", "int n", 5, 0); },
-                    [] {
-                      Long n = 0;
-                      EXPECT_STREQ(ESGetLevelCode(ESFindLevel("INNER")), "INNER");
-                      EXPECT_TRUE(ESGetParm(&n, 1, "n"));
-                      EXPECT_EQ(n, 5);
-                    });
-            EXPECT_STREQ(ESGetCode(), "OUTER");
-            const xContext_t saved = XNewContext();
-            EXPECT_TRUE(ESStackEmpty());
-            XSetContext(saved);
-            EXPECT_STREQ(ESGetCode(), "OUTER");
-            EXPECT_EQ(codeRaisedBy([] { guarded([] { +XError("A"); }, [](XError& e) { xreraise(e, "B"); }); }), "B");
-            EXPECT_STREQ(ESGetCode(), "OUTER") << "also after a handler that raised";
-          });
+  const auto inner = [] {
+    Long n = 0;
+    EXPECT_STREQ(ESGetLevelCode(ESFindLevel("INNER")), "INNER");
+    EXPECT_TRUE(ESGetParm(&n, 1, "n"));
+    EXPECT_EQ(n, 5);
+  };
+  const auto outer = [&] {
+    guarded([] { +XError("INNER", "int n", 5, 0); }, inner);
+    EXPECT_STREQ(ESGetCode(), "OUTER");
+    const xContext_t saved = XNewContext();
+    EXPECT_TRUE(ESStackEmpty());
+    XSetContext(saved);
+    EXPECT_STREQ(ESGetCode(), "OUTER");
+    EXPECT_EQ(codeRaisedBy([] { guarded([] { +XError("A"); }, [](XError& e) { xreraise(e, "B"); }); }), "B");
+    EXPECT_STREQ(ESGetCode(), "OUTER") << "also after a handler that raised";
+  };
+  guarded([] { +XError("OUTER"); }, outer);
   EXPECT_TRUE(ESStackEmpty());
 }
 
 TEST(Guarded, EndsOfThreadsAreNoErrors) {
-  struct Seen {
-    bool handled = false;
-    bool unwound = false;
-  } seen;
-  pthread_t thread;
-  const auto run = [](void* argument) -> void* {
-    auto& told = *static_cast<Seen*>(argument);
-    struct AtEnd {
-      bool& flag;
-      ~AtEnd() { flag = true; }
-    } atEnd{told.unwound};
-    guarded([] { pthread_exit(nullptr); }, [&] { told.handled = true; });
+  static bool handled, unwound;
+  struct AtEnd {
+    ~AtEnd() { unwound = true; }
+  };
+  const auto run = [](void*) -> void* {
+    const AtEnd atEnd;
+    guarded([] { pthread_exit(nullptr); }, [] { handled = true; });
     return nullptr;
   };
-  ASSERT_EQ(pthread_create(&thread, nullptr, run, &seen), 0);
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(&thread, nullptr, run, nullptr), 0);
   pthread_join(thread, nullptr);
-  EXPECT_FALSE(seen.handled);
-  EXPECT_TRUE(seen.unwound);
+  EXPECT_FALSE(handled);
+  EXPECT_TRUE(unwound);
 }
 
 TEST(Guarded, FormsCleanUpAsTheyPromise) {
@@ -111,10 +92,8 @@ TEST(Guarded, FormsCleanUpAsTheyPromise) {
   EXPECT_FALSE(succeeds([] { +XError("F"); }));
   EXPECT_TRUE(succeeds([&] { steps += "f"; }));
   EXPECT_EQ(steps, "Abcdef");
-  const XError high = errorRaisedBy([] {
-    reraisedAs(
-        "HIGH", [] { +XError("LOW"); }, "int n", 3, 0);
-  });
+  const auto low = [] { +XError("LOW"); };
+  const XError high = errorRaisedBy([&] { reraisedAs("HIGH", low, "int n", 3, 0); });
   EXPECT_STREQ(high.GetLevelCode(1), "LOW");
   EXPECT_EQ(parm(high, "n"), "3");
 }

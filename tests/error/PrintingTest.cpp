@@ -1,20 +1,18 @@
 #include "core/error/Printing.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <thread>
-#include <vector>
 
 #include "core/error/UnitTestBase.h"
 #include "platform/Clock.h"
 #include "tests/support/Printed.h"
+#include "tests/support/Test.h"
+
+using namespace ky;
+using namespace ky::test;
 
 namespace {
-
-using namespace ky::test;
 
 std::vector<std::string> sPieces;
 

@@ -1,15 +1,12 @@
 #include "core/error/Subsystems.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "tests/support/Bare.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
+
+using namespace ky;
+using namespace ky::test;
 
 namespace {
-
-using namespace ky::test;
 using namespace std::string_literals;
 
 TEST(Subsystems, ANameIsRegisteredOnceIgnoringCase) {

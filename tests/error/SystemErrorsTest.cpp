@@ -1,14 +1,10 @@
 #include "core/error/SystemErrors.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
-#include <cstring>
-#include <string>
 
 #include "core/error/ExceptionContainer.h"
 #include "platform/Errors.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

@@ -1,70 +1,63 @@
 #include "core/error/XError.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/Threads.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;
 
 namespace {
 
-std::vector<std::string> logged;
+std::string logged;
 
-int keepLine(const char* line) {
-  logged.emplace_back(line);
-  return 0;
-}
-
-/// The raise log's lines while `body` runs.
+/// The raise log's line while `body` runs, without the thread that it tells first.
 template <class Body>
-std::vector<std::string> linesOf(Body&& body) {
+std::string lineOf(Body&& body) {
   logged.clear();
-  xSetLogFunc(keepLine);
+  xSetLogFunc([](const char* line) -> int { return logged += line, 0; });
   errorRaisedBy(body);
   xSetLogFunc(nullptr);
-  return logged;
-}
-
-std::string line(const char* rest) {
-  char text[512];
-  std::snprintf(text, sizeof text, "[%x] %s", static_cast<unsigned>(platform::currentThreadId()), rest);
-  return text;
+  char thread[32];
+  std::snprintf(thread, sizeof thread, "[%x] ", static_cast<unsigned>(platform::currentThreadId()));
+  return logged.starts_with(thread) ? logged.substr(std::strlen(thread)) : logged;
 }
 
 }  // namespace
 
-TEST(XError, OnlyAnErrorWithACodeIsRaisedButAnyIsPassedOn) {
-  EXPECT_EQ(codeRaisedBy([] { +XError(0); }), "");
-  EXPECT_EQ(codeRaisedBy([] { +XError(); }), "");
-  EXPECT_EQ(codeRaisedBy([] { +XError("CODE"); }), "CODE");
-  const XError named("NAMED");
-  EXPECT_EQ(codeRaisedBy([&] { +named; }), "NAMED");
-  EXPECT_THROW(xraisexerror(XError()), XError);
-}
-
-TEST(XError, EachRaiseLeavesALineInTheLog) {
+TEST(XError, OnlyAnErrorWithACodeIsRaisedAndLogged) {
   XError error("LOW", "int n", 1, 0);
-  EXPECT_EQ(linesOf([] { +XError("CODE", "str s", "x", 0); }), std::vector{line("xraise Exception: CODE, s:x")});
-  EXPECT_EQ(linesOf([&] { +error; }), std::vector{line("xraise Exception: LOW, n:1")});
-  EXPECT_EQ(linesOf([&] { xraisexerror(error); }), std::vector{line("xpropagate Exception: LOW, n:1")});
-  EXPECT_EQ(linesOf([&] { xreraise(error, "HIGH", "int m", 2, 0); }),
-            std::vector{line("xreraise Exception: HIGH, m:2")});
-  EXPECT_EQ(linesOf([] { +XError(0); }), std::vector<std::string>{});
+  const struct {
+    std::function<void()> raise;
+    const char* code;
+    const char* line;
+  } rows[] = {
+      {[] { +XError(0); }, "", ""},
+      {[] { +XError(); }, "", ""},
+      {[] { +XError("CODE", "str s", "x", 0); }, "CODE", "xraise Exception: CODE, s:x"},
+      {[&] { +error; }, "LOW", "xraise Exception: LOW, n:1"},
+      {[&] { xraisexerror(error); }, "LOW", "xpropagate Exception: LOW, n:1"},
+      {[=]() mutable { xreraise(error, "HIGH", "int m", 2, 0); }, "HIGH", "xreraise Exception: HIGH, m:2"},
+      {[=]() mutable {
+         XError::FileLine{"reel.cpp", 12} + error;
+       },
+       "LOW", "xraisefileline Exception: LOW, n:1, fname:reel.cpp, fline:12"},
+      {[=]() mutable { xreraise(error, nullptr); }, "", ""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(lineOf(row.raise), row.line);
+    EXPECT_EQ(codeRaisedBy(row.raise), row.code);
+  }
+  EXPECT_THROW(xraisexerror(XError()), XError) << "what was caught is passed on, whatever it is";
 }
 
-TEST(XError, ARaiseWithPositionTellsFileAndLine) {
+TEST(XError, TheFirstPlaceTravels) {
   XError error("CODE");
-  const auto lines = linesOf([&] { XError::FileLine{"reel.cpp", 12} + error; });
-  EXPECT_EQ(lines, std::vector{line("xraisefileline Exception: CODE, fname:reel.cpp, fline:12")});
+  const XError raised = errorRaisedBy([&] { XError::FileLine{"reel.cpp", 12} + error; });
   EXPECT_STREQ(error.GetFile(), "reel.cpp");
   EXPECT_EQ(error.GetLine(), 12);
-  EXPECT_EQ(errorRaisedBy([&] { +XError(error); }).GetLine(), 12) << "the place travels";
+  EXPECT_EQ(errorRaisedBy([&] { +XError(error); }).GetLine(), 12);
   EXPECT_EQ(errorRaisedBy([&] { xreraise(error, "HIGH"); }).GetLine(), 12);
 }
 
@@ -76,11 +69,7 @@ TEST(XError, ReraisingTheSameCodeAddsNothing) {
   EXPECT_EQ(parm(raised, "n"), "1");
   EXPECT_EQ(raised.GetCode(), equal.c_str()) << "the code field is set all the same";
   XError none;
-  EXPECT_EQ(codeRaisedBy([&] {
-              xreraise(none, "CODE");
-              xreraise(error, nullptr);
-            }),
-            "");
+  EXPECT_EQ(codeRaisedBy([&] { xreraise(none, "CODE"); }), "");
 }
 
 TEST(XError, CopiesShareTheStackUntilOneChanges) {
@@ -97,21 +86,17 @@ TEST(XError, CopiesShareTheStackUntilOneChanges) {
 }
 
 TEST(XError, PushingAnErrorPutsItsLevelsOnTop) {
-  XError low("LOW", "int n", 1, 0);
-  XError high("MIDDLE", "str s", "x", 0);
+  XError low("LOW", "int n", 1, 0), high("MIDDLE", "str s", "x", 0), empty;
   high.Push("HIGH", "double d", 0.5, 0);
   low.Push(high);
-  EXPECT_EQ(low.GetTopLevel(), 3);
-  EXPECT_EQ(wordsOf(low), "Exception: HIGH, d:0.5");
   char text[8];
   EXPECT_TRUE(low.GetParmAsString(text, sizeof text, 2, "s"));
+  EXPECT_EQ(low.GetTopLevel(), 3);
   low.Push(low);
   EXPECT_EQ(low.GetTopLevel(), 6);
-  XError empty;
   empty.Push(high);
-  EXPECT_EQ(wordsOf(empty), "Exception: HIGH, d:0.5");
   empty.Push(XError());
-  EXPECT_STREQ(empty.GetCode(), "HIGH");
+  for (const XError* error : {&low, &empty}) EXPECT_EQ(wordsOf(*error), "Exception: HIGH, d:0.5");
   XError bare;
   bare.Push("CODE", "int n", 1, 0);
   EXPECT_STREQ(bare.GetCode(), "CODE");
@@ -120,17 +105,17 @@ TEST(XError, PushingAnErrorPutsItsLevelsOnTop) {
 
 TEST(XError, ThreadsMayHoldAndDropOneStackAtOnce) {
   const XError shared("CODE", "int n", 1, 0);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&shared, t] {
-      for (int i = 0; i < 500; ++i) {
-        XError own = shared;
-        own.AppendParms("int t", t, 0);
-        const XError raised = errorRaisedBy([&] { xreraise(own, "HIGH", "int i", i, 0); });
-        if (parm(raised, "i") != std::to_string(i)) ADD_FAILURE() << "another thread's value";
-      }
-    });
+  const auto holdAndDrop = [&shared](int thread) {
+    for (int i = 0; i < 500; ++i) {
+      XError own = shared;
+      own.AppendParms("int t", thread, 0);
+      const XError raised = errorRaisedBy([&] { xreraise(own, "HIGH", "int i", i, 0); });
+      if (parm(raised, "i") != std::to_string(i)) ADD_FAILURE() << "another thread's value";
+    }
+  };
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 4; ++t) threads.emplace_back(holdAndDrop, t);
   }
-  for (auto& thread : threads) thread.join();
   EXPECT_EQ(wordsOf(shared), "Exception: CODE, n:1");
 }

@@ -1,22 +1,10 @@
 #include "core/lists/AHashTable.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <climits>
-#include <cstring>
-#include <functional>
 #include <map>
-#include <random>
-#include <set>
-#include <string>
-#include <unordered_map>
-#include <vector>
+#include <optional>
 
 #include "core/math/CUtils.h"
-#include "core/mem/KyMemory.h"
-#include "core/mem/Owned.h"
-#include "tests/support/Raised.h"
+#include "tests/lists/ListSupport.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -26,211 +14,170 @@ namespace {
 constexpr HTDuplicateFlag kUnique = HTNoDuplicates;
 constexpr HTDuplicateFlag kShared = HTDuplicatesAllowed;
 
-Owned<AHashTable> longs(Long chains, Long items, HTDuplicateFlag duplicates = kUnique) {
-  return Owned<AHashTable>(AHashTable::New(chains, items, sizeof(Long), nullptr, nullptr, duplicates));
+/// A table of the numbers 1 to 3.
+Owned<AHashTable> threeLongs() {
+  Owned<AHashTable> table(AHashTable::New(13, 3, sizeof(Long), nullptr, nullptr, kUnique));
+  for (const Long number : {1, 2, 3}) table->AddItem(asKey(number), &number, nullptr);
+  return table;
 }
 
-Long add(const Owned<AHashTable>& table, Long number) {
-  Long hint = INDEX_NULL;
-  table->AddItem(asKey(number), &number, &hint);
-  return hint;
-}
-
-Long hashOfLong(const void* item, Long size, AHashTable::HashFunc hash) {
-  return hash(asKey(*static_cast<const Long*>(item)), size);
-}
-
-std::multiset<Long> walked(const Owned<AHashTable>& table) {
-  std::multiset<Long> found;
+std::vector<Long> walked(AHashTable& table) {
+  std::vector<Long> found;
   HTLoopState state;
-  table->LoopInit(&state);
-  for (Long item = 0; table->LoopNextItem(&state, &item, nullptr);) found.insert(item);
+  table.LoopInit(&state);
+  for (Long item = 0; table.LoopNextItem(&state, &item, nullptr);) found.push_back(item);
   return found;
 }
 
-// An item whose key is told by functions of its own: the number over 16, which leaves room for 16 items per key.
-LongPtr packed(const void* item, std::size_t size) {
+/// The number at the start of an item of that size.
+LongPtr numberIn(const void* item, std::size_t size) {
   LongPtr number = 0;
-  std::memcpy(&number, item, size);
-  return (size == sizeof(Long) ? static_cast<Long>(number) : number) >> 4;
-}
-Long scatteringHash(void* const key, Long size) { return mod(static_cast<Long>(LongPtr(key) * 7 + 3), size); }
-template <std::size_t size>
-Boolean packedEquals(void* const key, const void* item) {
-  return packed(item, size) == LongPtr(key);
-}
-template <std::size_t size>
-Long hashOfPacked(const void* item, Long chains, AHashTable::HashFunc hash) {
-  return hash(asKey(packed(item, size)), chains);
+  std::memcpy(&number, item, std::min(size, sizeof number));
+  return size == sizeof number ? number : static_cast<Long>(number);
 }
 
-/// An item size, with functions of its own or the default ones.
+template <unsigned size, unsigned shift>
+Long itemHash(const void* item, Long chains, AHashTable::HashFunc hash) {
+  return hash(asKey(numberIn(item, size) >> shift), chains);
+}
+template <unsigned size>
+Boolean equalsPacked(void* const key, const void* item) {
+  return numberIn(item, size) >> 4 == LongPtr(key);
+}
+Long scatter(void* const key, Long size) { return mod(static_cast<Long>(LongPtr(key) * 7 + 3), size); }
+
+/// An item size with the default functions, or with such as take a number over 16 for the key.
 struct Kind {
   const char* name;
   unsigned size;
-  int variants;  ///< how many different items a key can have
-  AHashTable::HashFunc hash;
-  AHashTable::KeyCmp compare;
+  unsigned shift;
+  bool manyOfAKey;
   AHashTable::ItemHash itemHash;
+  AHashTable::HashFunc hash = nullptr;
+  AHashTable::KeyCmp compare = nullptr;
 };
 
 const Kind kKinds[] = {
-    {"longs", 4, 1, nullptr, nullptr, hashOfLong},
-    {"longs with functions", 4, 16, scatteringHash, packedEquals<4>, hashOfPacked<4>},
-    {"pointers with functions", 8, 16, scatteringHash, packedEquals<8>, hashOfPacked<8>},
-    {"bytes", 3, 1, nullptr, nullptr,
-     [](const void* item, Long size, AHashTable::HashFunc hash) {
-       Long key = 0;
-       std::memcpy(&key, item, 3);
-       return hash(asKey(key), size);
-     }},
-    {"records", 12, 16, nullptr, nullptr, hashOfLong},
+    {"longs", 4, 0, false, itemHash<4, 0>},
+    {"longs with functions", 4, 4, true, itemHash<4, 4>, scatter, equalsPacked<4>},
+    {"pointers with functions", 8, 4, true, itemHash<8, 4>, scatter, equalsPacked<8>},
+    {"bytes", 3, 0, false, itemHash<3, 0>},
+    {"records", 12, 0, true, itemHash<12, 0>},
 };
 
-std::string itemOf(const Kind& kind, Long key, int variant) {
-  std::string item(kind.size, '\0');
-  const LongPtr number = kind.hash ? LongPtr{key} * 16 + variant : key;
-  std::memcpy(item.data(), &number, std::min<std::size_t>(kind.size, sizeof number));
-  if (!kind.hash && kind.variants > 1) item[kind.size - 1] = static_cast<char>(variant);
-  return item;
-}
-
-/// A table and what it must hold.
+/// A table, and its items with their hints by key.
 class Twin {
  public:
-  Twin(const Kind& kind, HTDuplicateFlag duplicates, unsigned seed)
-      : kind_(kind), duplicates_(duplicates), random_(seed) {
+  using Item = std::pair<Long, std::string>;
+
+  Twin(const Kind& kind, HTDuplicateFlag duplicates)
+      : kind_(kind), duplicates_(duplicates), random_(kind.size * 31 + duplicates), out_(kind.size, '?') {
     table_.reset(AHashTable::New(20, 5, kind.size, kind.hash, kind.compare, duplicates));
   }
 
   void step() {
-    const Long key = number(kind_.size == 3 ? 300 : 600) - (kind_.size == 3 ? 0 : 300);
-    const std::string item = itemOf(kind_, key, number(kind_.variants));
+    const Item item = anyItem();
     switch (number(40)) {
       case 0:
-        return maintain();
+        maintain();
+        break;
       case 1:
-        return loop();
+        walk({});
+        break;
       case 2:
       case 3:
-        return remove(key);
+        walk(item.first);
+        break;
       case 4:
+        removeNewest(item.first);
+        break;
       case 5:
       case 6:
-        return removeSpecific(key, item);
       case 7:
-        return keyLoop(key);
+        ASSERT_EQ(table_->RemoveSpecificItem(asKey(item.first), item.second.data()), hints_.erase(item) != 0);
+        break;
       default:
-        return number(2) ? add(key, item) : look(key, item);
+        number(2) ? add(item) : look(item);
     }
-  }
-
-  void check() {
     table_->DebugCheck();
     ASSERT_EQ(table_->GetNumItems(), static_cast<Long>(hints_.size()));
   }
 
  private:
   int number(int below) { return static_cast<int>(random_() % static_cast<unsigned>(below)); }
-  bool isOf(Long key, const std::string& item) const {
-    const auto [first, last] = items_.equal_range(key);
-    return std::any_of(first, last, [&](const auto& entry) { return entry.second == item; });
+
+  Item anyItem() {
+    const Long key = number(600) - (kind_.size == 3 ? 0 : 300);
+    const int variant = kind_.manyOfAKey ? number(16) : 0;
+    std::string item(kind_.size, '\0');
+    const LongPtr value = (LongPtr{key} << kind_.shift) + (kind_.shift ? variant : 0);
+    std::memcpy(item.data(), &value, std::min<std::size_t>(kind_.size, sizeof value));
+    if (kind_.size > 8) item = item.substr(0, 4) + std::string(7, '\0') + static_cast<char>(variant);
+    return {key, item};
   }
-  void forget(Long key, const std::string& item) {
-    const auto [first, last] = items_.equal_range(key);
-    items_.erase(std::find_if(first, last, [&](const auto& entry) { return entry.second == item; }));
-    hints_.erase(item);
+  Item given() const { return {static_cast<Long>(numberIn(out_.data(), kind_.size) >> kind_.shift), out_}; }
+  std::map<Item, Long> itemsOf(Long key) const {
+    return {hints_.lower_bound({key, ""}), hints_.lower_bound({key + 1, ""})};
   }
 
-  void add(Long key, const std::string& item) {
-    const bool taken = items_.contains(key) && duplicates_ == kUnique;
+  void add(const Item& item) {
+    const bool taken = duplicates_ == kUnique && !itemsOf(item.first).empty();
     const std::string want = taken ? "HTABLE_DUPLICATE_KEY" : hints_.contains(item) ? "HTABLE_DUPLICATE_ITEM" : "";
     Long hint = INDEX_NULL;
-    ASSERT_EQ(codeRaisedBy([&] { table_->AddItem(asKey(key), item.data(), &hint); }), want);
-    if (!want.empty()) {
-      ASSERT_TRUE(table_->GetItemAtHint(asKey(key), nullptr, hint));  // who holds the key
-      return;
-    }
-    items_.emplace(key, item);
-    hints_[item] = hint;
+    ASSERT_EQ(codeRaisedBy([&] { table_->AddItem(asKey(item.first), item.second.data(), &hint); }), want);
+    ASSERT_TRUE(table_->GetItemAtHint(asKey(item.first), nullptr, hint));  // its own, or that of who holds the key
+    if (want.empty()) hints_[item] = hint;
   }
 
-  void look(Long key, const std::string& item) {
-    std::string out(kind_.size, '?');
+  void look(const Item& item) {
     Long hint = INDEX_NULL;
-    ASSERT_EQ(table_->LocateItem(asKey(key), out.data(), &hint), items_.contains(key));
-    if (items_.contains(key)) {
-      ASSERT_TRUE(isOf(key, out));
-      ASSERT_EQ(hint, hints_[out]);
-    }
+    const bool any = !itemsOf(item.first).empty();
+    ASSERT_EQ(table_->LocateItem(asKey(item.first), out_.data(), &hint), any);
+    const Long want = any ? hints_.at(given()) : hint;
+    ASSERT_EQ(hint, want);
     hint = number(2) ? number(30) : hint;  // a wrong one costs time only
-    const auto known = hints_.find(item);
-    ASSERT_EQ(table_->LocateSpecificItem(asKey(key), item.data(), &hint), known != hints_.end());
-    if (known == hints_.end()) return;
-    ASSERT_EQ(hint, known->second);
-    ASSERT_TRUE(table_->GetItemAtHint(asKey(key), out.data(), hint));
-    ASSERT_EQ(out, item);
-    ASSERT_FALSE(table_->GetItemAtHint(asKey(key + 1), out.data(), hint));
+    const bool known = hints_.contains(item);
+    ASSERT_EQ(table_->LocateSpecificItem(asKey(item.first), item.second.data(), &hint), known);
+    if (!known) return;
+    ASSERT_EQ(hint, hints_[item]);
+    ASSERT_TRUE(table_->GetItemAtHint(asKey(item.first), out_.data(), hint));
+    ASSERT_EQ(out_, item.second);
+    ASSERT_FALSE(table_->GetItemAtHint(asKey(item.first + 1), out_.data(), hint));
   }
 
-  void remove(Long key) {
-    std::string out(kind_.size, '?');
-    ASSERT_EQ(table_->RemoveItem(asKey(key), out.data()), items_.contains(key));
-    if (!items_.contains(key)) return;
-    ASSERT_TRUE(isOf(key, out));
-    forget(key, out);
+  void removeNewest(Long key) {
+    const bool any = !itemsOf(key).empty();
+    ASSERT_EQ(table_->RemoveItem(asKey(key), out_.data()), any);
+    ASSERT_EQ(any ? hints_.erase(given()) : 0, any);
   }
 
-  void removeSpecific(Long key, const std::string& item) {
-    ASSERT_EQ(table_->RemoveSpecificItem(asKey(key), item.data()), hints_.contains(item));
-    if (hints_.contains(item)) forget(key, item);
-  }
-
-  Long keyOf(const std::string& item) const {
-    if (kind_.hash) return static_cast<Long>(packed(item.data(), kind_.size));
-    Long key = 0;
-    std::memcpy(&key, item.data(), std::min<std::size_t>(kind_.size, sizeof key));
-    return key;
-  }
-
-  /// Walks everything, and removes some of what it is given.
-  void loop() {
+  /// Walks everything or the items of a key, and removes some of what it is given.
+  void walk(std::optional<Long> key) {
     const int oneIn = 1 + number(20);
-    std::set<std::string> seen;
+    std::map<Item, Long> left = key ? itemsOf(*key) : hints_;
     HTLoopState state;
-    table_->LoopInit(&state);
-    std::string out(kind_.size, '?');
-    const std::size_t before = hints_.size();
-    for (Long hint = INDEX_NULL; table_->LoopNextItem(&state, out.data(), &hint);) {
-      ASSERT_EQ(hint, hints_.at(out));
-      ASSERT_TRUE(seen.insert(out).second);
+    if (key) {
+      ASSERT_EQ(table_->KeyLoopInit(asKey(*key), &state), !left.empty());
+    } else {
+      table_->LoopInit(&state);
+    }
+    Long hint = INDEX_NULL;
+    while (key ? table_->KeyLoopNextItem(asKey(*key), out_.data(), &state, &hint)
+               : table_->LoopNextItem(&state, out_.data(), &hint)) {
+      const Item item = given();
+      ASSERT_EQ(hint, hints_.at(item));
+      ASSERT_EQ(left.erase(item), 1u);
       if (number(oneIn) != 0) continue;
-      ASSERT_TRUE(table_->RemoveSpecificItem(asKey(keyOf(out)), out.data()));
-      forget(keyOf(out), out);
+      ASSERT_TRUE(table_->RemoveSpecificItem(asKey(item.first), out_.data()));
+      hints_.erase(item);
     }
-    ASSERT_EQ(seen.size(), before);
-  }
-
-  void keyLoop(Long key) {
-    const std::size_t count = items_.count(key);
-    HTLoopState state;
-    ASSERT_EQ(table_->KeyLoopInit(asKey(key), &state), count != 0);
-    std::size_t seen = 0;
-    std::string out(kind_.size, '?');
-    for (Long hint = INDEX_NULL; table_->KeyLoopNextItem(asKey(key), out.data(), &state, &hint); ++seen) {
-      ASSERT_EQ(hint, hints_.at(out));
-      if (number(2)) continue;
-      ASSERT_TRUE(table_->RemoveSpecificItem(asKey(key), out.data()));
-      forget(key, out);
-    }
-    ASSERT_EQ(seen, count);
+    ASSERT_TRUE(left.empty());
   }
 
   void maintain() {
     const int choice = number(8);
     if (choice == 0) {
       table_->RemoveAll();
-      items_.clear();
       hints_.clear();
     } else if (choice == 1) {
       table_.reset(static_cast<AHashTable*>(table_->Copy()));  // an exact copy: hints stay
@@ -238,7 +185,7 @@ class Twin {
       table_.reset(table_->HTCopy(1 + number(200), number(50), kind_.itemHash));
       for (auto& [item, hint] : hints_) {
         hint = INDEX_NULL;
-        ASSERT_TRUE(table_->LocateSpecificItem(asKey(keyOf(item)), item.data(), &hint));
+        ASSERT_TRUE(table_->LocateSpecificItem(asKey(item.first), item.second.data(), &hint));
       }
     } else {
       table_->GrowBy(1 + number(30), number(10), kind_.itemHash);  // hints stay
@@ -246,11 +193,11 @@ class Twin {
   }
 
   const Kind& kind_;
-  HTDuplicateFlag duplicates_;
+  const HTDuplicateFlag duplicates_;
   std::minstd_rand random_;
+  std::string out_;
   Owned<AHashTable> table_;
-  std::unordered_multimap<Long, std::string> items_;
-  std::map<std::string, Long> hints_;
+  std::map<Item, Long> hints_;
 };
 
 }  // namespace
@@ -259,14 +206,9 @@ TEST(AHashTable, AgreesWithAModelUnderRandomOperations) {
   for (const Kind& kind : kKinds) {
     for (const HTDuplicateFlag duplicates : {kUnique, kShared}) {
       SCOPED_TRACE(std::string(kind.name) + (duplicates ? ", shared keys" : ", unique keys"));
-      Twin twin(kind, duplicates, kind.size * 31 + duplicates);
-      for (int step = 0; step < 6000; ++step) {
-        ASSERT_EQ(codeRaisedBy([&] {
-                    twin.step();
-                    twin.check();
-                  }),
-                  "");
-        if (testing::Test::HasFatalFailure()) return;
+      Twin twin(kind, duplicates);
+      for (int step = 0; step < 6000 && !HasFailure(); ++step) {
+        ASSERT_EQ(codeRaisedBy([&] { twin.step(); }), "");
       }
     }
   }
@@ -290,23 +232,20 @@ TEST(AHashTable, FindsTheNewestOfEqualKeysFirst) {
     Long id, take, length;
   };
   const Owned<AHashTable> table(AHashTable::New(13, 4, sizeof(Clip), nullptr, nullptr, kShared));
-  Clip clip = {7, 0, 25};
-  Long hint = INDEX_NULL;
-  for (clip.take = 1; clip.take <= 3; ++clip.take) table->AddItem(asKey(7), &clip, nullptr);
-  clip.take = 2;
-  EXPECT_EQ(codeRaisedBy([&] { table->AddItem(asKey(7), &clip, &hint); }), "HTABLE_DUPLICATE_ITEM");
-  const auto newest = [](AHashTable& from) {
+  for (const Long take : {1, 2, 3}) {
+    const Clip clip = {7, take, 25};
+    table->AddItem(asKey(7), &clip, nullptr);
+  }
+  const Owned<AHashTable> copy(table->HTCopy(100, 0, itemHash<12, 0>));
+  for (AHashTable* from : {table.get(), copy.get()}) {
     Clip found = {};
-    from.LocateItem(asKey(7), &found, nullptr);
-    return found.take;
-  };
-  EXPECT_EQ(newest(*table), 3);
-  EXPECT_EQ(newest(*Owned<AHashTable>(table->HTCopy(100, 0, hashOfLong))), 3);
+    from->LocateItem(asKey(7), &found, nullptr);
+    EXPECT_EQ(found.take, 3);
+  }
 }
 
 TEST(AHashTable, RefusesALoopWhoseNextItemWasRemoved) {
-  const Owned<AHashTable> table = longs(13, 3);
-  for (const Long number : {1, 2, 3}) add(table, number);
+  const Owned<AHashTable> table = threeLongs();
   HTLoopState state;
   table->LoopInit(&state);
   Long item = 0;
@@ -352,42 +291,41 @@ TEST(AHashTable, FindsDamage) {
 }
 
 TEST(AHashTable, StaysAsItWasWhenMemoryRunsOut) {
-  const Int64 before = memoryTotals().totalPtr;
-  {
-    const Owned<AHashTable> table = longs(13, 3);
-    for (const Long number : {1, 2, 3}) add(table, number);
-    const std::function<void()> actions[] = {
-        [] { longs(13, 3); },
-        [&] { add(table, 4); },
-        [&] { table->GrowBy(50, 50, hashOfLong); },
-        [&] { Owned<AObject>(table->Copy()); },
-        [&] { Owned<AHashTable>(table->HTCopy(1, 1, hashOfLong)); },
-    };
-    for (const auto& action : actions) {
-      for (Long nth = 1;; ++nth) {
-        AllocationFailure failure(nth);
-        const std::string code = codeRaisedBy(action);
-        if (!failure.happened()) break;
-        EXPECT_EQ(code, "MEM_OUT_OF_MEMORY");
-        table->DebugCheck();
-        EXPECT_EQ(walked(table), (std::multiset<Long>{1, 2, 3}));
-      }
-      table->RemoveItem(asKey(4), nullptr);
-    }
-    EXPECT_EQ(codeRaisedBy([&] { table->GrowElemArray(INT_MAX / 12); }), "MEM_OUT_OF_MEMORY");
+  const NothingStays memory;
+  const Owned<AHashTable> table = threeLongs();
+  const Long four = 4;
+  const std::function<void()> actions[] = {
+      [] { threeLongs(); },
+      [&] { table->AddItem(asKey(4), &four, nullptr); },
+      [&] { table->GrowBy(50, 50, itemHash<4, 0>); },
+      [&] { Owned<AObject>(table->Copy()); },
+      [&] { Owned<AHashTable>(table->HTCopy(1, 1, itemHash<4, 0>)); },
+  };
+  for (const auto& action : actions) {
+    failEachAllocation(action, [&](const std::string& code) {
+      EXPECT_EQ(code, "MEM_OUT_OF_MEMORY");
+      table->DebugCheck();
+      EXPECT_EQ(walked(*table), (std::vector<Long>{1, 2, 3}));
+    });
+    table->RemoveItem(asKey(4), nullptr);
   }
-  EXPECT_EQ(memoryTotals().totalPtr, before);
+  EXPECT_EQ(codeRaisedBy([&] { table->GrowElemArray(INT_MAX / 12); }), "MEM_OUT_OF_MEMORY");
 }
 
 TEST(AHashTable, RefusesChainsOutOfRange) {
-  const Owned<AHashTable> table = longs(13, 3);
-  const Long item = add(table, 1);
+  const Owned<AHashTable> table = threeLongs();
+  const Long item = 0;
+  const auto make = [](Long chains, Long items) {
+    return Owned<AHashTable>(AHashTable::New(chains, items, sizeof(Long), nullptr, nullptr, kUnique));
+  };
   const AHashTable::ItemHash wild = [](const void*, Long size, AHashTable::HashFunc) { return size; };
-  EXPECT_EQ(checkFailedBy([&] { table->GrowBy(1, 1, wild); }), "VALID_HTI(newHash)");
-  EXPECT_EQ(checkFailedBy([&] { table->AddItemAt(13, &item, nullptr); }), "VALID_HTI(hValue)");
-  EXPECT_EQ(checkFailedBy([&] { table->MoveElemHashChain(0, -1, 5, 6); }), "elemIndex == hTable[currHash]");
-  EXPECT_EQ(codeRaisedBy([] { longs(1000000, 0)->GrowBy(1, 0, hashOfLong); }), "HTABLE_SIZE_TOO_BIG");
-  EXPECT_EQ(checkFailedBy([&] { longs(0, 1); }), "minimumSize > 0 && initialItemsArraySize >= 0 && iSize > 0");
+  expectRefusals({
+      {"VALID_HTI(newHash)", [&] { table->GrowBy(1, 1, wild); }},
+      {"VALID_HTI(hValue)", [&] { table->AddItemAt(13, &item, nullptr); }},
+      {"elemIndex == hTable[currHash]", [&] { table->MoveElemHashChain(0, -1, 5, 6); }},
+      {"HTABLE_SIZE_TOO_BIG", [&] { make(1000000, 0)->GrowBy(1, 0, itemHash<4, 0>); }},
+      {"minimumSize > 0 && initialItemsArraySize >= 0 && iSize > 0", [&] { make(0, 1); }},
+  });
   table->DebugCheck();
-  EXPECT_EQ(walked(table), (std::multiset<Long>{1}));
+  EXPECT_EQ(walked(*table), (std::vector<Long>{1, 2, 3}));
 }

@@ -1,129 +1,111 @@
 #include "core/lists/AList.h"
 
-#include <gtest/gtest.h>
+#include "tests/lists/ListSupport.h"
 
-#include <vector>
-
-#include "core/mem/Owned.h"
-#include "tests/lists/Counted.h"
-#include "tests/support/Raised.h"
+using namespace ky;
+using namespace ky::test;
 
 namespace {
 
-using ky::Owned;
-using ky::test::checkFailedBy;
-using ky::test::codeRaisedBy;
-using ky::test::Counted;
-
-std::vector<Long> visited;
+std::string visited;
 AList* walked;
 
-Long valueOf(void* object) { return object ? static_cast<Counted*>(object)->value : -1; }
-void visit(void* object) { visited.push_back(valueOf(object)); }
+void visit(void* object) { visited += char(static_cast<Counted*>(object)->value); }
 
-/// A list of the values 1 to 4, whose objects end with it.
+/// A list of the objects a to d, which end with it, and an object that is not in it.
 class AListTest : public testing::Test {
  protected:
-  void SetUp() override {
-    visited.clear();
-    list = walked = AList::New();
-    for (Long value = 1; value <= 4; ++value) list->Append(Counted::New(value));
+  AListTest() : list(AList::New()), stranger(Counted::New('x')) {
+    walked = list;
+    for (Long name = 'a'; name <= 'd'; ++name) list->Append(Counted::New(name));
   }
-  void TearDown() override {
+  ~AListTest() override {
     list->DisposeAll();
+    stranger.reset();
     EXPECT_EQ(Counted::alive, 0);
   }
 
-  AObject* item(Long value) {
-    return list->FindItem1([](void* object, LongPtr wanted) -> Boolean { return valueOf(object) == wanted; }, value);
+  AObject* item(Long name) {
+    const auto isNamed = [](void* object, LongPtr wanted) -> Boolean {
+      return static_cast<Counted*>(object)->value == wanted;
+    };
+    AObject* const found = list->FindItem1(isNamed, name);
+    return found ? found : stranger.get();
   }
-  std::vector<Long> order() {
+  std::string order() {
     visited.clear();
     list->DoForEach(visit);
     list->DebugCheck();
     return visited;
   }
 
-  AList* list = nullptr;
+  AList* const list;
+  Owned<Counted> stranger;
 };
 
-TEST_F(AListTest, MovesObjectsAmongEachOther) {
-  Counted* const stranger = Counted::New(9);
-  const struct {
-    void (*act)(AList&, AObject*);
-    Long value;
-    std::vector<Long> want;
-  } rows[] = {
-      {[](AList& l, AObject* o) { l.BringFront(o); }, 3, {3, 1, 2, 4}},
-      {[](AList& l, AObject* o) { l.SendBack(o); }, 2, {1, 3, 4, 2}},
-      {[](AList& l, AObject* o) { l.MoveUp(o); }, 3, {1, 3, 2, 4}},
-      {[](AList& l, AObject* o) { l.MoveUp(o); }, 1, {1, 2, 3, 4}},
-      {[](AList& l, AObject* o) { l.MoveDown(o); }, 2, {1, 3, 2, 4}},
-      {[](AList& l, AObject* o) { l.MoveDown(o); }, 4, {1, 2, 3, 4}},
-      {[](AList& l, AObject* o) { l.MoveToIndex(o, 2); }, 4, {1, 4, 2, 3}},
-  };
-  for (const auto& row : rows) {
-    row.act(*list, item(row.value));
-    EXPECT_EQ(order(), row.want);
-    for (Long value = 1; value <= 4; ++value) list->MoveToIndex(item(value), value);
-    row.act(*list, stranger);
-    EXPECT_EQ(order(), (std::vector<Long>{1, 2, 3, 4}));
-  }
-  stranger->Dispose();
-}
+}  // namespace
 
-TEST_F(AListTest, InsertsAndFindsByPlace) {
-  list->InsertAfter(Counted::New(5), item(4));
-  list->InsertAfter(Counted::New(6), nullptr);
-  list->Prepend(Counted::New(7));
-  list->InsertAt(Counted::New(8), 2);
-  EXPECT_EQ(order(), (std::vector<Long>{7, 8, 1, 6, 2, 3, 4, 5}));
-  EXPECT_EQ(valueOf(list->FirstItem()), 7);
-  EXPECT_EQ(valueOf(list->LastItem()), 5);
+// Each row goes on from the one before.
+TEST_F(AListTest, PutsObjectsAmongEachOther) {
+  const std::pair<std::function<void()>, const char*> rows[] = {
+      {[&] { list->BringFront(item('c')); }, "cabd"},
+      {[&] { list->SendBack(item('c')); }, "abdc"},
+      {[&] { list->MoveUp(item('c')); }, "abcd"},
+      {[&] { list->MoveUp(item('a')); }, "abcd"},
+      {[&] { list->MoveDown(item('d')); }, "abcd"},
+      {[&] { list->MoveDown(item('c')); }, "abdc"},
+      {[&] { list->MoveToIndex(item('c'), 2); }, "acbd"},
+      {[&] { list->BringFront(item('x')); }, "acbd"},
+      {[&] { list->SendBack(item('x')); }, "acbd"},
+      {[&] { list->MoveUp(item('x')); }, "acbd"},
+      {[&] { list->MoveDown(item('x')); }, "acbd"},
+      {[&] { list->MoveToIndex(item('x'), 1); }, "acbd"},
+      {[&] { list->InsertAfter(Counted::New('e'), item('d')); }, "acbde"},
+      {[&] { list->InsertAfter(Counted::New('f'), nullptr); }, "afcbde"},
+      {[&] { list->Prepend(Counted::New('g')); }, "gafcbde"},
+      {[&] { list->InsertAt(Counted::New('h'), 2); }, "ghafcbde"},
+  };
+  for (const auto& [act, want] : rows) {
+    act();
+    EXPECT_EQ(order(), want);
+  }
+  EXPECT_EQ(list->FirstItem(), item('g'));
+  EXPECT_EQ(list->LastItem(), item('e'));
   EXPECT_EQ(list->NthItem(0), nullptr);
   EXPECT_EQ(list->NthItem(9), nullptr);
-  EXPECT_EQ(list->FindIndex(item(6)), 4);
-  EXPECT_EQ(list->Offset(item(6)), 3);
+  EXPECT_EQ(list->FindIndex(item('f')), 4);
+  EXPECT_EQ(list->Offset(item('f')), 3);
   EXPECT_LT(list->FindIndex(nullptr), 0);
-  EXPECT_FALSE(list->Includes(nullptr));
-
-  Owned<AList> none(AList::New());
-  EXPECT_EQ(none->FirstItem(), nullptr);
-  EXPECT_EQ(none->LastItem(), nullptr);
 }
 
 TEST_F(AListTest, WalksUnderALockThatAnErrorLiftsToo) {
-  EXPECT_EQ(checkFailedBy([&] { list->DoForEach([](void*) { walked->Add(nullptr); }); }), "lockChanges == FALSE");
-  EXPECT_EQ(codeRaisedBy([&] {
-              list->FindItem([](void*) -> Boolean {
-                +XError("ERROR_OTHER", 0);
-                return false;
-              });
-            }),
-            "ERROR_OTHER");
-  list->DoForEach1(
-      [](void* object, LongPtr) {
-        visit(object);
-        walked->FindItem([](void*) -> Boolean { return true; });  // restores the lock that it found
-        EXPECT_EQ(checkFailedBy([] { walked->DeleteItem(1); }), "lockChanges == FALSE");
-      },
-      0);
-  EXPECT_EQ(visited.size(), 4u);
+  const auto raising = [](void*) -> Boolean { return +XError("ERROR_OTHER", 0), false; };
+  const auto nested = [](void* object, LongPtr) {
+    visit(object);
+    walked->FindItem([](void*) -> Boolean { return true; });  // restores the lock that it found
+    EXPECT_EQ(checkFailedBy([] { walked->DeleteItem(1); }), "lockChanges == FALSE");
+  };
+  expectRefusals({
+      {"lockChanges == FALSE", [&] { list->DoForEach([](void*) { walked->Add(nullptr); }); }},
+      {"ERROR_OTHER", [&] { list->FindItem(raising); }},
+  });
+  visited.clear();
+  list->DoForEach1(nested, 0);
+  EXPECT_EQ(visited, "abcd");
   EXPECT_EQ(list->SetLockChanges(false), 0);
 }
 
 TEST_F(AListTest, EndsObjectsThatLeaveTheListOrFailAsTheyEnd) {
-  static_cast<Counted*>(item(1))->onDispose = [](void* ended) {
+  static_cast<Counted*>(item('a'))->onDispose = [](void* ended) {
     walked->Remove(static_cast<AObject*>(ended));
     AObject* const third = walked->NthItem(3);
     walked->Remove(third);
     third->Dispose();
   };
-  static_cast<Counted*>(item(2))->onDispose = [](void*) { +XError("ERROR_OTHER", 0); };
+  static_cast<Counted*>(item('b'))->onDispose = [](void*) { +XError("ERROR_OTHER", 0); };
   EXPECT_EQ(codeRaisedBy([&] { list->DisposeItems(); }), "ERROR_OTHER");
-  EXPECT_EQ(Counted::alive, 0);
+  EXPECT_EQ(Counted::alive, 1);
   EXPECT_TRUE(list->IsEmpty());
-  list->Remove(nullptr);
+  EXPECT_EQ(list->FirstItem(), nullptr);
+  EXPECT_EQ(list->LastItem(), nullptr);
 }
-
-}  // namespace

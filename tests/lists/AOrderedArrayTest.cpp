@@ -1,31 +1,21 @@
 #include "core/lists/AOrderedArray.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <random>
-#include <vector>
-
-#include "core/mem/KyMemory.h"
 #include "core/mem/KyStringHandles.h"
-#include "core/mem/Owned.h"
-#include "tests/support/Raised.h"
+#include "tests/lists/ListSupport.h"
+
+using namespace ky;
+using namespace ky::test;
 
 namespace {
-
-using ky::Owned;
-using ky::OwnedHandle;
-using ky::test::codeRaisedBy;
 
 template <class T>
 void expectOrder(typechoice type, std::vector<T> ascending) {
   SCOPED_TRACE(int(type));
-  Owned<AOrderedArray> array(AOrderedArray::New(sizeof(T), type));
+  const Owned<AOrderedArray> array(AOrderedArray::New(sizeof(T), type));
   std::vector<T> shuffled = ascending;
   std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(5));
   for (const T& item : shuffled) array->InsertItem(&item);
-  const auto all = ky::elements<T>(array.get());
-  EXPECT_TRUE(std::equal(all.begin(), all.end(), ascending.begin(), ascending.end()));
+  EXPECT_EQ(contentsOf<T>(*array), ascending);
   for (const T& item : ascending) {
     EXPECT_EQ(codeRaisedBy([&] { array->InsertItem(&item); }), "DUPLICATE_KEYS_IN_ORDERED_ARRAY");
   }
@@ -36,9 +26,11 @@ void expectOrder(typechoice type, std::vector<T> ascending) {
   EXPECT_TRUE(found && index == 2 && out == ascending[1]);
 }
 
+}  // namespace
+
 TEST(AOrderedArray, OrdersByTheTypeOfItsKeys) {
   expectOrder<short>(typeShort, {-32768, -1, 0, 1, 32767});
-  expectOrder<Long>(typeLong, {-2147483647 - 1, -1, 0, 2147483647});
+  expectOrder<Long>(typeLong, {INT_MIN, -1, 0, INT_MAX});
   expectOrder<std::uintptr_t>(typeAddr, {0, 1, UINTPTR_MAX / 2, UINTPTR_MAX / 2 + 1, UINTPTR_MAX});
   expectOrder<float>(typeFloat, {-1e30f, -0.25f, 0.0f, 0.5f, 1e30f});
   expectOrder<double>(typeDouble, {-1e300, -0.25, 0.0, 0.5, 1e300});
@@ -47,7 +39,6 @@ TEST(AOrderedArray, OrdersByTheTypeOfItsKeys) {
   std::vector<char**> texts = {nullptr};
   for (const char* text : {"A", "a", "ab", "\x80"}) texts.push_back(owners.emplace_back(KyNewSHdl(text)).get());
   expectOrder<char**>(typeStrHdl, texts);
-
   EXPECT_EQ(codeRaisedBy([] { AOrderedArray::New(4, typechoice(7)); }), "BAD_TYPE_IN_ORDERED_ARRAY");
 }
 
@@ -56,17 +47,15 @@ TEST(AOrderedArray, InsertAtIndexLooksAtOneNeighbourOnEachSide) {
   const struct {
     Long item, index;
     bool fits;
-  } rows[] = {{5, 1, true},   {25, 1, false},         {15, 1, true},          {35, 3, true},  {45, 3, false},
-              {20, 3, false}, {35, 4, true},          {45, 4, true},          {25, 4, false}, {45, 5, true},
-              {40, 5, false}, {50, 2147483647, true}, {35, 2147483647, false}};
+  } rows[] = {{5, 1, true},  {25, 1, false}, {35, 3, true},      {45, 3, false}, {20, 3, false},
+              {45, 4, true}, {25, 4, false}, {45, 5, true},      {40, 5, false}, {50, kAtEnd, true},
+              {15, 1, true}, {35, 4, true},  {35, kAtEnd, false}};
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.item << " at " << row.index);
-    Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));
+    const Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));
     for (Long item = 10; item <= 40; item += 10) array->InsertItem(&item);
     EXPECT_EQ(codeRaisedBy([&] { array->InsertAtIndex(&row.item, row.index); }),
               row.fits ? "" : "ARRAY_INSERT_IN_WRONG_POSITION");
     EXPECT_EQ(array->GetNumItems(), row.fits ? 5 : 4);
   }
 }
-
-}  // namespace

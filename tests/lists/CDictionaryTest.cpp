@@ -1,22 +1,9 @@
 #include "core/lists/CDictionary.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <functional>
 #include <map>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "core/lists/CStringDict.h"
-#include "core/math/CUtils.h"
-#include "core/mem/KyHandles.h"
-#include "core/mem/KyMemory.h"
-#include "core/mem/Owned.h"
-#include "tests/lists/Counted.h"
-#include "tests/support/Raised.h"
+#include "tests/lists/ListSupport.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -32,89 +19,79 @@ Owned<CDictionary> numberDictionary(Long buckets) {
   return dictionary;
 }
 
-Owned<CStringDict> stringDictionary(bool caseSensitive, CDictionary::Equality equal = nullptr) {
+Owned<CStringDict> names(std::initializer_list<const char*> with, bool caseSensitive = true,
+                         CDictionary::Equality equal = nullptr) {
   Owned<CStringDict> dictionary(new CStringDict);
   dictionary->IStringDict(caseSensitive, equal);
+  for (const char* name : with) dictionary->AddString(name, asValue(16));
   return dictionary;
 }
 
-/// What the cursor gives.
+/// What the cursor gives, which a walk must give too.
 std::vector<AObject*> walked(CDictionary& dictionary) {
-  std::vector<AObject*> values;
+  std::vector<AObject*> values, given;
   for (AObject* value = dictionary.FirstEntry(); value; value = dictionary.NextEntry()) values.push_back(value);
+  dictionary.DoForEach1(
+      [](const void*, AObject* value, void* to) { static_cast<std::vector<AObject*>*>(to)->push_back(value); }, &given);
+  EXPECT_EQ(given, values);
   return values;
 }
 
 /// Runs random operations on a dictionary beside a model in which the newest value of a key stands last.
-template <class Key, class KeyOf, class AsKey>
-void compareWithModel(CDictionary& start, KeyOf keyOf, AsKey asKey) {
+template <class Key>
+void compareWithModel(Owned<CDictionary> dictionary, Key (*keyOf)(unsigned), const void* (*asKey)(const Key&)) {
   std::minstd_rand random(11);
-  Owned<AObject> copied;
-  CDictionary* dictionary = &start;
-  std::map<Key, std::vector<LongPtr>> model;
-  std::size_t count = 0;
+  std::map<Key, std::vector<AObject*>> model;
+  Long count = 0;
   for (LongPtr step = 1; step <= 8000; ++step) {
     const Key key = keyOf(random() % 400);
-    std::vector<LongPtr>& values = model[key];
+    std::vector<AObject*>& values = model[key];
     switch (random() % 5) {
       case 0:
       case 1:
         dictionary->Add(asKey(key), 0, asValue(step * 16));
-        values.push_back(step * 16);
+        values.push_back(asValue(step * 16));
         ++count;
         break;
       case 2:
         dictionary->Remove(asKey(key));
-        count -= !values.empty();
-        if (!values.empty()) values.pop_back();
+        if (values.empty()) break;
+        values.pop_back();
+        --count;
         break;
       default:
-        ASSERT_EQ(dictionary->Lookup(asKey(key)), values.empty() ? nullptr : asValue(values.back()));
+        ASSERT_EQ(dictionary->Lookup(asKey(key)), values.empty() ? nullptr : values.back());
         ASSERT_EQ(dictionary->IncludesKey(asKey(key)), !values.empty());
     }
-    ASSERT_EQ(dictionary->GetNumItems(), static_cast<Long>(count));
+    ASSERT_EQ(dictionary->GetNumItems(), count);
     if (step % 500) continue;
-    std::vector<AObject*> want;
-    for (const auto& [name, all] : model) std::transform(all.begin(), all.end(), std::back_inserter(want), asValue);
-    std::vector<AObject*> found = walked(*dictionary);
+    std::vector<AObject*> want, found = walked(*dictionary);
+    dictionary.reset(static_cast<CDictionary*>(dictionary->Copy()));
+    ASSERT_EQ(walked(*dictionary), found);
+    for (const auto& [name, all] : model) want.insert(want.end(), all.begin(), all.end());
     std::sort(found.begin(), found.end());
     std::sort(want.begin(), want.end());
     ASSERT_EQ(found, want);
-    std::vector<AObject*> given;
-    dictionary->DoForEach1([](const void*, AObject* value,
-                              void* context) { static_cast<std::vector<AObject*>*>(context)->push_back(value); },
-                           &given);
-    ASSERT_EQ(given, walked(*dictionary));
-    Owned<AObject> next(dictionary->Copy());
-    ASSERT_EQ(walked(static_cast<CDictionary&>(*next)), given);
-    copied.swap(next);
-    dictionary = static_cast<CDictionary*>(copied.get());
   }
 }
 
 }  // namespace
 
 TEST(CDictionary, AgreesWithAModelUnderRandomOperations) {
-  const Int64 before = memoryTotals().totalPtr;
-  {
-    // Keys of more than 32 bits in few chains.
-    compareWithModel<LongPtr>(
-        *numberDictionary(7), [](unsigned n) { return (LongPtr{n} << 33) + n - 200; }, asNumberKey);
-    const auto hash = [](const void* key) { return Long{*static_cast<const short*>(key)}; };
-    Owned<CDictionary> shorts(new CDictionary);
-    shorts->IDictionary(sizeof(short), hash, nullptr, 31);
-    short cell = 0;
-    compareWithModel<short>(
-        *shorts, [](unsigned n) { return static_cast<short>(n - 200); },
-        [&](short n) {
-          cell = n;
-          return static_cast<const void*>(&cell);
-        });
-    compareWithModel<std::string>(
-        *stringDictionary(true), [](unsigned n) { return (n % 2 ? "Clip " : "CLIP ") + std::to_string(n / 2); },
-        [](const std::string& name) { return name.c_str(); });
-  }
-  EXPECT_EQ(memoryTotals().totalPtr, before);
+  const NothingStays memory;
+  // Keys of more than 32 bits in few chains.
+  compareWithModel<LongPtr>(
+      numberDictionary(7), [](unsigned n) { return (LongPtr{n} << 33) + n - 200; },
+      [](const LongPtr& key) { return asNumberKey(key); });
+  Owned<CDictionary> shorts(new CDictionary);
+  const auto hash = [](const void* key) { return Long{*static_cast<const short*>(key)}; };
+  shorts->IDictionary(sizeof(short), hash, nullptr, 31);
+  compareWithModel<short>(
+      std::move(shorts), [](unsigned n) { return static_cast<short>(n - 200); },
+      [](const short& key) { return static_cast<const void*>(&key); });
+  compareWithModel<std::string>(
+      names({}), [](unsigned n) { return (n % 2 ? "Clip " : "CLIP ") + std::to_string(n / 2); },
+      [](const std::string& key) { return static_cast<const void*>(key.c_str()); });
 }
 
 TEST(CDictionary, WalksOverNullValuesAndRemovedEntries) {
@@ -123,100 +100,81 @@ TEST(CDictionary, WalksOverNullValuesAndRemovedEntries) {
   EXPECT_EQ(dictionary->FirstEntry(), asValue(80));
   dictionary->Remove(asNumberKey(5));
   dictionary->Remove(asNumberKey(3));
-  EXPECT_EQ(dictionary->NextEntry(), asValue(32));
-  EXPECT_EQ(dictionary->NextEntry(), asValue(16));
-  EXPECT_EQ(dictionary->NextEntry(), nullptr);
-  EXPECT_EQ(dictionary->NextEntry(), nullptr);
+  for (AObject* const want : {asValue(32), asValue(16), asValue(0), asValue(0)}) {
+    EXPECT_EQ(dictionary->NextEntry(), want);
+  }
   EXPECT_TRUE(dictionary->IncludesKey(asNumberKey(4)));
-  EXPECT_EQ(dictionary->Lookup(asNumberKey(4)), nullptr);
 }
 
 TEST(CDictionary, EndsItsValuesWhenAskedEvenIfSomeFailToEnd) {
-  const Int64 before = memoryTotals().totalPtr;
-  {
-    Counted* const survivor = Counted::New();
-    numberDictionary(3)->Add(asNumberKey(1), 0, survivor);
-    EXPECT_EQ(Counted::alive, 1);
+  const NothingStays memory;
+  Counted* const survivor = Counted::New();
+  numberDictionary(3)->Add(asNumberKey(1), 0, survivor);
+  EXPECT_EQ(Counted::alive, 1);
 
-    Owned<CDictionary> dictionary = numberDictionary(3);
-    survivor->onDispose = [](void*) { +XError("STUBBORN", 0); };
-    dictionary->Add(asNumberKey(1), 0, survivor);
-    dictionary->Add(asNumberKey(2), 0, nullptr);
-    dictionary->AddHandle(asNumberKey(3), 0, KyNewHandle(100));
-    dictionary->AddItem(static_cast<ObjectKind_t>(7), asNumberKey(4), 4, nullptr);
-    for (LongPtr key = 5; key < 9; ++key) dictionary->Add(asNumberKey(key), 0, Counted::New());
-    EXPECT_NE(codeRaisedBy([&] { dictionary->DisposeItems(); }), "");
-    EXPECT_EQ(Counted::alive, 0);
-    EXPECT_EQ(dictionary->GetNumItems(), 0);
-    EXPECT_EQ(dictionary->FirstEntry(), nullptr);
-    dictionary->AddItem(static_cast<ObjectKind_t>(7), asNumberKey(4), 4, nullptr);
-    EXPECT_EQ(parm(errorRaisedBy([&] { dictionary->DisposeItems(); }), "msg"), "Unknown object kind");
-    dictionary->Add(asNumberKey(1), 0, Counted::New());
-    dictionary.release()->DisposeAll();
-    EXPECT_EQ(Counted::alive, 0);
-  }
-  EXPECT_EQ(memoryTotals().totalPtr, before);
+  Owned<CDictionary> dictionary = numberDictionary(3);
+  const auto addUnknown = [&] { dictionary->AddItem(static_cast<ObjectKind_t>(7), asNumberKey(4), 4, nullptr); };
+  survivor->onDispose = [](void*) { +XError("STUBBORN", 0); };
+  dictionary->Add(asNumberKey(1), 0, survivor);
+  dictionary->Add(asNumberKey(2), 0, nullptr);
+  dictionary->AddHandle(asNumberKey(3), 0, KyNewHandle(100));
+  addUnknown();
+  for (LongPtr key = 5; key < 9; ++key) dictionary->Add(asNumberKey(key), 0, Counted::New());
+  EXPECT_NE(codeRaisedBy([&] { dictionary->DisposeItems(); }), "");
+  EXPECT_EQ(Counted::alive, 0);
+  EXPECT_EQ(dictionary->GetNumItems(), 0);
+  EXPECT_EQ(dictionary->FirstEntry(), nullptr);
+  addUnknown();
+  EXPECT_EQ(parm(errorRaisedBy([&] { dictionary->DisposeItems(); }), "msg"), "Unknown object kind");
+  dictionary->Add(asNumberKey(1), 0, Counted::New());
+  dictionary.release()->DisposeAll();
+  EXPECT_EQ(Counted::alive, 0);
 }
 
 TEST(CDictionary, NamesTheOperationThatFailed) {
-  const auto fails = [](const void*) -> Long {
-    +XError("HASH", 0);
-    return 0;
-  };
-  const auto differs = [](const void*, const void*) -> Boolean {
-    +XError("EQUALITY", 0);
-    return false;
-  };
-  Owned<CDictionary> dictionary(new CDictionary);
-  dictionary->IDictionary(1, fails, nullptr, 3);
-  const Owned<CStringDict> names = stringDictionary(true, differs);
-  names->AddString("a", asValue(16));
+  const auto fails = [](const void*) -> Long { return +XError("HASH", 0), 0; };
+  const auto differs = [](const void*, const void*) -> Boolean { return +XError("EQUALITY", 0), false; };
+  const Owned<CDictionary> unhashed(new CDictionary);
+  unhashed->IDictionary(1, fails, nullptr, 3);
+  const Owned<CStringDict> uncompared = names({"a"}, true, differs);
+  const auto each = [](const void*, AObject*) { +XError("EACH", 0); };
+  const std::string tooLong(40000, 'x');
   const struct {
     const char* code;
     const char* cause;
     std::function<void()> action;
   } cases[] = {
-      {"DICT_ADD_FAILED", "HASH", [&] { dictionary->Add("a", 0, nullptr); }},
-      {"DICT_LOOKUP_FAILED", "HASH", [&] { dictionary->Lookup("a"); }},
-      {"DICT_REMOVE_FAILED", "EQUALITY", [&] { names->Remove("a"); }},
-      {"DICT_DFE_FAILED", "EACH", [&] { names->DoForEachSorted([](const void*, AObject*) { +XError("EACH", 0); }); }},
-      {"DICT_ADD_FAILED", "CORE_INTEGER_TOO_BIG", [&] { names->AddString(std::string(40000, 'x').c_str(), nullptr); }},
+      {"DICT_ADD_FAILED", "HASH", [&] { unhashed->Add("a", 0, nullptr); }},
+      {"DICT_LOOKUP_FAILED", "HASH", [&] { unhashed->Lookup("a"); }},
+      {"DICT_REMOVE_FAILED", "EQUALITY", [&] { uncompared->Remove("a"); }},
+      {"DICT_DFE_FAILED", "EACH", [&] { uncompared->DoForEachSorted(each); }},
+      {"DICT_ADD_FAILED", "CORE_INTEGER_TOO_BIG", [&] { uncompared->AddString(tooLong.c_str(), nullptr); }},
   };
   for (const auto& c : cases) {
     const XError error = errorRaisedBy(c.action);
     EXPECT_STREQ(error.GetCode(), c.code);
     EXPECT_STREQ(error.GetLevelCode(1), c.cause);
-    EXPECT_EQ(names->GetNumItems(), 1);
+    EXPECT_EQ(uncompared->GetNumItems(), 1);
   }
 }
 
 TEST(CDictionary, StaysAsItWasWhenMemoryRunsOut) {
-  const Int64 before = memoryTotals().totalPtr;
-  {
-    const Owned<CStringDict> names = stringDictionary(true);
-    for (const char* name : {"one", "two", "three"}) names->AddString(name, asValue(16));
-    const struct {
-      const char* code;
-      std::function<void()> action;
-    } cases[] = {
-        {"DICT_CREATE_FAILED", [] { numberDictionary(3); }},
-        {"DICT_ADD_FAILED", [&] { names->AddString("four", nullptr); }},
-        {"DICT_COPY_FAILED", [&] { Owned<AObject>(names->Copy()); }},
-    };
-    for (const auto& c : cases) {
-      std::string last;
-      for (Long nth = 1;; ++nth) {
-        AllocationFailure failure(nth);
-        const std::string code = codeRaisedBy(c.action);
-        if (!failure.happened()) break;
-        last = code;
-        EXPECT_NE(code, "");
-        EXPECT_EQ(walked(*names).size(), 3u);
-      }
-      EXPECT_EQ(last, c.code);
-    }
+  const NothingStays memory;
+  const Owned<CStringDict> three = names({"one", "two", "three"});
+  const std::pair<const char*, std::function<void()>> rows[] = {
+      {"DICT_CREATE_FAILED", [] { numberDictionary(3); }},
+      {"DICT_ADD_FAILED", [&] { three->AddString("four", nullptr), three->Remove("four"); }},
+      {"DICT_COPY_FAILED", [&] { Owned<AObject>(three->Copy()); }},
+  };
+  for (const auto& [want, action] : rows) {
+    std::string last;
+    failEachAllocation(action, [&](const std::string& code) {
+      EXPECT_NE(code, "");
+      EXPECT_EQ(walked(*three).size(), 3u);
+      last = code;
+    });
+    EXPECT_EQ(last, want);
   }
-  EXPECT_EQ(memoryTotals().totalPtr, before);
 }
 
 TEST(CStringDict, ComparesNamesAsItWasTold) {
@@ -236,7 +194,7 @@ TEST(CStringDict, ComparesNamesAsItWasTold) {
       {true, "", "", true},
   };
   for (const auto& c : cases) {
-    const Owned<CStringDict> dictionary = stringDictionary(c.caseSensitive);
+    const Owned<CStringDict> dictionary = names({}, c.caseSensitive);
     dictionary->AddAbrevStr(c.added.c_str(), asValue(16));
     EXPECT_EQ(dictionary->Lookup(c.asked.c_str()) != nullptr, c.found) << c.added << " " << c.asked;
     EXPECT_EQ(dictionary->Lookup(nullptr), nullptr);
@@ -244,16 +202,14 @@ TEST(CStringDict, ComparesNamesAsItWasTold) {
 }
 
 TEST(CStringDict, GivesItsEntriesInOrder) {
-  const Owned<CStringDict> dictionary = stringDictionary(true);
-  for (const char* name : {"wipe", "Cut", "_x", "dissolve", "cue", "Audio"}) dictionary->AddString(name, asValue(16));
+  const Owned<CStringDict> dictionary = names({"wipe", "Cut", "_x", "dissolve", "cue", "Audio"});
   static std::string order;
   const auto each = [](const void* key, AObject*) { order += static_cast<const char*>(key) + std::string(" "); };
+  const auto backwards = [](void* a, void* b) -> int {
+    return -std::strcmp(static_cast<dictSortItem_t*>(a)->key, static_cast<dictSortItem_t*>(b)->key);
+  };
   order.clear();
   dictionary->DoForEachSorted(each);
-  EXPECT_EQ(order, "_x Audio cue Cut dissolve wipe ");
-  order.clear();
-  dictionary->DoForEachSortedCustom(each, [](void* a, void* b) {
-    return -std::strcmp(static_cast<dictSortItem_t*>(a)->key, static_cast<dictSortItem_t*>(b)->key);
-  });
-  EXPECT_EQ(order, "wipe dissolve cue _x Cut Audio ");
+  dictionary->DoForEachSortedCustom(each, backwards);
+  EXPECT_EQ(order, "_x Audio cue Cut dissolve wipe wipe dissolve cue _x Cut Audio ");
 }

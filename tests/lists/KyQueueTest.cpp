@@ -1,25 +1,19 @@
 #include "core/lists/KyQueue.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <atomic>
 #include <deque>
-#include <functional>
 #include <memory>
-#include <random>
+#include <numeric>
 #include <thread>
-#include <vector>
 
-#include "core/mem/KyMemory.h"
-#include "core/mem/Owned.h"
 #include "platform/Clock.h"
-#include "tests/support/Raised.h"
-
-namespace {
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;
+
+namespace {
 
 struct Parcel : QueueItem {
   Parcel(Long sender, Long number) : sender(sender), number(number) { ++alive; }
@@ -48,7 +42,7 @@ std::vector<Kind> kinds(Long size) {
   const auto ring = [size](CollisionAction action) {
     return [size, action] { return std::make_unique<WrapQueue>(size, action); };
   };
-  const auto room = static_cast<std::size_t>(size);
+  const auto room = std::size_t(size);
   return {{"growing", [] { return std::make_unique<DynamicQueue>(); }, 0, false, true},
           {"rejecting", ring(kRejectNew), room, false, false},
           {"overwriting", ring(kOverwriteOldest), room, true, false},
@@ -138,19 +132,14 @@ TEST(KyQueue, WithoutMemoryToGrowTheItemStaysItsSenders) {
   DynamicQueue queue;
   for (Long number = 0; number < 16; ++number) queue.Enqueue(new Parcel(0, number));
   Owned<Parcel> last(new Parcel(0, 16));
-  {
-    const AllocationFailure failure(1);
-    EXPECT_EQ(codeRaisedBy([&] { queue.Enqueue(last.get()); }), "MEM_OUT_OF_MEMORY");
-  }
-  queue.Enqueue(last.release());
+  failEachAllocation([&] { queue.Enqueue(last.get()); },
+                     [](const std::string& code) { EXPECT_EQ(code, "MEM_OUT_OF_MEMORY"); });
+  last.release();
   for (Long number = 0; number < 17; ++number) EXPECT_EQ(numberOf(queue.Dequeue()), number);
-  EXPECT_EQ(queue.Dequeue(), nullptr);
-}
-
-TEST(KyQueue, RefusesNothingAndNoSize) {
-  DynamicQueue queue;
-  EXPECT_EQ(checkFailedBy([&] { queue.Enqueue(nullptr); }), "item != NULL");
-  EXPECT_EQ(checkFailedBy([] { WrapQueue(0, kRejectNew); }), "size > 0");
+  expectRefusals({
+      {"item != NULL", [&] { queue.Enqueue(nullptr); }},
+      {"size > 0", [] { WrapQueue(0, kRejectNew); }},
+  });
 }
 
 constexpr Long kSenders = 3;
@@ -160,17 +149,12 @@ constexpr Long kTakers = 3;
 ///
 /// Returns:  how many it took, or -1 if those of one sender did not come in their order.
 Long takeAll(KyQueue& queue) {
-  std::array<Long, kSenders> last;
-  last.fill(-1);
+  Long last[kSenders] = {-1, -1, -1};
   Long taken = 0;
   bool ordered = true;
-  QueueItem* item = nullptr;
-  while (queue.WaitDequeue(&item, kNoLimit) == 0) {
+  for (QueueItem* item = nullptr; queue.WaitDequeue(&item, kNoLimit) == 0; ++taken) {
     const Owned<Parcel> parcel(static_cast<Parcel*>(item));
-    Long& before = last[static_cast<std::size_t>(parcel->sender)];
-    ordered = ordered && parcel->number > before;
-    before = parcel->number;
-    ++taken;
+    ordered &= parcel->number > std::exchange(last[parcel->sender], parcel->number);
   }
   return ordered ? taken : -1;
 }
@@ -196,20 +180,12 @@ TEST(KyQueue, LosesAndMakesNothingBetweenThreads) {
     while (kind.losesNone && queue->HasData()) std::this_thread::yield();
     for (Long taker = 0; taker < kTakers; ++taker) abort.Increment();
     takers.clear();
-    Long total = 0;
-    for (const Long count : taken) {
-      EXPECT_GE(count, 0);
-      total += count;
-    }
-    const Long left = Parcel::alive;
-    EXPECT_LE(left, 5);
-    if (kind.losesNone) {
-      EXPECT_EQ(left, 0);
-      EXPECT_EQ(total, kSenders * kParcels);
-    }
-    for (Long item = 0; item < left; ++item) EXPECT_NE(numberOf(queue->Dequeue()), -1);
+    EXPECT_GE(*std::min_element(taken.begin(), taken.end()), 0) << "out of order";
+    const Long total = std::accumulate(taken.begin(), taken.end(), Long{0});
+    EXPECT_LE(Parcel::alive, kind.losesNone ? 0 : 5);
+    EXPECT_TRUE(!kind.losesNone || total == kSenders * kParcels) << total;
+    for (Long left = Parcel::alive; left > 0; --left) EXPECT_NE(numberOf(queue->Dequeue()), -1);
     EXPECT_FALSE(queue->HasData());
-    EXPECT_EQ(Parcel::alive, 0);
   }
 }
 

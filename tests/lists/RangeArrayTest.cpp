@@ -1,23 +1,17 @@
 #include "core/lists/RangeArray.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
-#include <random>
-#include <vector>
 
-#include "core/mem/Owned.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 #include "tests/utils/StreamSupport.h"
+
+using namespace ky;
+using namespace ky::test;
 
 namespace {
 
-using ky::Owned;
-using namespace ky::test;
-
-constexpr Long kStart = -2147483647 - 1;
-constexpr Long kEnd = 2147483647;
+constexpr Long kStart = INT_MIN;
+constexpr Long kEnd = INT_MAX;
 
 using Entries = std::vector<std::pair<Long, Long>>;
 
@@ -111,26 +105,21 @@ TEST(RangeArray, GivesTheRangeAroundAPoint) {
   }
 }
 
-class Empty : public RangeArray {
- public:
-  static Empty* New() {
-    auto* array = new Empty;
-    array->IRangeArray(2);
-    return array;
-  }
-};
-
 TEST(RangeArray, RefusesWhatBreaksItsOrder) {
-  Owned<Empty> array(Empty::New());
+  class Empty : public RangeArray {
+   public:
+    Empty() { IRangeArray(2); }
+  };
+  const Owned<Empty> array(new Empty);
   Long value = 0;
   EXPECT_EQ(checkFailedBy([&] { array->GetRange(0, &value, nullptr, nullptr); }), "index > 1");
   array->SetRange(5, 100, 200);
-  EXPECT_EQ(entries(*array), (Entries{{5, 100}}));
-  EXPECT_EQ(checkFailedBy([&] { array->SetRange(6, 99, 150); }), "found || index > 1");
-  EXPECT_EQ(checkFailedBy([&] { array->SetRange(6, 150, 150); }), "to > from");
-  EXPECT_EQ(checkFailedBy([&] { array->AppendNextValue(6, 100); }), "from > lastRange.from");
-  array->SetLockChanges(true);
-  EXPECT_EQ(checkFailedBy([&] { array->SetRange(6, 150, 160); }), "lockChanges == FALSE");
+  expectRefusals({
+      {"found || index > 1", [&] { array->SetRange(6, 99, 150); }},
+      {"to > from", [&] { array->SetRange(6, 150, 150); }},
+      {"from > lastRange.from", [&] { array->AppendNextValue(6, 100); }},
+      {"lockChanges == FALSE", [&] { array->SetLockChanges(true), array->SetRange(6, 150, 160); }},
+  });
   EXPECT_EQ(entries(*array), (Entries{{5, 100}}));
 }
 
@@ -160,8 +149,7 @@ TEST(RangeArrayOnStreams, WritesAndReadsItsEntries) {
 TEST(RangeArrayOnStreams, LoadsOrRaisesWhateverTheBytes) {
   const auto outcome = [](const Bytes& bytes) { return codeRaisedBy([&] { readFrom(bytes); }); };
   for (std::size_t length = 0; length < kThreeRanges.size(); ++length) {
-    const auto begin = kThreeRanges.begin();
-    EXPECT_EQ(outcome({begin, begin + std::ptrdiff_t(length)}), "STRM_EOF") << length;
+    EXPECT_EQ(outcome({kThreeRanges.begin(), kThreeRanges.begin() + std::ptrdiff_t(length)}), "STRM_EOF") << length;
   }
   for (std::size_t bit = 0; bit < 8 * kThreeRanges.size(); ++bit) {
     Bytes bad = kThreeRanges;

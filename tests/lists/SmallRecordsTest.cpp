@@ -1,14 +1,8 @@
-// The two small record classes.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-
+// The small record classes.
 #include "core/lists/AAssociation.h"
 #include "core/lists/ASimpleList.h"
-#include "core/mem/KyMemory.h"
-#include "core/mem/Owned.h"
-#include "tests/support/Raised.h"
+#include "core/lists/RecordStack.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -36,26 +30,30 @@ std::string contents(ASimpleList& list) {
   return text;
 }
 
+std::string popped(stackHdr** stack) {
+  std::string record(static_cast<std::size_t>((*stack)->recordSize), '?');
+  PopRecord(stack, record.data());
+  return record;
+}
+
 }  // namespace
 
 TEST(ASimpleList, KeepsWhatFitsAndIsNotCleared) {
   const Owned<ASimpleList> list = listOfThree();
   const Owned<ASimpleList> copy(static_cast<ASimpleList*>(list->Copy()));
-  list->Resize(5);
-  EXPECT_EQ(contents(*list), "0.5 - 2.5 - -");
-  list->Resize(2);
-  EXPECT_EQ(contents(*list), "0.5 -");
-  list->Resize(3);
-  EXPECT_EQ(contents(*list), "0.5 - -");
-  list->ClearEntry(0);
-  EXPECT_EQ(contents(*list), "- - -");
+  const std::pair<std::function<void()>, const char*> rows[] = {
+      {[&] { list->Resize(5); }, "0.5 - 2.5 - -"}, {[&] { list->Resize(2); }, "0.5 -"},
+      {[&] { list->Resize(3); }, "0.5 - -"},       {[&] { list->ClearEntry(0); }, "- - -"},
+      {[&] { list->Reconstruct(2, 4); }, "- -"},
+  };
+  for (const auto& [act, want] : rows) {
+    act();
+    EXPECT_EQ(contents(*list), want);
+  }
   EXPECT_EQ(contents(*copy), "0.5 - 2.5");
   EXPECT_EQ(copy->NumSet(), 2);
   copy->ClearAllEntries();
   EXPECT_EQ(copy->NumSet(), 0);
-  list->Reconstruct(2, 4);
-  EXPECT_EQ(contents(*list), "- -");
-  EXPECT_EQ(list->GetEntrySize(), 8);
 }
 
 TEST(ASimpleList, RefusesBadNumbers) {
@@ -65,8 +63,7 @@ TEST(ASimpleList, RefusesBadNumbers) {
     EXPECT_FALSE(list->IsSet(bad) || list->IsClear(bad));
     list->ClearEntry(bad);
     const XError error = errorRaisedBy([&] { list->SetEntry(bad, &item); });
-    EXPECT_STREQ(error.GetCode(), "CM_INVALID_ENTRY_NBR");
-    EXPECT_EQ(parm(error, "entry"), std::to_string(bad));
+    EXPECT_EQ(wordsOf(error), "Exception: CM_INVALID_ENTRY_NBR, entry:" + std::to_string(bad));
     EXPECT_EQ(codeRaisedBy([&] { list->GetEntry(bad, &item); }), "CM_ENTRY_CLEAR");
   }
   EXPECT_EQ(parm(errorRaisedBy([&] { list->GetEntry(1, &item); }), "entry"), "1");
@@ -75,7 +72,7 @@ TEST(ASimpleList, RefusesBadNumbers) {
 }
 
 TEST(AAssociation, KeepsACopyOfTheBytes) {
-  const Int64 before = memoryTotals().totalPtr;
+  const NothingStays memory;
   for (const LongPtr size : {-3, 0, 1, 16, 17, 5000}) {
     SCOPED_TRACE(size);
     std::string bytes(5000, 'a');
@@ -97,5 +94,43 @@ TEST(AAssociation, KeepsACopyOfTheBytes) {
       }
     }
   }
-  EXPECT_EQ(memoryTotals().totalPtr, before);
+}
+
+TEST(RecordStack, FollowsAModel) {
+  for (const Long size : {1, 3, 8, 61}) {
+    std::mt19937 random(static_cast<unsigned>(size));
+    stackHdr** const stack = NewStack(size);
+    const OwnedHandle owner(reinterpret_cast<char**>(stack));
+    std::vector<std::string> model;
+    for (int step = 0; step < 2'000; ++step) {
+      if (model.empty() || random() % 100 < (step / 250 % 2 ? 40u : 60u)) {
+        model.emplace_back(static_cast<std::size_t>(size), static_cast<char>(random()));
+        model.back().back() = static_cast<char>(random());
+        PushRecord(stack, model.back().data());
+      } else {
+        ASSERT_EQ(popped(stack), model.back());
+        model.pop_back();
+      }
+    }
+  }
+}
+
+TEST(RecordStack, RefusesWhatItCannotGiveOrTake) {
+  stackHdr** const stack = NewStack(2);
+  const OwnedHandle owner(reinterpret_cast<char**>(stack));
+  std::string record = "k.";
+  EXPECT_EQ(checkFailedBy([&] { PopRecord(stack, record.data()); }), "count > 0");
+  EXPECT_EQ(record, "k.");
+  for (int i = 0; i < 16; ++i) PushRecord(stack, "p.");
+  failEachAllocation([&] { PushRecord(stack, "z."); },
+                     [&](const std::string& code) {
+                       EXPECT_EQ(code, "MEM_OUT_OF_MEMORY");
+                       EXPECT_EQ(popped(stack), "p.");
+                       PushRecord(stack, "p.");
+                     });
+  EXPECT_EQ(popped(stack), "z.");
+  expectRefusals({
+      {"recordSize > 0", [] { NewStack(0); }},
+      {"MEM_OUT_OF_MEMORY", [] { NewStack(0x10000000); }},
+  });
 }

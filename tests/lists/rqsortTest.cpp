@@ -1,24 +1,19 @@
 #include "core/lists/rqsort.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
 #include <numeric>
-#include <random>
-#include <vector>
 
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
+
+using namespace ky::test;
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using ky::test::codeRaisedBy;
 
 std::mt19937 random_;
 long compared;
 long failAt;
-Bytes* block;
+const Bytes* block;
 std::size_t elementSize;
 
 int keyOf(const void* element) {
@@ -27,25 +22,19 @@ int keyOf(const void* element) {
   return key;
 }
 
+/// What stands in the block, and nothing else, may be compared.
 void expectInside(const void* element) {
-  const auto* at = static_cast<const unsigned char*>(element);
-  const std::ptrdiff_t offset = at - block->data();
-  ASSERT_TRUE(offset >= 0 && offset < std::ptrdiff_t(block->size()) && offset % std::ptrdiff_t(elementSize) == 0);
+  const auto offset = std::size_t(static_cast<const unsigned char*>(element) - block->data());
+  ASSERT_TRUE(offset < block->size() && offset % elementSize == 0);
 }
 
 int byKey(void* a, void* b) {
-  ++compared;
-  return keyOf(a) - keyOf(b);
-}
-
-int atRandom(void* a, void* b) {
   expectInside(a);
   expectInside(b);
-  return int(random_() % 3) - 1;
+  return ++compared, keyOf(a) - keyOf(b);
 }
-
-int alwaysBelow(void* a, void* b) { return expectInside(a), expectInside(b), -1; }
-
+int atRandom(void* a, void* b) { return byKey(a, b), int(random_() % 3) - 1; }
+int alwaysBelow(void* a, void* b) { return byKey(a, b), -1; }
 int raising(void* a, void* b) {
   if (--failAt == 0) +XError("ERROR_OTHER", 0);
   return byKey(a, b);
@@ -60,28 +49,30 @@ std::vector<Bytes> elementsOf(const Bytes& bytes) {
   return cut;
 }
 
-Bytes randomBytes(std::size_t count, int kinds) {
-  Bytes bytes(count * elementSize);
+/// Sorts so many elements of some kinds of bytes, of which none may be lost.
+///
+/// Returns:  the block, and in `code` what was raised.
+Bytes sorted(std::size_t count, std::size_t size, int kinds, int (*compare)(void*, void*),
+             std::string* code = nullptr) {
+  elementSize = size;
+  Bytes bytes(count * size);
   for (auto& byte : bytes) byte = static_cast<unsigned char>(int(random_()) % kinds);
+  const auto before = elementsOf(bytes);
+  block = &bytes;
+  const std::string raised = codeRaisedBy([&] { rqsort(bytes.data(), count, size, compare); });
+  if (code) *code = raised;
+  EXPECT_EQ(elementsOf(bytes), before);
   return bytes;
 }
 
-void sortBlock(Bytes& bytes, int (*cmp)(void*, void*)) {
-  block = &bytes;
-  rqsort(bytes.data(), bytes.size() / elementSize, elementSize, cmp);
-}
+}  // namespace
 
 TEST(rqsort, SortsElementsOfAnySize) {
-  random_.seed(1);
   for (const std::size_t size : {1, 3, 4, 8, 16, 24, 64, 100, 300}) {
     for (const std::size_t count : {0, 1, 2, 3, 12, 13, 100, 1000}) {
       for (const int kinds : {1, 2, 256}) {
         SCOPED_TRACE(testing::Message() << count << " of " << size << " bytes, " << kinds << " kinds");
-        elementSize = size;
-        Bytes bytes = randomBytes(count, kinds);
-        const auto before = elementsOf(bytes);
-        sortBlock(bytes, byKey);
-        EXPECT_EQ(elementsOf(bytes), before);
+        const Bytes bytes = sorted(count, size, kinds, byKey);
         for (std::size_t i = 1; i < count; ++i) {
           ASSERT_LE(keyOf(&bytes[(i - 1) * size]), keyOf(&bytes[i * size]));
         }
@@ -91,26 +82,17 @@ TEST(rqsort, SortsElementsOfAnySize) {
 }
 
 TEST(rqsort, StaysInTheBlockWhateverTheComparisonAnswers) {
-  random_.seed(2);
-  elementSize = 8;
-  for (int round = 0; round < 200; ++round) {
-    Bytes bytes = randomBytes(random_() % 200, 256);
-    const auto before = elementsOf(bytes);
-    sortBlock(bytes, round % 2 ? atRandom : alwaysBelow);
-    ASSERT_EQ(elementsOf(bytes), before);
+  for (int round = 0; round < 200 && !HasFailure(); ++round) {
+    sorted(random_() % 200, 8, 256, round % 2 ? atRandom : alwaysBelow);
   }
 }
 
 TEST(rqsort, LosesNoElementWhenTheComparisonRaises) {
-  random_.seed(3);
-  elementSize = 16;
   for (long nth = 1; nth < 400; nth += 7) {
-    Bytes bytes = randomBytes(60, 256);
-    const auto before = elementsOf(bytes);
     failAt = nth;
-    const std::string code = codeRaisedBy([&] { sortBlock(bytes, raising); });
+    std::string code;
+    sorted(60, 16, 256, raising, &code);
     EXPECT_EQ(code, failAt <= 0 ? "ERROR_OTHER" : "");
-    ASSERT_EQ(elementsOf(bytes), before);
   }
 }
 
@@ -146,5 +128,3 @@ TEST(rqsort, NeedsNoQuadraticTimeAgainstAnAdversary) {
     ASSERT_LE(adversary[std::size_t(items[i - 1])], adversary[std::size_t(items[i])]);
   }
 }
-
-}  // namespace

@@ -1,13 +1,9 @@
 #include "core/mem/KyStringHandles.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "core/mem/KyHandles.h"
-#include "core/mem/Owned.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
+using namespace ky::test;
 
 namespace {
 

@@ -1,12 +1,7 @@
 #include "core/mem/MemoryTracer.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "core/mem/KyHandles.h"
-#include "core/mem/KyMemory.h"
 #include "tests/support/Printed.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

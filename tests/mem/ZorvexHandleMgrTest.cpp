@@ -1,16 +1,12 @@
 #include "core/mem/ZorvexHandleMgr.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <map>
-#include <random>
-#include <string>
-#include <vector>
 
 #include "tests/support/Printed.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
+using namespace ky;
 using namespace ky::test;
 
 namespace {

@@ -1,9 +1,7 @@
 #include "core/objsys/ADomain.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/objsys/Film.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

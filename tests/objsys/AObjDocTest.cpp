@@ -1,16 +1,11 @@
 #include "core/objsys/AObjDoc.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "core/lists/AUnknownArray.h"
-#include "core/mem/KyMemory.h"
 #include "core/objsys/AUnknown.h"
 #include "core/os/VersionInfo.h"
 #include "tests/objsys/Film.h"
 #include "tests/support/FormatPage.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

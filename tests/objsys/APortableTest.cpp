@@ -1,10 +1,8 @@
 #include "core/objsys/APortable.h"
 
-#include <gtest/gtest.h>
-
 #include "core/objsys/AIODesc.h"
 #include "tests/objsys/Film.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

@@ -1,8 +1,6 @@
 // Damaged documents load or raise; they never crash, hang or corrupt.
-#include <gtest/gtest.h>
-
 #include "tests/objsys/Film.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

@@ -1,11 +1,9 @@
 // What must hold however many objects there are: the stack does not grow with them, and memory grows by little.
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-
 #include <fstream>
-#include <vector>
 
 #include "tests/objsys/Film.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

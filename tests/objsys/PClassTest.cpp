@@ -1,12 +1,10 @@
 #include "core/objsys/PClass.h"
 
-#include <gtest/gtest.h>
-
 #include "core/error/Subsystems.h"
 #include "core/objsys/AUnknown.h"
 #include "tests/objsys/Film.h"
 #include "tests/support/Printed.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

@@ -1,18 +1,14 @@
 #include "core/os/RegistryKey.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <fstream>
-#include <random>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "tests/support/Raised.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Test.h"
 
+using namespace ky;
 using namespace ky::test;
 
 namespace {
@@ -36,16 +32,15 @@ class RegistryKey : public testing::Test {
     return text.str();
   }
   void store(const std::string& text) const { std::ofstream(file()) << text; }
+  std::string stringIn(const char* name) const {
+    char text[256] = "absent";
+    key->GetStringValue(name, text, sizeof text);
+    return text;
+  }
 
   TempFolder folder;
   KyRegistryKey* key = nullptr;
 };
-
-std::string stringIn(KyRegistryKey* key, const char* name) {
-  char text[256] = "absent";
-  key->GetStringValue(name, text, sizeof text);
-  return text;
-}
 
 }  // namespace
 
@@ -61,7 +56,7 @@ TEST_F(RegistryKey, ValuesComeBackAsTheyWereSet) {
   Long number = 0, size = 3;
   EXPECT_TRUE(key->GetLongValue("least", &number));
   EXPECT_EQ(number, -5);
-  EXPECT_EQ(stringIn(key, awkward.c_str()), awkward);
+  EXPECT_EQ(stringIn(awkward.c_str()), awkward);
   unsigned char got[8] = {};
   EXPECT_FALSE(key->GetBinaryValue("bytes", got, &size)) << "too small a buffer";
   EXPECT_EQ(size, 5);
@@ -99,7 +94,7 @@ TEST_F(RegistryKey, AnyDamageLeavesAStoreThatWorks) {
     std::string damaged = whole;
     damaged[i] = static_cast<char>(random());
     store(i % 2 ? damaged : whole.substr(0, i));
-    stringIn(key, "text");
+    stringIn("text");
     key->SetLongValue("new", static_cast<Long>(i));
     Long number = -1;
     ASSERT_TRUE(key->GetLongValue("new", &number) && number == static_cast<Long>(i)) << i;
@@ -107,17 +102,15 @@ TEST_F(RegistryKey, AnyDamageLeavesAStoreThatWorks) {
 }
 
 TEST_F(RegistryKey, SettersAtTheSameTimeLoseNothing) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([this, t] {
-      for (int i = 0; i < 10; ++i) key->SetLongValue((std::to_string(t) + "." + std::to_string(i)).c_str(), i);
-    });
+  {
+    std::vector<std::jthread> threads;
+    for (int first = 0; first < 40; first += 10) {
+      threads.emplace_back([this, first] {
+        for (int n = first; n < first + 10; ++n) key->SetLongValue(std::to_string(n).c_str(), n);
+      });
+    }
   }
-  for (std::thread& thread : threads) thread.join();
-  for (int n = 0; n < 40; ++n) {
-    const std::string name = std::to_string(n / 10) + "." + std::to_string(n % 10);
-    EXPECT_EQ(key->GetValueType(name.c_str()), REG_VALUE_LONG) << name;
-  }
+  for (int n = 0; n < 40; ++n) EXPECT_EQ(key->GetValueType(std::to_string(n).c_str()), REG_VALUE_LONG) << n;
 }
 
 TEST_F(RegistryKey, AStoreThatCannotBeWrittenIsAnErrorOfTheSetterAlone) {

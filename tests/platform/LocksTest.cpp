@@ -1,20 +1,17 @@
 #include "platform/Locks.h"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <future>
 #include <limits>
-#include <random>
 #include <thread>
-#include <vector>
 
 #include "platform/Threads.h"
-
-namespace {
+#include "tests/support/Test.h"
 
 using namespace ky::platform;
 using namespace std::chrono_literals;
+
+namespace {
 
 /// What another thread gets that tries for at most `milliseconds`; it gives back what it got.
 Wait waitElsewhere(RecursiveLock& lock, Int64 milliseconds) {
@@ -41,34 +38,28 @@ std::jthread holder(RecursiveLock& lock, Then then) {
   return thread;
 }
 
-TEST(RecursiveLock, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
+}  // namespace
+
+TEST(RecursiveLock, IsFreeOnlyAfterAsManyUnlocksAsLocksByItsOwner) {
   RecursiveLock lock;
   for (ULong level = 1; level <= 3; ++level) {
     lock.lock();
     EXPECT_EQ(lock.levelsHeld(), level);
   }
   for (ULong level = 3; level >= 1; --level) {
+    std::thread([&] {
+      EXPECT_FALSE(lock.isHeldByCaller() || lock.unlock());
+      EXPECT_FALSE(lock.tryLock() || lock.unlock());
+    }).join();
     EXPECT_EQ(waitElsewhere(lock, 0), Wait::timedOut) << level;
-    EXPECT_TRUE(lock.unlock());
+    EXPECT_TRUE(lock.isHeldByCaller() && lock.unlock());
   }
   EXPECT_EQ(waitElsewhere(lock, 0), Wait::acquired);
   EXPECT_FALSE(lock.unlock());
 }
 
-TEST(RecursiveLock, OnlyTheOwnerUnlocks) {
-  RecursiveLock lock;
-  const Lock hold(lock);
-  std::thread([&] {
-    EXPECT_FALSE(lock.isHeldByCaller());
-    EXPECT_FALSE(lock.unlock());
-    EXPECT_FALSE(lock.tryLock());
-    EXPECT_FALSE(lock.unlock());
-  }).join();
-  EXPECT_TRUE(lock.isHeldByCaller());
-}
-
 TEST(RecursiveLock, ALimitBeyondTheClockIsNone) {
-  for (const Int64 limit : {std::numeric_limits<Int64>::max(), Int64{4'611'686'014'132'420'609}, kForever}) {
+  for (const Int64 limit : {INT64_MAX, Int64{4'611'686'014'132'420'609}, kForever}) {
     RecursiveLock lock;
     const auto thread = holder(lock, [&] {
       std::this_thread::sleep_for(10ms);
@@ -83,16 +74,10 @@ TEST(RecursiveLock, PassesOnAsAbandonedFromAThreadThatEnded) {
   holder(lock, [] {}).join();
   EXPECT_EQ(lock.lockFor(0), Wait::abandoned);
   EXPECT_EQ(lock.levelsHeld(), 1u);
-  EXPECT_EQ(lock.lockFor(0), Wait::acquired);
-  lock.unlock();
   lock.unlock();
   EXPECT_EQ(waitElsewhere(lock, 0), Wait::acquired);
-}
-
-TEST(RecursiveLock, ItsOwnersEndWakesWhoeverWaits) {
-  RecursiveLock lock;
   const auto thread = holder(lock, [] { std::this_thread::sleep_for(20ms); });
-  EXPECT_EQ(lock.lockFor(kForever), Wait::abandoned);
+  EXPECT_EQ(lock.lockFor(kForever), Wait::abandoned) << "its owner's end wakes whoever waits";
   lock.unlock();
 }
 
@@ -119,43 +104,37 @@ TEST(RecursiveLock, KeepsThreadsApartAndLosesNoWaiter) {
   RecursiveLock locks[2];
   int counts[2] = {};
   int timeouts = 0;
+  const auto contend = [&](unsigned seed) {
+    std::mt19937 random(seed);
+    for (int i = 0; i < kRounds; ++i) {
+      const auto which = random() % 2;
+      const bool patient = random() % 8 != 0;
+      if (locks[which].lockFor(patient ? kForever : random() % 2) == Wait::timedOut) {
+        const Lock hold(locks[0]);
+        ++timeouts;
+        continue;
+      }
+      ++counts[which];
+      if (random() % 64 == 0) std::this_thread::yield();
+      locks[which].unlock();
+    }
+  };
   {
     std::vector<std::jthread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([&, t] {
-        std::mt19937 random(static_cast<unsigned>(t));
-        for (int i = 0; i < kRounds; ++i) {
-          const auto which = random() % 2;
-          const bool patient = random() % 8 != 0;
-          const bool got = locks[which].lockFor(patient ? kForever : random() % 2) != Wait::timedOut;
-          if (got) {
-            ++counts[which];
-            if (random() % 64 == 0) std::this_thread::yield();
-            locks[which].unlock();
-          } else {
-            const Lock hold(locks[0]);
-            ++timeouts;
-          }
-        }
-      });
-    }
+    for (unsigned t = 0; t < kThreads; ++t) threads.emplace_back(contend, t);
   }
   EXPECT_EQ(counts[0] + counts[1] + timeouts, kThreads * kRounds);
 }
 
 TEST(AtThreadExit, RunsRoutinesLatestFirstEvenThoseAskedForMeanwhile) {
   static std::string order;
-  order.clear();
   std::thread([] {
     atThreadExit([](void* name) { order += static_cast<const char*>(name); }, const_cast<char*>("a"));
-    atThreadExit(
-        [](void*) {
-          order += "b";
-          atThreadExit([](void*) { order += "c"; }, nullptr);
-        },
-        nullptr);
+    const auto askAgain = [](void*) {
+      order += "b";
+      atThreadExit([](void*) { order += "c"; }, nullptr);
+    };
+    atThreadExit(askAgain, nullptr);
   }).join();
   EXPECT_EQ(order, "bca");
 }
-
-}  // namespace

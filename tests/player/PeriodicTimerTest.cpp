@@ -1,23 +1,19 @@
 #include "core/player/PeriodicTimer.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <mutex>
 #include <thread>
-#include <vector>
 
-#include "core/error/XError.h"
 #include "core/player/Interrupts.h"
 #include "core/player/TimerDevice.h"
 #include "platform/Clock.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 #include "tests/threads/CoreThreads.h"
-
-namespace {
 
 using namespace ky;
 using namespace ky::test;
+
+namespace {
 
 /// A clock that goes when it is told to.
 class HeldClock {
@@ -27,8 +23,6 @@ class HeldClock {
     sNow = 1'000'000;
   }
   ~HeldClock() { platform::setClockHooks(before); }
-  HeldClock(const HeldClock&) = delete;
-  HeldClock& operator=(const HeldClock&) = delete;
 
   static void advance(Int64 microseconds) { sNow += microseconds; }
   static void stepAtEachLook(Int64 microseconds) { sStep = microseconds; }
@@ -39,21 +33,17 @@ class HeldClock {
   platform::ClockHooks before;
 };
 
-struct Call {
-  Long code = 0;
-  ULong elapsed = 0;
-  bool operator==(const Call&) const = default;
-};
+using Calls = std::vector<std::pair<Long, ULong>>;  // code and elapsed milliseconds
 
 std::mutex sGate;
-std::vector<Call> sCalls;
+Calls sCalls;
 
 void keep(Long code, ULong elapsedMs) {
   const std::lock_guard hold(sGate);
-  sCalls.push_back({code, elapsedMs});
+  sCalls.emplace_back(code, elapsedMs);
 }
 
-std::vector<Call> calls() {
+Calls calls() {
   const std::lock_guard hold(sGate);
   return sCalls;
 }
@@ -70,8 +60,6 @@ class Timer {
     handle = InitPeriodicTimer(callback, high, microseconds);
   }
   ~Timer() { ClosePeriodicTimer(handle); }
-  Timer(const Timer&) = delete;
-  Timer& operator=(const Timer&) = delete;
 
   void start() const { StartPeriodicTimer(handle); }
   void stop() const { StopPeriodicTimer(handle); }
@@ -79,18 +67,18 @@ class Timer {
   _TIMER_HANDLE* handle = nullptr;
 };
 
+}  // namespace
+
 TEST(PeriodicTimer, TicksByAbsoluteTimesAndCountsMissedTicksAsOne) {
   const HeldClock clock;
   const Timer timer(2'500);
-  EXPECT_EQ(calls(), (std::vector<Call>{{kTimerInit, 0}}));
   HeldClock::advance(10'000);
   timer.start();
-  HeldClock::advance(2'500);
-  awaitCalls(2);
-  HeldClock::advance(2'600);
-  awaitCalls(3);
-  HeldClock::advance(10'000);  // to 100 past the sixth tick
-  awaitCalls(4);
+  const Int64 advances[] = {2'500, 2'600, 10'000};  // to the first tick, past the second, to 100 past the sixth
+  for (std::size_t tick = 0; tick < std::size(advances); ++tick) {
+    HeldClock::advance(advances[tick]);
+    awaitCalls(tick + 2);
+  }
   HeldClock::advance(2'300);
   timer.start();
   timer.start();
@@ -98,25 +86,24 @@ TEST(PeriodicTimer, TicksByAbsoluteTimesAndCountsMissedTicksAsOne) {
   timer.stop();
   HeldClock::advance(1'000'000);
   timer.stop();
-  EXPECT_EQ(calls(), (std::vector<Call>{{kTimerInit, 0}, {kTimerTick, 2}, {kTimerTick, 3}, {kTimerTick, 10}}));
+  EXPECT_EQ(calls(), (Calls{{kTimerInit, 0}, {kTimerTick, 2}, {kTimerTick, 3}, {kTimerTick, 10}}));
   timer.start();
   HeldClock::advance(2'500);
   awaitCalls(5);
 }
 
-TEST(PeriodicTimer, TicksUntilItIsStopped) {
-  const Timer timer(200, keep, true);
-  for (int round = 0; round < 3; ++round) {
-    timer.start();
-    awaitCalls(calls().size() + 10);
-    timer.stop();
-    const std::size_t atStop = calls().size();
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    EXPECT_EQ(calls().size(), atStop);
+TEST(PeriodicTimer, TicksUntilItIsStoppedOrClosed) {
+  {
+    const Timer timer(200, keep, true);
+    for (int round = 0; round < 3; ++round) {
+      timer.start();
+      awaitCalls(calls().size() + 10);
+      timer.stop();
+      const std::size_t atStop = calls().size();
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      EXPECT_EQ(calls().size(), atStop);
+    }
   }
-}
-
-TEST(PeriodicTimer, ClosesInTheMidstOfItsTicks) {
   for (int round = 0; round < 100; ++round) {
     const Timer timer(1);
     timer.start();
@@ -126,16 +113,16 @@ TEST(PeriodicTimer, ClosesInTheMidstOfItsTicks) {
 
 TEST(PeriodicTimer, TakesCommandsFromManyThreads) {
   const Timer timer(100);
-  std::vector<std::jthread> threads;
-  for (int thread = 0; thread < 3; ++thread) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 200; ++i) {
-        timer.start();
-        timer.stop();
-      }
-    });
+  const auto command = [&] {
+    for (int i = 0; i < 200; ++i) {
+      timer.start();
+      timer.stop();
+    }
+  };
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 3; ++thread) threads.emplace_back(command);
   }
-  threads.clear();
   timer.start();
   awaitCalls(calls().size() + 1);
 }
@@ -155,10 +142,9 @@ TEST(PeriodicTimer, LetsCooperativeThreadsRunUntilItHasObeyed) {
   EXPECT_FALSE(sHeld);
 }
 
-_TIMER_HANDLE* sCommanded = nullptr;
-
 TEST(PeriodicTimer, ACallbackMayRaiseButNotCommandItsTimer) {
   static std::atomic<int> ticks;
+  static _TIMER_HANDLE* sCommanded;
   ticks = 0;
   const auto commandOrRaise = [](Long code, ULong) {
     if (code == kTimerTick && ++ticks == 1) keep(checkFailedBy([] { StopPeriodicTimer(sCommanded); }) != "", 0);
@@ -169,7 +155,7 @@ TEST(PeriodicTimer, ACallbackMayRaiseButNotCommandItsTimer) {
   sCommanded = timer.handle;
   timer.start();
   while (ticks < 3) std::this_thread::yield();
-  EXPECT_EQ(calls(), (std::vector<Call>{{1, 0}}));
+  EXPECT_EQ(calls(), (Calls{{1, 0}}));
   EXPECT_EQ(checkFailedBy([] { InitPeriodicTimer(nullptr, false, 1); }), "callback != NULL");
 }
 
@@ -178,45 +164,42 @@ TEST(TimerDevice, MeasuresAndWaitsInMicroseconds) {
   TIMERDevice timer;
   Int64 start = 0;
   Int64 elapsed = 0;
+  const auto sinceMark = [&] {
+    HeldClock::stepAtEachLook(0);
+    timer.GetTimeSinceMark(&elapsed);
+    return elapsed;
+  };
   timer.GetCurTime(&start);
   timer.MarkStartTime();
   HeldClock::advance(1'234);
-  timer.GetTimeSinceMark(&elapsed);
-  EXPECT_EQ(elapsed, 1'234);
+  EXPECT_EQ(sinceMark(), 1'234);
   timer.DeltaTime(&start, &elapsed);
   EXPECT_EQ(elapsed, 1'234);
   HeldClock::stepAtEachLook(100);
   timer.WaitAbsoluteTime(5'000, false);
-  HeldClock::stepAtEachLook(0);
-  timer.GetTimeSinceMark(&elapsed);
-  EXPECT_EQ(elapsed, 1'234 + 100 + 5'000);
+  EXPECT_EQ(sinceMark(), 1'234 + 100 + 5'000);
   HeldClock::stepAtEachLook(100);
   timer.WaitAbsoluteTime(1'000, true);
   timer.WaitRemainingTime(3'000);
-  HeldClock::stepAtEachLook(0);
-  timer.GetTimeSinceMark(&elapsed);
-  EXPECT_EQ(elapsed, 3'000);
+  EXPECT_EQ(sinceMark(), 3'000);
 }
 
 TEST(Interrupts, KeepAllOthersAwayAndNest) {
   InterruptsInit();
   Long count = 0;
+  const auto countTwice = [&] {
+    for (int i = 0; i < 1'000; ++i) {
+      const ULong outer = InterruptsOff();
+      const ULong inner = InterruptsOff();
+      ++count;
+      InterruptsOn(static_cast<Long>(inner));
+      ++count;
+      InterruptsOn(static_cast<Long>(outer));
+    }
+  };
   {
     std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-      threads.emplace_back([&] {
-        for (int i = 0; i < 1'000; ++i) {
-          const ULong outer = InterruptsOff();
-          const ULong inner = InterruptsOff();
-          ++count;
-          InterruptsOn(static_cast<Long>(inner));
-          ++count;
-          InterruptsOn(static_cast<Long>(outer));
-        }
-      });
-    }
+    for (int thread = 0; thread < 4; ++thread) threads.emplace_back(countTwice);
   }
   EXPECT_EQ(count, 8'000);
 }
-
-}  // namespace

@@ -40,15 +40,18 @@ inline std::string wordsOf(const XError& error, const char* text = nullptr, int 
   return buffer.c_str();
 }
 
-/// Returns:  the text of the failed check that `body` runs into, without its heading; "" if it runs into none.
-template <class Body>
-std::string checkFailedBy(Body&& body) {
-  const XError error = errorRaisedBy(std::forward<Body>(body));
-  const char* const code = error.GetCode();
-  if (!code || std::string(code) != "FATAL_ERROR") return "";
+/// Returns:  the text of the failed check that `error` tells of, without its heading.
+inline std::string failedCheckOf(const XError& error) {
   const std::string text = parm(error, "msg");
   const std::string heading = "Assertion failed: ";
   return text.starts_with(heading) ? text.substr(heading.size()) : text;
+}
+
+/// Returns:  the text of the failed check that `body` runs into; "" if it runs into none.
+template <class Body>
+std::string checkFailedBy(Body&& body) {
+  const XError error = errorRaisedBy(std::forward<Body>(body));
+  return error.GetCode() && std::string(error.GetCode()) == "FATAL_ERROR" ? failedCheckOf(error) : "";
 }
 
 }  // namespace ky::test

@@ -1,10 +1,5 @@
 // Marks of objects, and stepping over what is not known.
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 #include "tests/utils/StreamSupport.h"
 
 using namespace ky;

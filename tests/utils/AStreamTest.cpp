@@ -1,9 +1,7 @@
 #include "core/utils/AStream.h"
 
-#include <gtest/gtest.h>
-
 #include "core/utils/ABlockMemStream.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 #include "tests/utils/SomeValues.h"
 
 using namespace ky;

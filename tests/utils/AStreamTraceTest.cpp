@@ -1,8 +1,7 @@
-#include <gtest/gtest.h>
-
 #include "core/math/Rational.h"
 #include "core/utils/AStream.h"
 #include "tests/support/Printed.h"
+#include "tests/support/Test.h"
 #include "tests/utils/StreamSupport.h"
 
 using namespace ky;

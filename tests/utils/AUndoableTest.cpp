@@ -1,14 +1,10 @@
 #include "core/utils/AUndoable.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "core/error/XError.h"
 #include "core/lists/AliasSpec.h"
 #include "core/objsys/AIODesc.h"
 #include "core/objsys/AUndoMgr.h"
 #include "tests/objsys/Film.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

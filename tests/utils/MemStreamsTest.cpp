@@ -1,9 +1,6 @@
 #include "core/utils/MemStreams.h"
 
-#include <gtest/gtest.h>
-
-#include "core/mem/KyMemory.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 #include "tests/utils/StreamSupport.h"
 
 using namespace ky;

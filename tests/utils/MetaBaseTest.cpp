@@ -1,12 +1,7 @@
 #include "core/utils/MetaBase.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-
 #include "tests/support/Bare.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

@@ -1,6 +1,4 @@
 // Streams over blocks, buffers, sections, checksums and print: what the random operations do not meet.
-#include <gtest/gtest.h>
-
 #include "core/objsys/APortable.h"
 #include "core/utils/ABlockMemStream.h"
 #include "core/utils/ACrcStream.h"
@@ -9,7 +7,7 @@
 #include "core/utils/BufferStream.h"
 #include "core/utils/Crc.h"
 #include "tests/support/Printed.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 #include "tests/utils/StreamSupport.h"
 
 using namespace ky;

@@ -1,15 +1,10 @@
 // Random operations on every kind of store, compared with a vector of bytes.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <optional>
-#include <random>
 
-#include "core/mem/KyMemory.h"
 #include "core/utils/ABlockMemStream.h"
 #include "core/utils/ASectionStream.h"
 #include "core/utils/BufferStream.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 #include "tests/utils/StreamSupport.h"
 
 using namespace ky;

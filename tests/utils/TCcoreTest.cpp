@@ -1,13 +1,9 @@
 #include "core/utils/TCcore.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
-
 #include "tests/support/Bare.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Test.h"
 
+using namespace ky;
 using namespace ky::test;
 
 namespace {

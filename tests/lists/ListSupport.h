@@ -1,17 +1,25 @@
-// An object that tells how many of it are alive, and does what it is told when it ends.
+// For the tests of collections: elements as a vector, and objects that are counted.
 #pragma once
 
-#include <string>
-
-#include "core/base/AObject.h"
-#include "core/error/XError.h"
+#include "core/lists/AArray.h"
+#include "tests/support/Test.h"
 
 namespace ky::test {
 
+constexpr Long kAtEnd = INT_MAX;
+
+template <class T = Long>
+std::vector<T> contentsOf(AArray& array) {
+  array.DebugCheck();
+  const auto all = elements<T>(&array);
+  return {all.begin(), all.end()};
+}
+
+/// Tells how many of it are alive, and does what it is told when it ends.
 class Counted : public AObject {
  public:
   static Counted* New(Long value = 0) { return new Counted(value); }
-  static Long alive;
+  static inline Long alive = 0;
 
   void Dispose() override {
     const auto atEnd = onDispose;
@@ -33,7 +41,5 @@ class Counted : public AObject {
   explicit Counted(Long v) : value(v) { ++alive; }
   ~Counted() override { --alive; }
 };
-
-inline Long Counted::alive = 0;
 
 }  // namespace ky::test

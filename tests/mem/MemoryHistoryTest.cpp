@@ -1,0 +1,216 @@
+// Every kind of block through random histories, on one thread and on several at once; most of the latter is found when
+// the thread sanitizer watches.
+#include <array>
+#include <atomic>
+#include <deque>
+#include <thread>
+
+#include "core/mem/AltMemory.h"
+#include "core/mem/MemoryTracer.h"
+#include "core/threads/Blocking.h"
+#include "tests/mem/ToyToolbox.h"
+#include "tests/support/Test.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+constexpr int kThreads = 4;
+constexpr int kSteps = 20000;
+
+template <class Body>
+void onThreads(Body&& body) {
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < kThreads; ++i) threads.emplace_back([&body, i] { body(static_cast<unsigned>(i)); });
+}
+
+struct Pointers {
+  static char* make(Long size) { return static_cast<char*>(KyNewPtr(size)); }
+  static char* bytes(char* p) { return p; }
+  static Long size(char* p) { return KyGetPtrSize(p); }
+  static void resize(char*& p, Long size) {
+    void* moved = p;
+    KyReallocPtr(&moved, size);
+    p = static_cast<char*>(moved);
+  }
+  static void end(char* p) { KyDisposePtr(p); }
+};
+struct Handles {
+  static char** make(Long size) { return KyNewHandle(size); }
+  static char* bytes(char** h) { return *h; }
+  static Long size(char** h) { return KyGetHandleSize(h); }
+  static void resize(char** h, Long size) { KySetHandleSize(h, size); }
+  static void end(char** h) { KyDisposeHandle(h); }
+};
+struct Alt {
+  static char* make(Long size) { return static_cast<char*>(AltMalloc(size)); }
+  static char* bytes(char* p) { return p; }
+  static Long size(char* p) { return AltGetBlockSize(p); }
+  /// These cannot; instead what is dead goes back in between.
+  static void resize(char*, Long size) { size % 16 ? AltFreshen() : void(AltReturnMemToMac(size * 64)); }
+  static void end(char* p) { AltFree(p); }
+};
+
+/// Blocks that live, each with what it must hold.
+template <class Kind>
+class History {
+ public:
+  History(unsigned least, unsigned most, std::size_t most_live) : least_(least), most_(most), mostLive_(most_live) {}
+
+  void run(int steps) {
+    for (int step = 0; step < steps && !testing::Test::HasFailure(); ++step) {
+      if (live_.empty() || (live_.size() < mostLive_ && random_() % 2)) {
+        live_.emplace_back(Kind::make(anySize()), "");
+        fill(live_.back());
+        continue;
+      }
+      std::swap(live_[random_() % live_.size()], live_.back());
+      random_() % 2 ? end() : resize(live_.back());
+    }
+    while (!live_.empty()) end();
+  }
+
+ private:
+  using Block = std::pair<decltype(Kind::make(0)), std::string>;
+
+  Long anySize() { return static_cast<Long>(least_ + random_() % (most_ - least_)); }
+  void fill(Block& block) {
+    block.second.assign(std::size_t(Kind::size(block.first)), static_cast<char>(random_()));
+    std::memcpy(Kind::bytes(block.first), block.second.data(), block.second.size());
+  }
+  void expectKept(const Block& block, std::size_t bytes) {
+    ASSERT_EQ(std::memcmp(Kind::bytes(block.first), block.second.data(), bytes), 0);
+  }
+  void resize(Block& block) {
+    Kind::resize(block.first, anySize());
+    expectKept(block, std::min(block.second.size(), std::size_t(Kind::size(block.first))));
+    fill(block);
+  }
+  void end() {
+    const Block block = live_.back();
+    live_.pop_back();
+    ASSERT_EQ(Kind::size(block.first), static_cast<Long>(block.second.size()));
+    expectKept(block, block.second.size());
+    Kind::end(block.first);
+  }
+
+  std::mt19937 random_{7};
+  const unsigned least_, most_;
+  const std::size_t mostLive_;
+  std::vector<Block> live_;
+};
+
+template <class Kind>
+class MemoryHistory : public testing::Test {};
+using Kinds = testing::Types<Pointers, Handles, Alt>;
+TYPED_TEST_SUITE(MemoryHistory, Kinds);
+
+/// Fails unless as much of every kind is in use at its end as at its start.
+class NothingUsed {
+ public:
+  ~NothingUsed() {
+    EXPECT_EQ(AltGetTotalBytes() - AltGetFreeBytes(), bytes);
+    EXPECT_EQ(AltGetNumBlocks(), blocks);
+    EXPECT_EQ(memoryTotals().numHdls, handles);
+  }
+
+ private:
+  const Long bytes = AltGetTotalBytes() - AltGetFreeBytes();
+  const Long blocks = AltGetNumBlocks();
+  const Int64 handles = memoryTotals().numHdls;
+};
+
+}  // namespace
+
+TYPED_TEST(MemoryHistory, KeepsContentsAndTotals) {
+  const NothingUsed used;
+  History<TypeParam>(0, 200, 300).run(20000);
+  History<TypeParam>(0, 4000, 300).run(20000);
+}
+
+// Each lies in pages of its own.
+TEST(MemoryHistory, KeepsContentsOfLargePointers) {
+  const NothingStays memory;
+  History<Pointers>(0x80000, 0x600000, 5).run(150);
+}
+
+// Half of what a thread makes is ended by another.
+TYPED_TEST(MemoryHistory, BlocksMayEndOnAnotherThread) {
+  using Block = decltype(TypeParam::make(0));
+  const NothingUsed used;
+  const MemoryTotals before = memoryTotals();
+  std::array<std::atomic<Block>, 64> exchange{};
+  std::atomic<int> wrong{0};
+  const auto checkAndEnd = [&](Block block) {
+    if (!block) return;
+    const Long size = TypeParam::size(block);
+    const char* const bytes = TypeParam::bytes(block);
+    if (bytes[0] != static_cast<char>(size) || bytes[size - 1] != static_cast<char>(size)) ++wrong;
+    TypeParam::end(block);
+  };
+  onThreads([&](unsigned seed) {
+    std::mt19937 random(seed);
+    for (int step = 0; step < kSteps; ++step) {
+      const Long size = static_cast<Long>(1 + random() % 1500);
+      Block block = TypeParam::make(size);
+      std::memset(TypeParam::bytes(block), static_cast<int>(size), static_cast<std::size_t>(size));
+      checkAndEnd(exchange[random() % exchange.size()].exchange(block));
+    }
+  });
+  for (auto& left : exchange) checkAndEnd(left);
+  EXPECT_EQ(wrong, 0);
+  if constexpr (!std::is_same_v<TypeParam, Alt>) {
+    EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs) << "threads that ended keep their part";
+  }
+}
+
+TEST(MemoryThreads, MasterBlocksMayGoBackInBetween) {
+  onThreads([](unsigned seed) {
+    std::mt19937 random(seed);
+    std::deque<void*> mine;
+    for (int step = 0; step < kSteps; ++step) {
+      mine.push_back(AltMalloc(static_cast<Long>(random() % 2000)));
+      if (mine.size() > 300 || random() % 2) {
+        AltFree(mine.front());
+        mine.pop_front();
+      }
+      if (step % 1000 == 0) AltReturnMemToMac(1 << 20);
+    }
+    for (void* p : mine) AltFree(p);
+  });
+}
+
+TEST(MemoryThreads, TracingMayBeTurnedOnWhileOthersAllocate) {
+  std::atomic<bool> done{false};
+  std::thread other([&] {
+    while (!done) KyDisposePtr(KyNewPtr(24));
+  });
+  for (int i = 0; i < 6; ++i) KyAllocDebugToggle();
+  done = true;
+  other.join();
+  EXPECT_FALSE(DebugAllocs());
+}
+
+// A thread that waits for the memory mutex lets others run, one that gets it at once does not.
+TEST(MemoryThreads, WaitsForTheMemoryMutexAreFramed) {
+  static std::atomic<int> about, done;
+  about = done = 0;
+  const BlockingHooks before = installBlockingHooks({[]() -> Boolean { return ++about != 0; }, [] { ++done; }});
+  struct SlowToolbox : test::ToyToolbox {
+    char** newHandle(Long size) override {
+      waiter = std::thread([] { memoryTotals(); });
+      while (about == 0) std::this_thread::yield();
+      return ToyToolbox::newHandle(size);
+    }
+    std::thread waiter;
+  } box;
+  memoryTotals();
+  EXPECT_EQ(about, 0);
+  char** const h = KyNewHandle(10);
+  box.waiter.join();
+  installBlockingHooks(before);
+  EXPECT_EQ(about, 1);
+  EXPECT_EQ(done, 1);
+  KyDisposeHandle(h);
+}

@@ -1,0 +1,72 @@
+// What nearly every test needs: errors, memory that fails or stays behind, and rows of what is refused.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <functional>
+#include <initializer_list>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/mem/KyMemory.h"
+#include "core/mem/Owned.h"
+#include "tests/support/Raised.h"
+
+namespace ky::test {
+
+/// Returns:  the text of the check that `body` fails, else the code that it raises, else "".
+template <class Body>
+std::string refusalOf(Body&& body) {
+  const XError error = errorRaisedBy(std::forward<Body>(body));
+  const std::string code = error.GetCode() ? error.GetCode() : "";
+  return code == "FATAL_ERROR" ? failedCheckOf(error) : code;
+}
+
+struct Refusal {
+  std::string want;  ///< as refusalOf() tells it
+  std::function<void()> action;
+};
+
+inline void expectRefusals(std::initializer_list<Refusal> rows) {
+  for (const Refusal& row : rows) EXPECT_EQ(refusalOf(row.action), row.want);
+}
+
+/// Fails the test if pointers made in its scope outlive it.
+class NothingStays {
+ public:
+  NothingStays() : before(memoryTotals()) {}
+  ~NothingStays() {
+    EXPECT_EQ(memoryTotals().totalPtr, before.totalPtr);
+    EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
+  }
+  NothingStays(const NothingStays&) = delete;
+  NothingStays& operator=(const NothingStays&) = delete;
+
+ private:
+  const MemoryTotals before;
+};
+
+/// Runs `action` with its first allocation failing, then with its second, until none is left that could fail.
+///
+/// `after(code)` sees what each failure left, and what was raised.
+template <class Action, class After>
+void failEachAllocation(Action action, After after) {
+  for (Long nth = 1;; ++nth) {
+    SCOPED_TRACE(testing::Message() << "allocation " << nth);
+    std::string code;
+    bool failed = false;
+    {
+      const AllocationFailure failure(nth);
+      code = codeRaisedBy(action);
+      failed = failure.happened();
+    }
+    if (!failed) return;
+    after(code);
+  }
+}
+
+}  // namespace ky::test
