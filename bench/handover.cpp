@@ -69,7 +69,7 @@ void conditionVariables(benchmark::State& state) {
       wake[who].wait(hold, [&] { return turn == who; });
     }
   } baton;
-  std::atomic<bool> stop{false};
+  alignas(64) std::atomic<bool> stop{false};
   std::thread other([&] {
     pin(coreOf(state, 1));
     while (!stop) {
@@ -94,7 +94,7 @@ void conditionVariables(benchmark::State& state) {
 void directedYield(benchmark::State& state) {
   KyCoreThreadServer* const server = GetCoreThreadServer();
   KyCoreThread* const self = server->GetRunningThread();
-  std::atomic<bool> stop{false};
+  alignas(64) std::atomic<bool> stop{false};
   Player other([&] {
     pin(coreOf(state, 1));
     while (!stop) server->YieldTo(self, false);
@@ -182,7 +182,7 @@ int main(int argc, char** argv) {
   settings.coreThreads = true;
   KyStartHost(settings);
   // Beside a second thread, for the standard library's locks leave their atomics out while there is only one.
-  std::atomic<bool> stop{false};
+  alignas(64) std::atomic<bool> stop{false};
   std::thread idle([&] { stop.wait(false); });
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

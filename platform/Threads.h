@@ -29,6 +29,13 @@ KY_API int currentCore();
 /// Lets another thread have the processor.
 KY_API void yieldProcessor();
 
+/// Lets the processor rest a moment, in a thread that looks again and again for what another is about to do.
+inline void pauseProcessor() {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#endif
+}
+
 /// Sleeps while `word` holds `value`, until it is woken; may also return for no reason.
 KY_API void sleepWhile(const std::atomic<int>& word, int value);
 /// Wakes one that sleeps for `word`. Takes only the address, so the word itself may be gone.

@@ -3,17 +3,9 @@
 #include <chrono>
 #include <thread>
 
+#include "platform/Threads.h"
+
 namespace ky {
-
-namespace {
-
-inline void pause() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#endif
-}
-
-}  // namespace
 
 // The holder is soon done unless its processor was taken away: then only sleeping helps.
 void SpinLock::lockSlow() {
@@ -22,7 +14,7 @@ void SpinLock::lockSlow() {
   for (int tries = 0;; ++tries) {
     if (!taken_.load(std::memory_order_relaxed) && !taken_.exchange(true, std::memory_order_acquire)) return;
     if (tries < kPauses) {
-      pause();
+      platform::pauseProcessor();
     } else if (tries < kPauses + kYields) {
       std::this_thread::yield();
     } else {

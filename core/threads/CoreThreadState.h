@@ -10,6 +10,7 @@
 #include "core/error/ExceptionContainer.h"
 #include "core/threads/KyCoreThread.h"
 #include "core/threads/KyCoreThreadServer.h"
+#include "core/threads/ThreadContextManager.h"
 #include "core/threads/TurnLock.h"
 #include "platform/Locks.h"
 #include "platform/Threads.h"
@@ -18,6 +19,12 @@ namespace ky {
 
 struct CoreThreadState {
   static CoreThreadState& of(KyCoreThread* thread) { return *thread->iOwn; }
+
+  /// Tells whether the thread and its context know each other.
+  static bool isLinked(const KyCoreThread* thread) {
+    const ThreadContext* const context = thread->GetContext();
+    return context && context->GetCoreThreadObject() == thread;
+  }
 
   /// Raises the deferred KILL_THREAD_SIGNAL ahead of what else is deferred.
   void raiseKillSignal();
@@ -47,13 +54,12 @@ struct CoreThreadState {
 struct ServerSections {
   platform::RecursiveLock server;
 
-  // What changes with each turn lies together.
+  // Who holds it is the current cooperative thread: a mark of its own would be one more thing to carry at each turn.
   alignas(64) TurnLock turns;
-  std::atomic<KyCoreThread*> currentCoopThread{nullptr};
 };
 
 /// Returns:  the calling thread's object, or null; makes no context.
-KyCoreThread* runningCoreThread();
+inline KyCoreThread* runningCoreThread() { return tContext ? tContext->GetCoreThreadObject() : nullptr; }
 
 bool isKillSignal(const XError& error);
 

@@ -64,11 +64,6 @@ void KyCoreThread::operator delete(void* block) {
   ::operator delete(block);
 }
 
-bool KyCoreThread::isLinked() const {
-  const ThreadContext* const context = GetContext();
-  return context && context->GetCoreThreadObject() == this;
-}
-
 void KyCoreThread::SetName(const char* name) {
   const std::lock_guard hold(iOwn->gate);
   strncpyz(iName, name ? name : "", sizeof iName);
@@ -105,7 +100,7 @@ Boolean KyCoreThread::KillThead(Boolean abort) {
   {
     const ServerSection section(GetCoreThreadServer());
     if (!IsThreadAlive()) return true;
-    check(isLinked(), "this->mContext && this->mContext->GetCoreThreadObject() == this");
+    check(CoreThreadState::isLinked(this), "this->mContext && this->mContext->GetCoreThreadObject() == this");
   }
   RaiseException(XError(KILL_THREAD_SIGNAL));
   abort ? Abort() : Terminate();

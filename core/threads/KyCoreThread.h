@@ -166,7 +166,6 @@ class KY_API KyCoreThread {
   bool has(Flag flag) const { return (iFlags.load(std::memory_order_acquire) & flag) != 0; }
   void set(Flag flag) { iFlags.fetch_or(flag, std::memory_order_acq_rel); }
   void clear(Flag flag) { iFlags.fetch_and(static_cast<unsigned char>(~flag), std::memory_order_acq_rel); }
-  bool isLinked() const;
   void dropDeferred();
 
   ACharString iName = "";

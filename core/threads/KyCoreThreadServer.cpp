@@ -11,7 +11,6 @@
 #include "core/threads/Blocking.h"
 #include "core/threads/CoreThreadState.h"
 #include "core/threads/KyCoreThreadMutex.h"
-#include "core/threads/ThreadContextManager.h"
 #include "platform/Clock.h"
 
 using namespace ky;
@@ -38,8 +37,6 @@ const Band& bandOf(float priority) {
 
 }  // namespace
 
-KyCoreThread* ky::runningCoreThread() { return tContext ? tContext->GetCoreThreadObject() : nullptr; }
-
 void ky::registerCoreThreadTrace() { sSubsystem = dbgRegSubSystem("CoreThreads"); }
 
 void ky::traceCoreThreads(const char* format, ...) {
@@ -50,19 +47,14 @@ void ky::traceCoreThreads(const char* format, ...) {
   va_end(args);
 }
 
-KyCoreThreadServerBase::KyCoreThreadServerBase()
-    : iSections(new ServerSections),
-      mCurrentCoopThread(iSections->currentCoopThread),
-      iMasterMutex(new KyCoreThreadMutex) {}
+KyCoreThreadServerBase::KyCoreThreadServerBase() : iSections(new ServerSections), iMasterMutex(new KyCoreThreadMutex) {}
 
 KyCoreThreadServerBase::~KyCoreThreadServerBase() {
   delete iMasterMutex;
   delete iSections;
 }
 
-KyCoreThread* KyCoreThreadServerBase::GetCurrentCoopThread() const {
-  return mCurrentCoopThread.load(std::memory_order_acquire);
-}
+KyCoreThread* KyCoreThreadServerBase::GetCurrentCoopThread() const { return iSections->turns.heldBy(); }
 
 KyCoreThreadMutex* KyCoreThreadServerBase::GetMasterMutex() { return iMasterMutex; }
 

@@ -147,8 +147,7 @@ class KY_API KyCoreThreadServerBase {
   Long countNotSuspended();
 
   std::atomic<KyCoreThread*> mMainThread{nullptr};
-  std::atomic<KyCoreThread*>& mCurrentCoopThread;  ///< null while a turn changes hands
-  KyCoreThread* iThreads = nullptr;                ///< as all but the atomics, in the server's critical section
+  KyCoreThread* iThreads = nullptr;  ///< as all but the atomics, in the server's critical section
   ULong iPendingYield = 0;
   std::atomic<ULong> iReturnYield{0};
   std::atomic<Long> iThreadCount{0};

@@ -59,7 +59,7 @@ void KyCoreThreadServerBase::ThreadIsCreated(KyCoreThread* thread) {
     const ServerSection section(this);
     RegisterThread(thread);
     guardedReraise([&] { isMain ? adoptMainThread(thread) : startThread(thread); }, [&] { UnregisterThread(thread); });
-    check(thread->isLinked(), "thread->mContext->GetCoreThreadObject() == thread");
+    check(CoreThreadState::isLinked(thread), "thread->mContext->GetCoreThreadObject() == thread");
     thread->clear(KyCoreThread::kOutside);
     thread->set(KyCoreThread::kAlive);
     ++iThreadCount;
@@ -100,7 +100,7 @@ void KyCoreThreadServerBase::startThread(KyCoreThread* thread) {
 void KyCoreThreadServerBase::ThreadIsDeleted(KyCoreThread* thread) {
   if (!thread->has(KyCoreThread::kAlive)) return;
   if (runningCoreThread() != thread) return stopFromOutside(thread);
-  check(thread->isLinked(), kLinkedText);
+  check(CoreThreadState::isLinked(thread), kLinkedText);
   {
     const ServerSection section(this);
     UnregisterThread(thread);
@@ -138,25 +138,23 @@ void KyCoreThreadServerBase::stopFromOutside(KyCoreThread* thread) {
   CoreThreadState::of(thread).lost = true;
 }
 
-void KyCoreThreadServerBase::SwitchIn(KyCoreThread* thread) {
-  if (CoreThreadState::of(thread).cooperative) mCurrentCoopThread.store(thread, std::memory_order_release);
-}
+void KyCoreThreadServerBase::SwitchIn(KyCoreThread* thread) { CoreThreadState::of(thread).inside = true; }
 
-void KyCoreThreadServerBase::SwitchOut(KyCoreThread* thread) {
-  if (CoreThreadState::of(thread).cooperative) mCurrentCoopThread.store(nullptr, std::memory_order_release);
-}
+void KyCoreThreadServerBase::SwitchOut(KyCoreThread* thread) { CoreThreadState::of(thread).inside = false; }
 
+// Where a thread stands is for itself to look at.
 void KyCoreThreadServerBase::preconditions(KyCoreThread* thread) {
   if (!check(thread != nullptr, "thread")) return;
-  check(thread->isLinked(), kLinkedText);
-  if (iSections->turns.isHeldBy(thread)) check(thread == mCurrentCoopThread, "thread == mCurrentCoopThread");
+  check(CoreThreadState::isLinked(thread), kLinkedText);
+  const CoreThreadState& own = CoreThreadState::of(thread);
+  if (thread != runningCoreThread() || !own.inside || !own.cooperative) return;
+  check(iSections->turns.isHeldBy(thread), "thread == mCurrentCoopThread");
 }
 
 void KyCoreThreadServerBase::postconditions(KyCoreThread* thread) {
   preconditions(thread);
-  if (thread && iSections->turns.isHeldBy(thread)) {
-    check(mCurrentCoopThread == runningCoreThread(), "mCurrentCoopThread == SERVERNAME_ GetRunningThread()");
-  }
+  if (!thread || !iSections->turns.isHeldBy(thread)) return;
+  check(thread == runningCoreThread(), "mCurrentCoopThread == SERVERNAME_ GetRunningThread()");
 }
 
 void KyCoreThreadServerBase::ReleaseExclusive(KyCoreThread* thread) {
@@ -191,11 +189,9 @@ void KyCoreThreadServerBase::beforeTurnEnds(KyCoreThread* thread) {
   thread->SaveContext();
   postconditions(thread);
   SwitchOut(thread);
-  CoreThreadState::of(thread).inside = false;
 }
 
 void KyCoreThreadServerBase::afterTurnBegan(KyCoreThread* thread) {
-  CoreThreadState::of(thread).inside = true;
   SwitchIn(thread);
   preconditions(thread);
   thread->RestoreContext();
@@ -227,7 +223,8 @@ KyCoreThread* KyCoreThreadServerBase::aimOfYield(KyCoreThread* target, Boolean c
   if (!target && iReturnYield != 0) target = FindThread(iReturnYield.exchange(0));
   // One that has just ended is nobody to yield to.
   if (target && !target->has(KyCoreThread::kAlive)) target = nullptr;
-  if (target && !check(target->isLinked(), "target->mContext && target->mContext->GetCoreThreadObject() == target")) {
+  if (target && !check(CoreThreadState::isLinked(target),
+                       "target->mContext && target->mContext->GetCoreThreadObject() == target")) {
     target = nullptr;
   }
   if (target) SetWin32Priority(target, 1);

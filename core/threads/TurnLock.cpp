@@ -5,78 +5,93 @@
 namespace ky {
 namespace {
 
-// A turn that went to another core comes back within the pauses, or at least the yields. One that went to a thread of
+// A turn that went to another core comes back within the looks, or at least the yields. One that went to a thread of
 // the same core comes back only if this one sleeps.
-constexpr int kPauses = 32;
+//
+// A look takes the line away from whoever is about to write to it, which costs that one more than a look gains. So the
+// first comes about when the turn could be back at the earliest, and the others stand apart.
+constexpr int kPausesAtFirst = 6;
+constexpr int kPausesBetween = 2;
+constexpr int kLooks = 64;
 constexpr int kYields = 8;
 
 // One that slept takes so long to come up that who called it had better not sleep as well, or both would for ever.
 constexpr int kYieldsForSleeper = 200;
 
-inline void pause() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#endif
-}
-
 }  // namespace
 
-/// A waiter's place in line, on its own stack. What the waiter looks at lies apart from what others read and write.
+/// A waiter's place in line, on its own stack; under the gate but for `state`.
 struct alignas(64) TurnLock::Place {
-  enum State : int { called, asleep, inLine };  ///< as inLine the core is added on which the waiter was
-
-  void await(int yields);
-  /// Returns:  the state that the waiter was in.
-  int call() { return state.exchange(called, std::memory_order_acq_rel); }
-  bool isCalled() const { return state.load(std::memory_order_acquire) == called; }
-  bool isCalledWithin(int yields) const;
+  enum State : int { awake, asleep, called };
 
   Who who = nullptr;
   Place* next = nullptr;
+  int core = platform::currentCore();
   bool overtaken = false;
-  const int waiting = inLine + platform::currentCore();
-  alignas(64) std::atomic<int> state{waiting};
+  std::atomic<int> state{awake};  ///< a sleeper's place stays until it is `called`
 };
 
-bool TurnLock::Place::isCalledWithin(int yields) const {
-  for (int i = 0; i < kPauses; ++i) {
-    if (isCalled()) return true;
-    pause();
+bool TurnLock::comesSoon(Who who, int yields) const {
+  for (int look = 0; look < kLooks; ++look) {
+    for (int i = look == 0 ? kPausesAtFirst : kPausesBetween; i > 0; --i) platform::pauseProcessor();
+    if (heldBy() == who) return true;
   }
   for (int i = 0; i < yields; ++i) {
-    if (isCalled()) return true;
     platform::yieldProcessor();
+    if (heldBy() == who) return true;
   }
   return false;
 }
 
-void TurnLock::Place::await(int yields) {
-  if (yields > 0 && isCalledWithin(yields)) return;
-  int before = waiting;
-  if (!state.compare_exchange_strong(before, asleep, std::memory_order_acq_rel)) return;
-  while (!isCalled()) platform::sleepWhile(state, asleep);
-}
-
-// The place may be gone once its owner sees the call; to wake the owner only its address is needed.
-int TurnLock::call(Place* next) {
-  const int before = next->call();
-  if (before == Place::asleep) platform::wakeSleeper(next->state);
-  return before;
+void TurnLock::await(Place& self, int yields) {
+  if (yields > 0 && comesSoon(self.who, yields)) return;
+  {
+    const SpinTenure hold(gate);
+    if (isHeldBy(self.who)) return;
+    self.state.store(Place::asleep, std::memory_order_relaxed);
+    ++sleepers;
+  }
+  while (self.state.load(std::memory_order_acquire) != Place::called) platform::sleepWhile(self.state, Place::asleep);
 }
 
 void TurnLock::join(Place& place) {
   (last ? last->next : first) = &place;
   last = &place;
-  lastWho = place.who;
+  lastWho.store(place.who, std::memory_order_relaxed);
+  lastCore = place.core;
 }
 
-/// Makes the first in line the holder.
-TurnLock::Place* TurnLock::callNext() {
+/// Makes the first in line the holder; one that stands alone is not looked at, unless it sleeps.
+TurnLock::Call TurnLock::callNext() {
+  if (!first) {
+    holder.store(nullptr, std::memory_order_relaxed);
+    return {};
+  }
   Place* const next = first;
-  first = next ? next->next : nullptr;
-  if (!first) last = nullptr;
-  holder.store(next ? next->who : nullptr, std::memory_order_relaxed);
-  return next;
+  Call call;
+  Who who = lastWho.load(std::memory_order_relaxed);
+  call.core = lastCore;
+  if (first == last) {
+    first = last = nullptr;
+    lastWho.store(nullptr, std::memory_order_relaxed);
+  } else {
+    who = next->who;
+    call.core = next->core;
+    first = next->next;
+  }
+  if (sleepers != 0 && next->state.load(std::memory_order_relaxed) == Place::asleep) {
+    --sleepers;
+    call.sleeper = next;
+  }
+  holder.store(who, std::memory_order_release);
+  return call;
+}
+
+// The place is gone once its owner sees the call; to wake the owner only its address is needed.
+void TurnLock::wake(Place* sleeper) {
+  if (!sleeper) return;
+  sleeper->state.store(Place::called, std::memory_order_release);
+  platform::wakeSleeper(sleeper->state);
 }
 
 void TurnLock::moveAhead(Who chosen) {
@@ -92,7 +107,8 @@ void TurnLock::moveAhead(Who chosen) {
   before->next = place->next;
   if (last == place) {
     last = before;
-    lastWho = before->who;
+    lastWho.store(before->who, std::memory_order_relaxed);
+    lastCore = before->core;
   }
   Place*& ahead = overtaken ? overtaken->next : first;
   for (Place* at = ahead; at != place->next; at = at->next) at->overtaken = true;
@@ -105,85 +121,78 @@ void TurnLock::enter(Who who) {
   self.who = who;
   {
     const SpinTenure hold(gate);
-    if (holder.load(std::memory_order_relaxed) == nullptr) {
+    if (isHeldBy(nullptr)) {
       holder.store(who, std::memory_order_relaxed);
       return;
     }
     join(self);
     waiting.fetch_add(1, std::memory_order_relaxed);
   }
-  self.await(kYields);
+  await(self, kYields);
 }
 
 void TurnLock::leave() {
-  Place* next = nullptr;
+  Call call;
   {
     const SpinTenure hold(gate);
-    next = callNext();
-    if (next) waiting.fetch_sub(1, std::memory_order_relaxed);
+    if (first) waiting.fetch_sub(1, std::memory_order_relaxed);
+    call = callNext();
   }
-  if (next) call(next);
+  wake(call.sleeper);
 }
 
 bool TurnLock::isInLine(Who who) {
+  if (lastWho.load(std::memory_order_relaxed) == who) return true;
   const SpinTenure hold(gate);
-  if (first == last || lastWho == who) return first && lastWho == who;
-  const Place* place = first;
+  const Place* place = first == last ? nullptr : first;
   while (place && place->who != who) place = place->next;
   return place != nullptr;
 }
 
 void TurnLock::pass(Who chosen) {
   Place self;
-  Place* next = nullptr;
+  Call call;
   {
     const SpinTenure hold(gate);
     if (chosen) moveAhead(chosen);
     if (!first) return;
     self.who = holder.load(std::memory_order_relaxed);
-    if (first == last) {
-      // Only two take turns: they change places, and nothing of the other's is touched but its call.
-      next = first;
-      holder.store(lastWho, std::memory_order_relaxed);
-      first = last = nullptr;
-      join(self);
-    } else {
-      join(self);
-      next = callNext();
-    }
+    call = callNext();
+    join(self);
   }
-  const int before = call(next);
-  self.await(before == self.waiting ? 0 : before == Place::asleep ? kYieldsForSleeper : kYields);
+  wake(call.sleeper);
+  await(self, call.sleeper ? kYieldsForSleeper : call.core == self.core ? 0 : kYields);
 }
 
 // Only a holder offers, and only with nobody in line, so there is one offer at most.
 void TurnLock::offer(int tries) {
-  Place self;
   if (isAwaited()) return pass();
+  Place self;
+  Call call;
   {
     const SpinTenure hold(gate);
     self.who = holder.load(std::memory_order_relaxed);
+    // Somebody may have come first meanwhile: the turn goes there.
+    const bool isFirst = !first;
     join(self);
-    waiting.fetch_add(1, std::memory_order_relaxed);
-    // Somebody came first meanwhile: the turn goes there.
-    if (first != &self) {
-      Place* const next = callNext();
-      waiting.fetch_sub(1, std::memory_order_relaxed);
-      call(next);
-    } else {
+    if (isFirst) {
+      waiting.fetch_add(1, std::memory_order_relaxed);
       holder.store(nullptr, std::memory_order_relaxed);
+    } else {
+      call = callNext();
     }
   }
-  for (int i = 0; i < tries && holder.load(std::memory_order_relaxed) == nullptr; ++i) platform::yieldProcessor();
+  wake(call.sleeper);
+  for (int i = 0; i < tries && isHeldBy(nullptr); ++i) platform::yieldProcessor();
   {
     const SpinTenure hold(gate);
-    if (holder.load(std::memory_order_relaxed) == nullptr) {
+    if (isHeldBy(nullptr)) {
       callNext();
       waiting.fetch_sub(1, std::memory_order_relaxed);
       return;
     }
   }
-  self.await(kYields);
+  await(self, kYields);
 }
 
 }  // namespace ky

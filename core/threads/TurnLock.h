@@ -5,15 +5,17 @@
 
 #include "core/mem/SpinLock.h"
 
+class KyCoreThread;
+
 namespace ky {
 
-/// One thread at a time holds it. Who that is, a caller tells by a pointer of its choice, one for each thread.
+/// One thread at a time holds it. Who that is, callers tell by the thread's object, at which nobody looks here.
 ///
 /// Passing the turn is one step, so nobody slips in between; a passer joins the end of the line. A chosen waiter goes
 /// ahead of the line, but overtakes nobody twice in one wait, so that two who pass it to each other starve nobody.
 class TurnLock {
  public:
-  using Who = const void*;
+  using Who = KyCoreThread*;
 
   TurnLock() = default;
   TurnLock(const TurnLock&) = delete;
@@ -35,6 +37,8 @@ class TurnLock {
   /// enters first, and stays in line behind that one.
   void offer(int tries);
 
+  /// Returns:  null while nobody holds it. May be out of date, but for whether it is the caller.
+  Who heldBy() const { return holder.load(std::memory_order_acquire); }
   bool isHeldBy(Who who) const { return holder.load(std::memory_order_relaxed) == who; }
   /// Tells whether anybody is in line. May be out of date.
   bool isAwaited() const { return waiting.load(std::memory_order_relaxed) != 0; }
@@ -42,17 +46,29 @@ class TurnLock {
  private:
   struct Place;
 
-  static int call(Place* next);
+  /// What is to be known of the one who was made the holder.
+  struct Call {
+    Place* sleeper = nullptr;  ///< its place, if it is to be woken
+    int core = -1;             ///< on which it was when it joined the line
+  };
+
+  bool comesSoon(Who who, int yields) const;
+  void await(Place& self, int yields);
   void join(Place& place);
-  Place* callNext();
+  Call callNext();
+  static void wake(Place* sleeper);
   void moveAhead(Who chosen);
 
+  // All that a turn between two changes lies together, so that it takes one line of memory from core to core: they
+  // wait by looking at the holder, and what is to be known of a line of one is told without a look at its place.
   SpinLock gate;
-  Place* first = nullptr;  ///< as `last`, under the gate
-  Place* last = nullptr;
-  Who lastWho = nullptr;  ///< who stands last, so that a line of one is told without a look at it
-  std::atomic<int> waiting{0};
+  int sleepers = 0;  ///< as all but the atomics, under the gate
   std::atomic<Who> holder{nullptr};
+  Place* first = nullptr;
+  Place* last = nullptr;
+  std::atomic<Who> lastWho{nullptr};  ///< null with nobody in line
+  int lastCore = -1;
+  std::atomic<int> waiting{0};
 };
 
 }  // namespace ky

@@ -181,12 +181,6 @@ Wait waitForOne(Waitable* object, Int64 milliseconds, const GiveUp* giveUp) {
   return waitInLine({&object, 1}, false, milliseconds, which, giveUp);
 }
 
-inline void pause() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#endif
-}
-
 }  // namespace
 
 Wait waitForAny(std::span<Waitable* const> objects, Int64 milliseconds, std::size_t& which, const GiveUp* giveUp) {
@@ -210,7 +204,7 @@ Wait RecursiveLock::lockSlow(Int64 milliseconds, const GiveUp* giveUp) {
   if (tLockOwner == 0) joinTheLiving();
   if (tryTake()) return Wait::acquired;
   for (int spin = 0; milliseconds != 0 && spin < kSpins; ++spin) {
-    pause();
+    pauseProcessor();
     if (word.load(std::memory_order_relaxed) == 0 && tryTake()) return Wait::acquired;
   }
   return waitForOne(this, milliseconds, giveUp);
