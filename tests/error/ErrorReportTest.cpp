@@ -88,15 +88,12 @@ TEST(ErrorReport, WithoutTemplatesEachLevelHasItsDefaultLine) {
             "codePtr != NULL");
 }
 
-TEST(ErrorReport, ALookUpMayServeInPlaceOfResources) {
+TEST(ErrorReport, TemplatesFromALookUpOrResourcesSeeTheOutermostParameters) {
   installTemplateLookup([](const char* code) -> const char* {
     return std::string(code) == "DISK_EOF" ? "The file <filename> is too short." : nullptr;
   });
   EXPECT_EQ(report(raiseTwoLevels), "The file reel.bin is too short.");
   installTemplateLookup(nullptr);
-}
-
-TEST(ErrorReport, TemplatesSeeTheOutermostParameters) {
   Resources resources;
   resources.texts = {{"DISK_EOF", "<filename> ended."}, {"SYS_ERROR", "<filename>: <status>"}};
   EXPECT_EQ(report(raiseTwoLevels), "reel.bin ended.");

@@ -23,25 +23,23 @@ int collectPieces(const char* format, KyVaList args) {
 }
 
 std::string sLines;
-int sLevel = 0;
 
-void collectLines(const char* line, int level) {
-  sLines += line;
-  sLevel = level;
-}
-
-/// Collects the console's lines.
+/// Collects the console's lines, each behind its level.
 class Console {
  public:
-  Console() : before(UnitTestBase::SetLineSink(collectLines)) { sLines.clear(); }
+  Console() : before(UnitTestBase::SetLineSink(collect)) { sLines.clear(); }
   ~Console() {
     UnitTestBase::SetVerbose(4);
     UnitTestBase::SetLineSink(before);
   }
 
  private:
+  static void collect(const char* line, int level) { sLines += std::to_string(level) + line; }
+
   UnitTestBase::LineSink before;
 };
+
+}  // namespace
 
 TEST(DebugPrintf, BelongsToTheMainThread) {
   const DebugPrinted main;
@@ -57,38 +55,25 @@ TEST(DebugPrintf, BelongsToTheMainThread) {
 
 TEST(DebugPrintf, TextStoredBeforeIsPrintedInPiecesAtTheNextInstall) {
   ky::storeDebugText(std::string(250, 's').c_str());
-  sPieces.clear();
-  const DbgPrintfProc before = dbgInstallPrintf(collectPieces);
-  dbgInstallPrintf(before);
+  for (int round = 0; round < 2; ++round) dbgInstallPrintf(dbgInstallPrintf(collectPieces));
   EXPECT_EQ(sPieces, (std::vector<std::string>{std::string(100, 's'), std::string(100, 's'), std::string(50, 's')}));
-  dbgInstallPrintf(collectPieces);
-  dbgInstallPrintf(before);
-  EXPECT_EQ(sPieces.size(), 3u);
 }
 
-TEST(ConsolePrintf, IsALineOfLevelOneThatVerbosityCanHide) {
-  const Console console;
-  EXPECT_EQ(cprintf("%s %d\n", "take", 2), 7);
-  EXPECT_EQ(sLines, "take 2\n");
-  EXPECT_EQ(sLevel, 1);
-  UnitTestBase::SetVerbose(0);
-  cprintf("unseen");
-  UnitTestBase::AddComment("seen", 0);
-  EXPECT_EQ(sLines, "take 2\nseen");
-}
-
-TEST(ConsoleLog, KeepsTheLinesUpToItsLevel) {
+TEST(Console, VerbosityHidesLinesAndTheLogKeepsThoseUpToItsLevel) {
   const Console console;
   const std::string folder = testing::TempDir() + "ky_console_log";
   std::remove((folder + "/session.log").c_str());
   ASSERT_TRUE(UnitTestBase::LogOn("session.log", folder.c_str(), 4));
-  UnitTestBase::AddComment("one\n", 1);
+  EXPECT_EQ(cprintf("%s %d\n", "take", 2), 7);
   UnitTestBase::AddComment("five\n", 5);
   UnitTestBase::LogOff();
-  UnitTestBase::AddComment("after\n", 1);
+  UnitTestBase::SetVerbose(0);
+  cprintf("unseen");
+  UnitTestBase::AddComment("seen", 0);
+  EXPECT_EQ(sLines, "1take 2\n0seen");
   std::string logged;
   std::getline(std::ifstream(folder + "/session.log"), logged, '\0');
-  EXPECT_EQ(logged, "one\n");
+  EXPECT_EQ(logged, "take 2\n");
   EXPECT_FALSE(UnitTestBase::LogOn("x", "/dev/null/nowhere", 4));
 }
 
@@ -126,5 +111,3 @@ TEST(DbgCstring, QuotesEscapesAndCuts) {
   EXPECT_STREQ(dbgCstring("own buffer", nullptr, 0), "\"own buffer\"");
   EXPECT_EQ(std::string(dbgCstring(std::string(400, 'x').c_str(), nullptr, 0)).size(), 255u);
 }
-
-}  // namespace

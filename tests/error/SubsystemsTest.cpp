@@ -39,24 +39,24 @@ BARE_TEST(Subsystems, TheNamesShareOneArea) {
   EXPECT_EQ(checkFailedBy([] { dbgRegSubSystem(""); }), "nextName + nameLen < MAX_SUBSYSTEMS * SUBSYS_NAMESIZE");
 }
 
+const std::string kSaved = "\1\0Undo\0\2\0DL\0\x0F\0"s;
+
 BARE_TEST(Subsystems, TheSavedFormHoldsThoseWithAFlag) {
   raiseFatals();
   dbgSetFlag(dbgRegSubSystem("Undo"), kDbgPrint);
   dbgRegSubSystem("Domain");
   dbgSetFlag(dbgRegSubSystem("DL"), 15);
-  const std::string saved = "\1\0Undo\0\2\0DL\0\x0F\0"s;
-  ASSERT_EQ(ky::savedSubsystemsLength(), static_cast<Long>(saved.size()));
+  ASSERT_EQ(ky::savedSubsystemsLength(), 14);
   char buffer[32];
   EXPECT_EQ(checkFailedBy([&] { ky::saveSubsystems(buffer, 13); }), "bufLen >= totalLen");
   EXPECT_EQ(ky::saveSubsystems(buffer, sizeof buffer), 14);
-  EXPECT_EQ(std::string(buffer, 14), saved);
+  EXPECT_EQ(std::string(buffer, 14), kSaved);
 }
 
 BARE_TEST(Subsystems, ASavedFormSetsFlagsAsFarAsItIsWhole) {
-  const std::string saved = "\1\0Undo\0\2\0DL\0\x0F\0"s;
-  for (std::size_t length = 0; length <= saved.size(); ++length) {
+  for (std::size_t length = 0; length <= kSaved.size(); ++length) {
     SCOPED_TRACE(length);
-    const std::string cut = saved.substr(0, length);
+    const std::string cut = kSaved.substr(0, length);
     ky::restoreSubsystems(cut.data(), static_cast<Long>(length));
     EXPECT_EQ(dbgGetSubSystemID("Undo") != 0, length >= 9);
     EXPECT_EQ(dbgGetSubSystemID("DL") != 0, length >= 14);

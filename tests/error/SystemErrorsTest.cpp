@@ -10,10 +10,7 @@ using namespace ky;
 using namespace ky::test;
 
 TEST(SystemErrors, FileFailuresHaveADiskCodeAboveTheHostsNumber) {
-  const struct {
-    int err;
-    const char* code;
-  } rows[] = {
+  const std::pair<int, std::string> rows[] = {
       {platform::fileErrorOf(ENOENT), "DISK_FILE_NOT_FOUND"},
       {platform::fileErrorOf(ETXTBSY), "DISK_SHARING_VIOLATION"},
       {platform::fileErrorOf(EAGAIN), "DISK_FILE_LOCKED"},
@@ -25,15 +22,14 @@ TEST(SystemErrors, FileFailuresHaveADiskCodeAboveTheHostsNumber) {
       {platform::fileErrorOf(ENOMEM), "FILE_OTHER"},
       {0, "FILE_OTHER"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.err);
-    const XError error = errorRaisedBy([&] { xraiseWinFileError(row.err, "reel.bin"); });
-    EXPECT_STREQ(error.GetCode(), row.code);
-    EXPECT_EQ(parm(error, "filename"), "reel.bin");
+  for (const auto& [number, code] : rows) {
+    SCOPED_TRACE(number);
+    const XError error = errorRaisedBy([&] { xraiseWinFileError(number, "reel.bin"); });
+    EXPECT_EQ(wordsOf(error), "Exception: " + code + ", filename:reel.bin");
     EXPECT_STREQ(error.GetLevelCode(1), "SYS_ERROR");
     Long status = 0;
     EXPECT_TRUE(error.GetParm(&status, 1, "status"));
-    EXPECT_EQ(status, row.err);
+    EXPECT_EQ(status, number);
   }
 }
 
