@@ -15,10 +15,9 @@ std::string shown(char** h) { return h ? std::string(*h) + "/" + std::to_string(
 }  // namespace
 
 TEST(KyStringHandles, Assigning) {
-  using Assign = char** (*)(char**, const char*);
   const struct {
     const char* name;
-    Assign assign;
+    char** (*assign)(char**, const char*);
     const char* before;
     const char* source;
     const char* want;

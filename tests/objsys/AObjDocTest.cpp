@@ -129,33 +129,26 @@ TEST(AObjDoc, KeepsTheByteOrderAndIdentityOfADocumentThatItWritesBack) {
 }
 
 TEST(AObjDoc, ReadsTheOlderVersions) {
-  const struct {
-    const char* name;
-    const char* hex;
-    const char* want;
-  } cases[] = {
-      {"1: numbers of one byte, the root last",
-       "0006446f6d61696e4f424a440007414f626a446f63010013323032362f31312f32312030323a34323a333500000002434c4950000000090"
+  const std::pair<const char*, const char*> cases[] = {
+      // 1: numbers of one byte, the root last
+      {"0006446f6d61696e4f424a440007414f626a446f63010013323032362f31312f32312030323a34323a333500000002434c4950000000090"
        "1"
        "0000000200014202434c495000000009010000000100014101",
        "A 1@0 B 2@0 closed"},
-      {"2: numbers of four bytes",
-       "0006446f6d61696e4f424a440007414f626a446f63020013323032362f31312f32312030323a34323a33350000000200000002434c49500"
+      // 2: numbers of four bytes
+      {"0006446f6d61696e4f424a440007414f626a446f63020013323032362f31312f32312030323a34323a33350000000200000002434c49500"
        "0"
        "00000c010000000200014200000002434c49500000000c010000000100014100000001",
        "A 1@0 B 2@0 closed"},
-      {"3: tags and minor versions",
-       "0006446f6d61696e4f424a440007414f626a446f63030013323032362f31312f32312030323a34323a33350000000200000002434c49500"
+      // 3: tags and minor versions
+      {"0006446f6d61696e4f424a440007414f626a446f63030013323032362f31312f32312030323a34323a33350000000200000002434c49500"
        "0"
        "000015020100000002000142000000020101470000001e03434c495000000015020100000001000141000000010101470000001903",
        "A 1@25 B 2@30 closed"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    EXPECT_EQ(described(loaded(fromHex(c.hex))), c.want);
-  }
+  for (const auto& [hex, want] : cases) EXPECT_EQ(described(loaded(fromHex(hex))), want);
   // Version 2 may name any object as its root.
-  std::string second = fromHex(cases[1].hex);
+  std::string second = fromHex(cases[1].first);
   second[50] = 1;
   EXPECT_EQ(described(loaded(second)), "B 2@0 A 1@0 closed");
 }
@@ -300,21 +293,16 @@ TEST(AObjDoc, RefusesWhatCannotBeRight) {
   EXPECT_LE(Clip::alive - alive, 2 * 4);
 }
 
-TEST(AObjDoc, APointerToAnotherClassIsRefused) {
-  Owned<Clip> clip(Clip::New("c"));
+TEST(AObjDoc, DeferredChecksRunOnceAllIsLoaded) {
+  Owned<Clip> clip(Clip::New("x"));
   clip->next = clip.get();
   Owned<Reel> reel(Reel::New({}));
   reel->leader = clip.get();
   std::string document = saved(reel.get());
   document[kFirstRecord + 8 + 9] = 2;  // the clip's next becomes the reel
   EXPECT_EQ(reasonRaisedBy(document), "Object of an unexpected class");
-}
-
-TEST(AObjDoc, DeferredChecksRunOnceAllIsLoaded) {
-  Owned<Clip> nameless(Clip::New("x"));
-  OwnedHandle(std::exchange(nameless->name, nullptr));
-  Owned<Reel> reel(Reel::New({}));
-  reel->leader = nameless.get();
+  clip->next = nullptr;
+  OwnedHandle(std::exchange(clip->name, nullptr));
   EXPECT_EQ(reasonRaisedBy(saved(reel.get())), "A leader without a name");
 }
 

@@ -14,11 +14,6 @@ constexpr Long kClip = Long(Clip::portableID);
 constexpr Long kOldClip = Long(MakeChar4("clip"));
 constexpr Long kNobody = Long(MakeChar4("Nob?"));
 
-void registerOldClip() {
-  registerFilm();
-  static bool done = false;
-  if (!std::exchange(done, true)) PClassAddAlias(kOldClip, kClip);
-}
 }  // namespace
 
 TEST(PClass, FindsClassesByIdentifierAndByName) {
@@ -28,23 +23,19 @@ TEST(PClass, FindsClassesByIdentifierAndByName) {
   EXPECT_STREQ(FindClassName(Long(MakeChar4("DOMN"))), "ADomain");
   EXPECT_EQ(FindPCID("Reel"), Long(Reel::portableID));
   EXPECT_EQ(FindPCID("reel"), 0);
-  const XError error = errorRaisedBy([] { FindClassName(kNobody); });
-  EXPECT_STREQ(error.GetCode(), "PCREG_UNKNOWN_CLASSID");
-  EXPECT_EQ(parm(error, "classID"), std::to_string(kNobody));
-}
-
-TEST(PClass, RefusesASecondClassUnderAnIdentifier) {
-  registerFilm();
-  const XError error = errorRaisedBy([] { Clip::PCRegister(); });
-  EXPECT_STREQ(error.GetCode(), "PCREG_DUPLICATE_CLASSID");
-  EXPECT_EQ(parm(error, "classStr"), "CLIP");
-  EXPECT_EQ(parm(error, "classID"), std::to_string(kClip));
-  EXPECT_EQ(codeRaisedBy([] { PClassAddAlias(Long(Reel::portableID), kClip); }), "PCREG_DUPLICATE_CLASSID");
-  EXPECT_EQ(codeRaisedBy([] { PClassAddAlias(1, kNobody); }), "PCREG_UNKNOWN_CLASSID");
+  EXPECT_EQ(wordsOf(errorRaisedBy([] { FindClassName(kNobody); })),
+            "Exception: PCREG_UNKNOWN_CLASSID, classID:" + std::to_string(kNobody));
+  EXPECT_EQ(wordsOf(errorRaisedBy([] { Clip::PCRegister(); })),
+            "Exception: PCREG_DUPLICATE_CLASSID, classStr:CLIP, classID:" + std::to_string(kClip));
+  expectRefusals({
+      {"PCREG_DUPLICATE_CLASSID", [] { PClassAddAlias(Long(Reel::portableID), kClip); }},
+      {"PCREG_UNKNOWN_CLASSID", [] { PClassAddAlias(1, kNobody); }},
+  });
 }
 
 TEST(PClass, AnAliasCreatesTheCurrentClassAndIsNeverWritten) {
-  registerOldClip();
+  registerFilm();
+  PClassAddAlias(kOldClip, kClip);
   Owned<APortable> object(NewByClassID(kOldClip, 0));
   EXPECT_TRUE(object->IsInstanceOf("Clip"));
   EXPECT_EQ(GetWriteClassID(object.get()), kClip);

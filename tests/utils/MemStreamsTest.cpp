@@ -6,8 +6,6 @@
 using namespace ky;
 using namespace ky::test;
 
-namespace {
-
 TEST(AMemStream, TakesWritesUpToItsCapacityAndNoByteMore) {
   char memory[8] = "1234567";
   const Owned<AMemStream> stream(AMemStream::NewFromPtr(memory, 2, 8));
@@ -16,15 +14,18 @@ TEST(AMemStream, TakesWritesUpToItsCapacityAndNoByteMore) {
   stream->WriteShort("v", 0x4241);
   EXPECT_EQ(stream->GetLength(), 4);
   stream->WriteLong("v", 0x44434241);
-  EXPECT_EQ(stream->GetLength(), 8);
-  EXPECT_EQ(codeRaisedBy([&] { stream->WriteChar("v", 1); }), "STRM_EOF");
-  EXPECT_EQ(codeRaisedBy([&] { stream->SetLength(9); }), "STRM_EOF");
+  expectRefusals({
+      {"STRM_EOF", [&] { stream->WriteChar("v", 1); }},
+      {"STRM_EOF", [&] { stream->SetLength(9); }},
+      {"STRM_EOF", [&] { stream->ReadChar("v"); }},
+  });
   EXPECT_EQ(std::string(memory, 8), "12ABABCD");
-  EXPECT_EQ(codeRaisedBy([&] { stream->ReadChar("v"); }), "STRM_EOF");
+  EXPECT_EQ(stream->GetLength(), 8);
   EXPECT_EQ(stream->GetPosition(), 8);
 }
 
 TEST(AMemStream, OwnsItsMemoryOnlyWhenTold) {
+  const NothingStays memory;
   const OwnedHandle handle = OwnedHandle::ofSize(10);
   Owned<AMemStream>(AMemStream::New(handle.get(), 10)).reset();
   EXPECT_EQ(handle.size(), 10);
@@ -32,9 +33,8 @@ TEST(AMemStream, OwnsItsMemoryOnlyWhenTold) {
   const Owned<AMemStream> stream(AMemStream::New(KyNewHandle(4), 4));
   stream->SetDisposeMem(true);
   stream->WriteLong("v", 1);
-  char** const first = stream->AdoptHandle(handle.get(), 3, 10);
-  EXPECT_EQ(KyGetHandleSize(first), 4);
-  KyDisposeHandle(first);
+  const OwnedHandle first(stream->AdoptHandle(handle.get(), 3, 10));
+  EXPECT_EQ(first.size(), 4);
   EXPECT_EQ(stream->GetPosition(), 0);
   EXPECT_EQ(stream->GetLength(), 3);
   EXPECT_EQ(stream->GetBuf(), handle.get());
@@ -43,9 +43,11 @@ TEST(AMemStream, OwnsItsMemoryOnlyWhenTold) {
   EXPECT_EQ(stream->GetPtr(), pointer);
   stream->WriteLong("v", 1);
   stream->DisposeMem();
-  EXPECT_EQ(codeRaisedBy([&] { stream->WriteChar("v", 1); }), "STRM_EOF");
-  EXPECT_EQ(checkFailedBy([&] { AMemStream::New(nullptr, 0); }), "buffer");
-  EXPECT_EQ(checkFailedBy([&] { AMemStream::NewFromPtr(nullptr, 0, 4); }), "buffer");
+  expectRefusals({
+      {"STRM_EOF", [&] { stream->WriteChar("v", 1); }},
+      {"buffer", [] { AMemStream::New(nullptr, 0); }},
+      {"buffer", [] { AMemStream::NewFromPtr(nullptr, 0, 4); }},
+  });
 }
 
 TEST(AMemStream, FollowsAHandleThatItsOwnerMoves) {
@@ -64,12 +66,12 @@ TEST(AMemStream, FollowsAHandleThatItsOwnerMoves) {
 }
 
 TEST(AVariMemStream, GrowsToAMultipleOfTwiceItsCapacity) {
-  const struct { Long capacity, wanted, grown; } cases[] = {{10, 35, 40}, {10, 20, 20}, {0, 7, 7}};
-  for (const auto& c : cases) {
-    const Owned<AVariMemStream> stream = streamOf(Bytes(std::size_t(c.capacity)));
-    stream->SetLength(c.wanted);
-    EXPECT_EQ(KyGetHandleSize(stream->GetBuf()), c.grown);
-    EXPECT_EQ(stream->GetLength(), c.wanted);
+  const Long rows[][3] = {{10, 35, 40}, {10, 20, 20}, {0, 7, 7}};
+  for (const auto& [capacity, wanted, grown] : rows) {
+    const Owned<AVariMemStream> stream = streamOf(Bytes(std::size_t(capacity)));
+    stream->SetLength(wanted);
+    EXPECT_EQ(KyGetHandleSize(stream->GetBuf()), grown);
+    EXPECT_EQ(stream->GetLength(), wanted);
   }
   const Owned<AVariMemStream> part(AVariMemStream::NewWithEOF(KyNewHandle(10), 4));
   part->SetDisposeMem(true);
@@ -77,18 +79,16 @@ TEST(AVariMemStream, GrowsToAMultipleOfTwiceItsCapacity) {
 }
 
 TEST(ADynamicMemStream, GrowsInSteps) {
-  const struct {
-    Long step, wanted, grown;
-  } cases[] = {{4096, 5000, 8192}, {4096, 4095, 8192}, {4096, 4094, 4096}, {0, 5000, 5000}, {1, 5000, 5000}};
-  for (const auto& c : cases) {
+  const Long rows[][3] = {{4096, 5000, 8192}, {4096, 4095, 8192}, {4096, 4094, 4096}, {0, 5000, 5000}, {1, 5000, 5000}};
+  for (const auto& [step, wanted, grown] : rows) {
     const OwnedHandle handle = OwnedHandle::ofSize(0);
     const Owned<ADynamicMemStream> stream(ADynamicMemStream::New(handle.get()));
-    stream->SetGrowSize(c.step);
-    stream->SetLength(c.wanted);
-    EXPECT_EQ(handle.size(), c.grown) << c.step;
+    stream->SetGrowSize(step);
+    stream->SetLength(wanted);
+    EXPECT_EQ(handle.size(), grown) << step;
     EXPECT_EQ(stream->GetLogicalEOF(), 0);
     EXPECT_EQ(stream->GetLength(), 0x7FFFFFFF);
-    EXPECT_EQ(remaining(stream.get()), c.grown);
+    EXPECT_EQ(remaining(stream.get()), grown);
   }
 }
 
@@ -98,30 +98,27 @@ TEST(ADynamicMemStream, LetsItsLogicalEndFollowReadsAndSeeks) {
   handle.resize(0);
   const Owned<ADynamicMemStream> stream(ADynamicMemStream::New(handle.get()));
   stream->SetGrowSize(100);
-  stream->WriteLong("v", 7);
-  EXPECT_EQ(stream->GetLogicalEOF(), 4);
-  EXPECT_EQ(stream->ReadLong("v"), 0);  // grown bytes are clear
-  EXPECT_EQ(stream->GetLogicalEOF(), 8);
-  stream->SetPosition(50);
-  EXPECT_EQ(stream->GetLogicalEOF(), 50);
-  stream->SetPosition(46);
-  EXPECT_EQ(stream->ReadLong("v"), 0);
-  stream->SetLength(20);
-  EXPECT_EQ(stream->GetLogicalEOF(), 20);
-  EXPECT_EQ(stream->GetPosition(), 50);
-  stream->ReadChar("v");
-  EXPECT_EQ(stream->GetLogicalEOF(), 51);
-
+  const std::pair<std::function<void()>, Long> rows[] = {
+      {[&] { stream->WriteLong("v", 7); }, 4},
+      {[&] { EXPECT_EQ(stream->ReadLong("v"), 0) << "grown bytes are clear"; }, 8},
+      {[&] { stream->SetPosition(50); }, 50},
+      {[&] { stream->SetPosition(46), stream->SetLength(20); }, 20},
+      {[&] { EXPECT_EQ(stream->ReadLong("v"), 0); }, 50},
+      {[&] { stream->ReadChar("v"); }, 51},
+  };
+  for (const auto& [act, end] : rows) {
+    act();
+    EXPECT_EQ(stream->GetLogicalEOF(), end);
+  }
   EXPECT_EQ(stream->DoesAutoGrow(false), 1);
-  EXPECT_EQ(codeRaisedBy([&] { stream->SetPosition(101); }), "STRM_BAD_POSITION");
-  EXPECT_EQ(codeRaisedBy([&] { stream->Skip(0x7FFFFFFF); }), "STRM_BAD_POSITION");
-  stream->SetPosition(99);
-  EXPECT_EQ(codeRaisedBy([&] { stream->ReadShort("v"); }), "STRM_EOF");
+  expectRefusals({
+      {"STRM_BAD_POSITION", [&] { stream->SetPosition(101); }},
+      {"STRM_BAD_POSITION", [&] { stream->Skip(0x7FFFFFFF); }},
+      {"STRM_EOF", [&] { stream->SetPosition(99), stream->ReadShort("v"); }},
+  });
   stream->WriteShort("v", 1);  // a write grows it all the same
   EXPECT_EQ(handle.size(), 200);
   EXPECT_EQ(stream->DoesAutoGrow(true), 0);
   stream->SetPosition(250);
   EXPECT_EQ(handle.size(), 300);
 }
-
-}  // namespace

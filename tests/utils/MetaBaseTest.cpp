@@ -71,18 +71,16 @@ TEST(MetaBase, ScannedValuesSurviveAPackedFrame) {
   }
 }
 
-TEST(MetaBase, TextThatIsNoNumberIsAMismatch) {
+TEST(MetaBase, RefusesTextThatIsNoNumberAndTypesThatItDoesNotKnow) {
   for (const char* type : {"ptr", "int", "u_int", "long", "u_long", "float", "double", "Byte", "short", "u_short"}) {
     EXPECT_EQ(codeRaisedBy([&] { MBGetScanProc(idOf(type))("reel"); }), "MB_SCAN_MISMATCM") << type;
   }
-}
-
-TEST(MetaBase, UnknownTypesAreFailedChecks) {
-  const char* const text = "tid > TIDunknown && tid < NextInstall";
-  EXPECT_EQ(checkFailedBy([] { MBSizeOf("", TIDunknown); }), text);
-  EXPECT_EQ(checkFailedBy([] { MBGetPullProc(31); }), text);
-  const XError error = errorRaisedBy([] { MBGetPushProc(255); });
-  EXPECT_EQ(parm(error, "file"), "core/utils/MetaBase");
+  const char* const unknown = "tid > TIDunknown && tid < NextInstall";
+  expectRefusals({
+      {unknown, [] { MBSizeOf("", TIDunknown); }},
+      {unknown, [] { MBGetPullProc(31); }},
+      {unknown, [] { MBGetPushProc(255); }},
+  });
 }
 
 // Fills the table for good, so it has a process of its own.

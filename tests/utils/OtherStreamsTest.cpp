@@ -13,13 +13,10 @@
 using namespace ky;
 using namespace ky::test;
 
-namespace {
-
 TEST(ABlockMemStream, AddsABlockOnlyWhenTheNextByteNeedsIt) {
   const Owned<ABlockMemStream> stream(ABlockMemStream::New(1000, 2));
   const Long one = stream->Size();
   stream->Write(Bytes(1000).data(), 1000);
-  EXPECT_EQ(stream->Size(), one);
   stream->SetPosition(1000);
   EXPECT_EQ(stream->GetPosition(), 1000);
   EXPECT_EQ(stream->Size(), one);
@@ -38,9 +35,11 @@ TEST(BufferStream, TakesAByteWhereItStands) {
   stream->SetLength(0);
   stream->SetPosition(0);
   stream->SetLength(100);
-  EXPECT_EQ(codeRaisedBy([&] { stream->ReadChar("v"); }), "STRM_EOF");
-  EXPECT_EQ(codeRaisedBy([&] { stream->SetLength(101); }), "STRM_INCORRECT_LENGTH");
-  EXPECT_EQ(codeRaisedBy([&] { stream->SetPosition(0x7FFFFFFE); }), "STRM_INCORRECT_LENGTH");
+  expectRefusals({
+      {"STRM_EOF", [&] { stream->ReadChar("v"); }},
+      {"STRM_INCORRECT_LENGTH", [&] { stream->SetLength(101); }},
+      {"STRM_INCORRECT_LENGTH", [&] { stream->SetPosition(0x7FFFFFFE); }},
+  });
   stream->SetPosition(0);
   stream->Write(Bytes(99).data(), 99);
   EXPECT_EQ(stream->GetLength(), 100);
@@ -55,8 +54,7 @@ TEST(ASectionStream, DeliversWhatFitsAndThenRaises) {
   EXPECT_EQ(codeRaisedBy([&] { section->Read(got.data(), 6); }), "SECTSTRM_EOF");
   EXPECT_EQ(got, (Bytes{2, 3, 4, 5, 0xEE, 0xEE}));
   EXPECT_EQ(section->GetPosition(), 4);
-  EXPECT_EQ(codeRaisedBy([&] { section->SetPosition(5); }), "STRM_BAD_POSITION");
-  EXPECT_EQ(codeRaisedBy([&] { section->SetPosition(-1); }), "STRM_BAD_POSITION");
+  for (const Long bad : {-1, 5}) EXPECT_EQ(codeRaisedBy([&] { section->SetPosition(bad); }), "STRM_BAD_POSITION");
   section->SetPosition(1);
   section->Skip(2);
   EXPECT_EQ(section->ReadChar("v"), 5);
@@ -66,8 +64,10 @@ TEST(ASectionStream, DeliversWhatFitsAndThenRaises) {
 
 TEST(ASectionStream, SharesItsParent) {
   const Owned<AVariMemStream> whole = streamOf(Bytes(20));
-  const Owned<ASectionStream> first(ASectionStream::New(0, nullptr, nullptr, whole.get(), 0, 8, 0));
-  const Owned<ASectionStream> second(ASectionStream::New(0, nullptr, nullptr, whole.get(), 8, 8, 0));
+  const auto sectionAt = [&](Long at) {
+    return Owned<ASectionStream>(ASectionStream::New(0, nullptr, nullptr, whole.get(), at, 8, 0));
+  };
+  const Owned<ASectionStream> first = sectionAt(0), second = sectionAt(8);
   for (Long i = 0; i < 2; ++i) {
     first->WriteLong("v", 10 + i);
     second->WriteLong("v", 20 + i);
@@ -83,21 +83,14 @@ TEST(ASectionStream, SharesItsParent) {
 
 TEST(ASectionStream, ReportsItsEndToWhoOpenedIt) {
   static LongPtr closed;
-  static Long length;
+  const auto note = [](void*, AStream* stream, LongPtr value) { closed = value + stream->GetLength(); };
+  const auto fail = [](void*, AStream*, LongPtr) { +XError("CLOSE_FAILED"); };
   const Owned<AVariMemStream> whole = streamOf({});
-  ASectionStream* const section = ASectionStream::New(
-      0,
-      [](void*, AStream* stream, LongPtr value) {
-        closed = value;
-        length = stream->GetLength();
-      },
-      nullptr, whole.get(), 0, 0, 77);
+  ASectionStream* const section = ASectionStream::New(0, note, nullptr, whole.get(), 0, 0, 77);
   section->WriteLong("v", 1);
   section->Close();
-  EXPECT_EQ(closed, 77);
-  EXPECT_EQ(length, 4);
-  AStream* const failing = ASectionStream::New(
-      0, [](void*, AStream*, LongPtr) { +XError("CLOSE_FAILED"); }, nullptr, whole.get(), 0, 0, 1);
+  EXPECT_EQ(closed, 77 + 4);
+  AStream* const failing = ASectionStream::New(0, fail, nullptr, whole.get(), 0, 0, 1);
   EXPECT_EQ(codeRaisedBy([&] { failing->Close(); }), "CLOSE_FAILED");
 }
 
@@ -127,12 +120,10 @@ TEST(ACrcStream, DigestsWhatIsWritten) {
   EXPECT_EQ(stream->GetResultCrc(), crcGenerate(bytes.data(), Long(bytes.size())));
 }
 
-class Numbered : public APortable {
- public:
-  Long GetDomainData() override { return 12; }
-};
-
 TEST(APrintStream, PrintsValuesAndPointers) {
+  class Numbered : public APortable {
+    Long GetDomainData() override { return 12; }
+  };
   const Printed out;
   const Owned<APrintStream> stream(APrintStream::New(Printed::print, 1));
   EXPECT_EQ(stream->Indent(1), 2);
@@ -150,5 +141,3 @@ TEST(APrintStream, PrintsValuesAndPointers) {
   EXPECT_EQ(codeRaisedBy([&] { stream->SetTraceFunc(nullptr); }), "FATAL_ERROR");
   EXPECT_EQ(codeRaisedBy([&] { stream->IndentTrace(1); }), "FATAL_ERROR");
 }
-
-}  // namespace
