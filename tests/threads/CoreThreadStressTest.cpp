@@ -1,13 +1,16 @@
 // Many threads of both kinds at once, for KY_STRESS_SECONDS or a little while: every turn is counted, none is lost.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdlib>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <thread>
-#include <vector>
+#include <utility>
 
+#include "core/lists/KyQueue.h"
 #include "core/threads/KyCoreThreadMutex.h"
 #include "tests/support/Raised.h"
 #include "tests/threads/CoreThreads.h"
@@ -17,10 +20,70 @@ namespace {
 using namespace ky;
 using namespace ky::test;
 
+constexpr int kCooperative = 8;
+constexpr int kAll = 12;
+constexpr Int64 kHour = Int64{3'600} * 1'000'000;
+
 Int64 stressMicroseconds() {
+#ifdef __SANITIZE_THREAD__
+  constexpr Int64 kSeconds = 10;
+#else
+  constexpr Int64 kSeconds = 1;
+#endif
   const char* const seconds = std::getenv("KY_STRESS_SECONDS");
-  return seconds ? std::atoll(seconds) * 1'000'000 : 1'000'000;
+  return (seconds ? std::atoll(seconds) : kSeconds) * 1'000'000;
 }
+
+enum Stage : int { unborn, running, asleep, listening, reading, stages };
+
+/// What one thread did.
+struct Done {
+  std::minstd_rand random;
+  long turns = 0, recursive = 0, once = 0, section = 0, wrong = 0;
+  long lastError = 0;
+  std::atomic<int> stage{unborn};
+  std::atomic<bool> killed{false};  ///< the signal is on its way
+  std::atomic<bool> fed{false};
+  int read = -1;  ///< as `feed`, the ends of a pipe that the thread reads from
+  int feed = -1;
+};
+
+/// Each queue knows what passed through it, and who of its producers put what last.
+struct Lane {
+  struct Item : QueueItem {
+    Item(Lane& passing, int number, long turn) : lane(passing), producer(number), serial(turn) {}
+    ~Item() override {
+      if (!taken) ++lane.displaced;
+    }
+    Lane& lane;
+    int producer;
+    long serial;
+    bool taken = false;
+  };
+
+  explicit Lane(std::unique_ptr<KyQueue> made) : queue(std::move(made)) {}
+
+  void put(int producer) {
+    ++in;
+    queue->Enqueue(new Item(*this, producer, ++serials[producer]));
+  }
+  /// Each taker, who is one thread at a time, meets the items of each producer in their order.
+  bool take(int taker, ULong milliseconds) {
+    QueueItem* got = nullptr;
+    if (queue->WaitDequeue(&got, milliseconds) != 0) return false;
+    auto* const item = static_cast<Item*>(got);
+    if (item->serial <= std::exchange(seen[taker][item->producer], item->serial)) ++outOfOrder;
+    item->taken = true;
+    item->Dispose();
+    ++out;
+    return true;
+  }
+
+  std::unique_ptr<KyQueue> queue;
+  std::array<long, kAll> serials = {};
+  std::array<std::array<long, kAll>, kAll + 1> seen = {};
+  std::atomic<long> in{0}, out{0}, displaced{0}, outOfOrder{0};
+};
 
 /// What all share; what stands beside a lock is changed only under it, and `turns` only by who has the turn.
 struct Shared {
@@ -32,13 +95,40 @@ struct Shared {
   long underSection = 0;
   long turns = 0;
   KyCoreThreadEvent event;
+  Lane lanes[4] = {Lane(std::make_unique<WrapQueue>(2, kWaitForRoom)), Lane(std::make_unique<DynamicQueue>()),
+                   Lane(std::make_unique<WrapQueue>(5, kRejectNew)),
+                   Lane(std::make_unique<WrapQueue>(5, kOverwriteOldest))};
 };
 
-/// What one thread did.
-struct Done {
-  long turns = 0, recursive = 0, once = 0, section = 0, errors = 0, kills = 0;
-  std::minstd_rand random;
-};
+/// Where the thread stands while `body` runs.
+template <class Body>
+void at(Stage stage, Done& done, Body body) {
+  struct Tenure {
+    ~Tenure() { stage = running; }
+    std::atomic<int>& stage;
+  } const tenure{done.stage};
+  done.stage = stage;
+  body();
+}
+
+/// A yield does not return to a thread that was being killed before.
+void yieldOrEnd(Done& done) {
+  const bool killed = done.killed;
+  SafeThreadYield();
+  if (killed) ++done.wrong;
+}
+
+void readWhatNobodyWrites(Done& done) {
+  at(reading, done, [&] {
+    char byte = 0;
+    KyCoreThreadServer::AboutToBlock();
+    if (::read(done.read, &byte, 1) != 1) ++done.wrong;
+    done.stage = running;
+    done.fed = false;
+    KyCoreThreadServer::DoneBlocking();
+  });
+  yieldOrEnd(done);
+}
 
 void lockAndCount(Shared& shared, Done& done) {
   switch (done.random() % 3) {
@@ -66,121 +156,202 @@ void lockAndCount(Shared& shared, Done& done) {
   }
 }
 
-void step(Shared& shared, Done& done, Worker& it) {
-  const bool cooperative = it.GetThreadType() == KyCoreThread_Cooperative;
-  if (cooperative) {
+void step(Shared& shared, Done& done, int number, Worker& it) {
+  done.stage = running;
+  if (number < kCooperative) {
     ++shared.turns;
     ++done.turns;
   }
   lockAndCount(shared, done);
+  Lane& lane = shared.lanes[done.random() % 4];
   switch (done.random() % 16) {
     case 0:
-      it.Sleep(1000);
-      break;
+      return at(asleep, done, [&] { it.Sleep(done.random() % 4 == 0 ? kHour : 1000); });
     case 1:
-      it.ListenTo(&shared.event);
-      break;
+      return at(listening, done, [&] { it.ListenTo(&shared.event); });
     case 2:
       it.idle = true;
-      break;
+      return;
     case 3:
-      KyCoreThreadServer::AboutToBlock();
-      std::this_thread::yield();
-      KyCoreThreadServer::DoneBlocking();
-      break;
+      return readWhatNobodyWrites(done);
+    case 4:
+    case 5:
+    case 6:
+      return lane.put(number);
+    case 7:
+    case 8:
+      lane.take(number, done.random() % 2);
+      return;
     default:
-      SafeThreadYield();
+      yieldOrEnd(done);
+  }
+}
+
+/// Errors from outside are heard once each, and in their order.
+void stepAndHear(Shared& shared, Done& done, int number, Worker& it) {
+  try {
+    step(shared, done, number, it);
+  } catch (const XError& error) {
+    if (error.FindCode("STRESS") == 0) throw;
+    const long serial = std::stol(parm(error, "serial"));
+    if (serial <= std::exchange(done.lastError, serial)) ++done.wrong;
   }
 }
 
 class Crowd {
  public:
-  static constexpr int kCooperative = 8;
-  static constexpr int kAll = 12;
-
   Crowd() {
     for (int i = 0; i < kAll; ++i) {
-      done[i].random.seed(static_cast<unsigned>(i + 1));
-      replace(i);
+      int ends[2] = {-1, -1};
+      EXPECT_EQ(::pipe(ends), 0);
+      all[i].read = ends[0];
+      all[i].feed = ends[1];
+      all[i].random.seed(static_cast<unsigned>(i + 1));
+      start(i);
+    }
+    // A thread of no kind beside them, so that whoever waits for room gets it, however the others stand.
+    shared.lanes[0].queue->SetAbortSema(&abort);
+    taker = std::thread([&] {
+      while (shared.lanes[0].take(kAll, kNoLimit)) std::this_thread::yield();
+    });
+  }
+
+  /// Ends them all, and takes what is left.
+  void end() {
+    for (int i = 0; i < kAll; ++i) kill(i);
+    abort.Increment();
+    taker.join();
+    shared.lanes[0].queue->SetAbortSema(nullptr);
+    for (Lane& lane : shared.lanes) {
+      while (lane.take(kAll, 0)) continue;
+    }
+    for (const Done& done : all) {
+      ::close(done.read);
+      ::close(done.feed);
     }
   }
 
-  /// Ends the thread and starts another in its place; some are killed before they begin.
-  void replace(int index) {
+  void start(int index) {
+    Done& done = all[index];
+    done.stage = unborn;
+    done.killed = false;
     const auto type = index < kCooperative ? KyCoreThread_Cooperative : KyCoreThread_Preemptive;
-    if (threads[index]) {
-      KyCoreThreadEvent& event = shared.event;
-      EXPECT_TRUE(threads[index]->KillThead(false));
-      ++kills;
-      event.SignalSubscriber();
-    }
-    Done& mine = done[index];
-    threads[index] = std::make_unique<Worker>([this, &mine](Worker& it) { step(shared, mine, it); }, type);
+    threads[index] =
+        std::make_unique<Worker>([this, &done, index](Worker& it) { stepAndHear(shared, done, index, it); }, type);
   }
 
-  void killAll() {
-    for (auto& thread : threads) {
-      EXPECT_TRUE(thread->KillThead(false));
-      thread.reset();
+  void wake(int index) {
+    if (all[index].stage == unborn) all[index].stage = running;
+    threads[index]->idle = false;
+    threads[index]->MarkToWakeUp();
+  }
+
+  void feed(int index) { EXPECT_TRUE(all[index].fed.exchange(true) || ::write(all[index].feed, "", 1) == 1); }
+
+  /// Kills the thread where it stands; one that reads what nobody writes hears of it once it gets something.
+  void kill(int index) {
+    Worker& thread = *threads[index];
+    Done& done = all[index];
+    const bool unfed = !done.fed;
+    const int stage = done.stage;
+    ++kills[stage];
+    if (stage != unborn) {
+      thread.RaiseException(XError(KILL_THREAD_SIGNAL));
+      done.killed = true;
     }
+    EXPECT_TRUE(thread.IsThreadAlive() || !unfed || stage != reading);
+    feed(index);
+    EXPECT_TRUE(thread.KillThead(false));
+    EXPECT_TRUE(stage != unborn || thread.story() == "");
+    threads[index].reset();
+    char left = 0;
+    EXPECT_TRUE(!done.fed.exchange(false) || ::read(done.read, &left, 1) == 1);
+  }
+
+  /// Kills one that stands there, if any does, and starts another in its place.
+  bool replaceOneAt(int stage) {
+    for (int i = 0; i < kAll; ++i) {
+      if (all[i].stage != stage) continue;
+      kill(i);
+      start(i);
+      return true;
+    }
+    return false;
+  }
+
+  template <class Count>
+  long sum(Count count) const {
+    return std::accumulate(all.begin(), all.end(), 0L, [&](long so, const Done& done) { return so + done.*count; });
   }
 
   Shared shared;
-  std::array<Done, kAll> done;
+  std::array<Done, kAll> all;
   std::array<std::unique_ptr<Worker>, kAll> threads;
-  int kills = 0;
+  std::array<int, stages> kills = {};
+
+ private:
+  KySema abort{1};
+  std::thread taker;
 };
+
+void disturb(Crowd& crowd, std::minstd_rand& random, Long round) {
+  const int index = static_cast<int>(random() % kAll);
+  Worker& thread = *crowd.threads[index];
+  const XError error("STRESS", "long serial", round, 0);
+  switch (random() % 12) {
+    case 0:
+      crowd.wake(index);
+      return thread.DeferException(error);
+    case 1:
+      crowd.wake(index);
+      thread.RaiseException(error);
+      return;
+    case 2:
+      return crowd.shared.event.SignalSubscriber();
+    case 3:
+      if (crowd.all[index].stage == reading) crowd.feed(index);
+      return;
+    default:
+      crowd.wake(index);
+      GetCoreThreadServer()->YieldTo(random() % 2 ? &thread : nullptr, false);
+  }
+}
 
 TEST(CoreThreadStress, EveryTurnIsCounted) {
   KyCoreThreadInit();
   Crowd crowd;
-  Shared& shared = crowd.shared;
   std::minstd_rand random(99);
   const Int64 until = KyMicroseconds() + stressMicroseconds();
-  long rounds = 0;
-  while (KyMicroseconds() < until) {
-    ++rounds;
-    const int index = static_cast<int>(random() % Crowd::kAll);
-    Worker& thread = *crowd.threads[index];
-    switch (random() % 12) {
-      case 0:
-        if (random() % 8 == 0) crowd.replace(index);
-        break;
-      case 1:
-        thread.DeferException(XError("STRESS", "long round", rounds, 0));
-        break;
-      case 2:
-        thread.RaiseException(XError("STRESS", "long round", rounds, 0));
-        break;
-      case 3:
-        shared.event.SignalSubscriber();
-        break;
-      default:
-        thread.idle = false;
-        thread.MarkToWakeUp();
-        GetCoreThreadServer()->YieldTo(random() % 2 ? &thread : nullptr, false);
+  int wanted = running;
+  for (Long round = 1; KyMicroseconds() < until; ++round) {
+    disturb(crowd, random, round);
+    if (round % 64 == 0 && crowd.replaceOneAt(wanted) && ++wanted == stages) {
+      crowd.replaceOneAt(unborn);
+      wanted = running;
     }
     SafeThreadYield();
   }
-  shared.event.BroadcastSubscribers();
-  crowd.killAll();
+  crowd.end();
 
-  Done sum;
-  for (const Done& each : crowd.done) {
-    sum.turns += each.turns;
-    sum.recursive += each.recursive;
-    sum.once += each.once;
-    sum.section += each.section;
+  const Shared& shared = crowd.shared;
+  EXPECT_EQ(shared.turns, crowd.sum(&Done::turns));
+  EXPECT_EQ(shared.underRecursive, crowd.sum(&Done::recursive));
+  EXPECT_EQ(shared.underOnce, crowd.sum(&Done::once));
+  EXPECT_EQ(shared.underSection, crowd.sum(&Done::section));
+  EXPECT_EQ(crowd.sum(&Done::wrong), 0);
+  EXPECT_GT(crowd.sum(&Done::lastError), 0);
+  for (const Lane& lane : shared.lanes) {
+    SCOPED_TRACE(&lane - shared.lanes);
+    EXPECT_GT(lane.out, 0);
+    EXPECT_EQ(lane.in, lane.out + lane.displaced);
+    EXPECT_EQ(lane.displaced > 0, &lane - shared.lanes >= 2);
+    EXPECT_EQ(lane.outOfOrder, 0);
   }
-  EXPECT_EQ(shared.turns, sum.turns);
-  EXPECT_EQ(shared.underRecursive, sum.recursive);
-  EXPECT_EQ(shared.underOnce, sum.once);
-  EXPECT_EQ(shared.underSection, sum.section);
-  EXPECT_GT(sum.turns, Crowd::kAll);
+  for (const int killed : crowd.kills) EXPECT_GT(killed, 0);
   EXPECT_FALSE(shared.recursive.WasLocked() || shared.once.WasLocked());
   EXPECT_EQ(GetCoreThreadServer()->GetThreadCount(), 1);
-  RecordProperty("turns", static_cast<int>(sum.turns));
-  RecordProperty("kills", crowd.kills);
+  RecordProperty("turns", static_cast<int>(shared.turns));
+  RecordProperty("kills", std::accumulate(crowd.kills.begin(), crowd.kills.end(), 0));
 }
 
 }  // namespace
