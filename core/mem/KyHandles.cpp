@@ -19,6 +19,7 @@ namespace {
 
 constexpr Long kStampedBytes = 4;
 
+// Without a toolbox there is no need to find, or to make, the thread's context.
 bool mayUseToolbox() {
   if (!toolbox()) [[likely]]
     return false;

@@ -1,5 +1,6 @@
 #include "core/threads/ThreadContext.h"
 
+#include "core/mem/Toolbox.h"
 #include "core/threads/ThreadContextManager.h"
 #include "platform/Debugger.h"
 #include "platform/Threads.h"
@@ -55,6 +56,8 @@ void ThreadContext::SetThreadContextData(ThreadContextData* data) {
   delete iData;
   iData = data;
 }
+
+Boolean ThreadContext::IsMac2WinSafe() const { return has(kMac2WinSafe) && ky::toolbox() != nullptr; }
 
 void RegisterThreadContext() { ThreadContext::Register(); }
 

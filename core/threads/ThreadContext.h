@@ -91,7 +91,8 @@ class KY_API ThreadContext {
   KyCoreThread* GetCoreThreadObject() const { return iCoreThread.load(std::memory_order_acquire); }
 
   Boolean IsMainThread() const { return has(kMainThread); }
-  Boolean IsMac2WinSafe() const { return has(kMac2WinSafe); }
+  /// Tells whether the thread may call the toolbox: only if there is one.
+  Boolean IsMac2WinSafe() const;
   Boolean IsCoopThread() const { return has(kCoopThread); }
   /// Tells the same as `IsCoopThread`: callers rely on the flag that it has always tested.
   Boolean IsNonZorvexThread() const { return has(kCoopThread); }
