@@ -49,9 +49,10 @@ class KY_API File {
   int write(const void* buffer, std::size_t count);
 
   /// The same at `position`, whatever the present place is, which stays. `*got` also tells what came before an error.
+  /// What has no places, such as a pipe, is read from its start to its end, and any other position is kCannotSeek.
   int readAt(Int64 position, void* buffer, std::size_t count, std::size_t* got);
 
-  /// Asks the system once to write at `position`; it may take less than `count`.
+  /// Asks the system once to write at `position`; it may take less than `count`. Again a pipe is written in a row.
   int writeAt(Int64 position, const void* buffer, std::size_t count, std::size_t* taken);
 
   /// Locks what lies from `begin` on, without waiting; kFileLocked if another open file has a lock that excludes it,
@@ -78,6 +79,7 @@ class KY_API File {
   int descriptor_ = -1;
   int readable_ = -1;  ///< the same file opened again for reading, once a lock asks for it
   bool writeOnly_ = false;
+  Int64 passed_ = 0;  ///< through a file that has no places
 };
 
 /// Whether paths of this host are made of drives and backslashes.

@@ -11,6 +11,7 @@ namespace ky::platform {
 
 struct EntryFacts {
   bool isFolder = false;
+  bool isPlain = false;     ///< neither a folder nor a device, a pipe or the like
   bool isReadOnly = false;  ///< nobody may write to it
   Int64 length = 0;
   Int64 changed = 0;  ///< in 100 ns since 1970
@@ -21,6 +22,8 @@ struct EntryFacts {
 // Each returns 0 or a number of the file-error table. Links are followed.
 
 KY_API int entryFacts(const char* path, EntryFacts* facts);
+/// Leads from a link to where it points, whether or not something is there; other paths stay.
+KY_API int followLinks(std::string* path);
 KY_API int setReadOnly(const char* path, bool readOnly);
 /// Lets the same users do with `to` what they may do with `from`.
 KY_API int copyAccess(const char* from, const char* to);

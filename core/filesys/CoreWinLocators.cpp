@@ -8,6 +8,8 @@
 #include "core/error/Guarded.h"
 #include "core/error/SystemErrors.h"
 #include "core/filesys/DiskRtns.h"
+#include "core/filesys/SafeSave.h"
+#include "core/filesys/SystemFile.h"
 #include "core/lists/CKyList.h"
 #include "core/math/CUtils.h"
 #include "core/mem/Owned.h"
@@ -98,12 +100,16 @@ AFileStream* streamOver(fileRec_t** file) {
 
 // ---- copying
 
-void copyContents(platform::File& from, platform::File& to, const char* fromPath, const char* toPath) {
+void copyContents(const char* fromPath, fileRec_t** toFile, const char* toPath) {
+  platform::File from;
+  int error = GetForceDiskOpenErr();
+  raiseIf(error ? error : from.openToRead(fromPath), fromPath);
+  platform::File& to = (*toFile)->file->file;
   constexpr std::size_t kPiece = 0x80000;
   const OwnedHandle buffer = OwnedHandle::ofSize(kPiece);
   for (std::size_t got = kPiece; got == kPiece;) {
     const Blocking blocking;
-    int error = GetForceDiskReadErr();
+    error = GetForceDiskReadErr();
     raiseIf(error ? error : from.read(buffer.data(), kPiece, &got), fromPath);
     error = GetForceDiskWriteErr();
     raiseIf(error ? error : to.write(buffer.data(), got), toPath);
@@ -139,9 +145,7 @@ void CoreWinFileLocator::Get(AStream* stream, AIODesc* desc) {
 }
 
 void CoreWinFileLocator::Delete() {
-  raiseIf(GetForceDiskDeleteErr(), GetPath());
-  raiseIf(platform::removeFile(GetPath()), GetPath());
-  stopSharing(GetPath());
+  raiseIf(removeFile(GetPath()), GetPath());
 }
 
 Boolean CoreWinFileLocator::IsEqual(ALocator* other) { return samePath(*this, other, LOC_FILE); }
@@ -230,19 +234,7 @@ AFileLocator* CoreWinFileLocator::CopyAFile(ADirLocator* folder, const char* nam
   Owned<AFileLocator> copy(folder->GetFile(name, nullptr));
   char target[kPathSize];
   copy->GetFullPath(target, sizeof target);
-  // Written beside and put in place once it is whole.
-  const std::string beside = platform::nameBeside(target);
-  platform::File from, to;
-  raiseIf(from.openToRead(GetPath()), GetPath());
-  raiseIf(to.createNew(beside.c_str(), GetPath()), target);
-  guardedReraise(
-      [&] {
-        copyContents(from, to, GetPath(), target);
-        raiseIf(to.close(), target);
-        raiseIf(platform::moveEntry(beside.c_str(), target, replace != 0), target);
-      },
-      [&] { (void)platform::removeFile(beside.c_str()); });
-  stopSharing(target);
+  safeReplace(copy.get(), replace != 0, GetPath(), [&](fileRec_t** to) { copyContents(GetPath(), to, target); });
   return copy.release();
 }
 
@@ -352,11 +344,14 @@ void CoreWinDirLocator::Set(short volume, Long, const char* name) {
 }
 
 void CoreWinDirLocator::SetPath(const char* newPath) {
-  std::string path = newPath;
+  const std::string_view whole(newPath);
+  std::size_t length = whole.size();
   const char separator = separatorOf(hostPathStyle());
   // A root is what lies in itself.
-  while (!path.empty() && path.back() == separator && parentOf(path) != path) path.pop_back();
-  HostLocator<ADirLocator>::SetPath(path.c_str());
+  const auto isRoot = [&] { return parentOf(whole.substr(0, length)).size() == length; };
+  while (length > 0 && whole[length - 1] == separator && !isRoot()) --length;
+  if (length == whole.size()) return HostLocator<ADirLocator>::SetPath(newPath);
+  HostLocator<ADirLocator>::SetPath(std::string(whole.substr(0, length)).c_str());
 }
 
 void CoreWinDirLocator::InitFileIndex() {

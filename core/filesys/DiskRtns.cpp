@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "core/error/Assert.h"
 #include "core/error/Guarded.h"
@@ -135,6 +136,13 @@ struct EndSystemFile {
 };
 using OwnedSystemFile = std::unique_ptr<SystemFile, EndSystemFile>;
 
+void enlist(OpenFileList::Entry&& entry, const char* name, unsigned short flags, ULong perms, fileRec_t** file) {
+  const Long count = OpenFileList::instance().add(std::move(entry));
+  if (!traces(kTraceOpen)) return;
+  OsPrintf("%2.2ld--OPENING--FILEHDL:0x%lx FLAGS:0x%lx PERMS:0x%lx for %s", static_cast<long>(count), asNumber(file),
+           static_cast<unsigned long>(flags), static_cast<unsigned long>(perms), name);
+}
+
 OwnedSystemFile newSystemFile() { return OwnedSystemFile(new (KyNewPtr(sizeof(SystemFile))) SystemFile); }
 
 }  // namespace
@@ -147,6 +155,8 @@ fileRec_t** ky::openFile(const char* path, unsigned short flags, ULong perms, co
   // Memory comes before the system, so that a lack of it leaves no new file behind, nor an empty old one.
   OwnedSystemFile file = newSystemFile();
   OwnedHandle handle(KyNewHandleZorvex(sizeof(fileRec_t)));
+  auto** const fileHdl = reinterpret_cast<fileRec_t**>(handle.get());
+  OpenFileList::Entry entry(path, flags, fileHdl);
   const OpenRequest request = requestOf(flags);
   raiseIf(file->file.open(path, request.access, request.disposition), path);
   if (flags & kFileNoBuffering) file->file.keepLittleInMemory();
@@ -159,12 +169,11 @@ fileRec_t** ky::openFile(const char* path, unsigned short flags, ULong perms, co
   strncpyz(record->path, path, kPathSize);
   record->volume = static_cast<short>(number);
   record->file = file.get();
-  auto** const fileHdl = reinterpret_cast<fileRec_t**>(handle.get());
   if (traces(kTraceCreate)) {
     OsPrintf("=CreateFile==FILEHDL:0x%lx realflags:%lx shared:%lx createdist:%lx attributes:%lx", asNumber(fileHdl),
              static_cast<unsigned long>(request.access), 3ul, static_cast<unsigned long>(request.disposition), 0ul);
   }
-  KYAddToOpenFileList(path, flags, perms, fileHdl);
+  enlist(std::move(entry), path, flags, perms, fileHdl);
   file.release();
   handle.release();
   return fileHdl;
@@ -172,11 +181,15 @@ fileRec_t** ky::openFile(const char* path, unsigned short flags, ULong perms, co
 
 void ky::stopSharing(const char* path) { OpenFileList::instance().stopSharing(path); }
 
+int ky::removeFile(const char* path) {
+  int error = GetForceDiskDeleteErr();
+  if (error == 0) error = platform::removeFile(path);
+  if (error == 0) stopSharing(path);
+  return error;
+}
+
 void KYAddToOpenFileList(const char* name, unsigned short flags, ULong perms, fileRec_t** file) {
-  const Long count = OpenFileList::instance().add(name, flags, file);
-  if (!traces(kTraceOpen)) return;
-  OsPrintf("%2.2ld--OPENING--FILEHDL:0x%lx FLAGS:0x%lx PERMS:0x%lx for %s", static_cast<long>(count), asNumber(file),
-           static_cast<unsigned long>(flags), static_cast<unsigned long>(perms), name);
+  enlist(OpenFileList::Entry(name, flags, file), name, flags, perms, file);
 }
 
 fileRec_t** KYGetFileFromOpenFileList(const char* name, unsigned short flags, ULong) {

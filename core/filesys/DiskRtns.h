@@ -156,6 +156,11 @@ KY_API fileRec_t** openFile(const char* path, unsigned short flags, ULong perms,
 /// of sharing what was there.
 KY_API void stopSharing(const char* path);
 
+/// Removes a file, for clean-up too, which may not raise.
+///
+/// Returns:  0 or a number of the file-error table.
+KY_API int removeFile(const char* path);
+
 /// Returns once what was written is on the disk.
 KY_API void flushToDisk(fileRec_t** fileHdl);
 

@@ -123,6 +123,8 @@ AFileLocator* GetTempFile(const char* prefix, Boolean unique, short kind, AFileL
     } else {
       std::snprintf(name, sizeof name, "%s", text);
     }
+    const std::string path = joined(folder, name);
+    if (path.size() >= kPathSize) xraiseWinFileError(platform::kInvalidName, path.c_str());
     file->Set(folder.c_str(), name);
   } while (unique && !claim(file));
   made.release();

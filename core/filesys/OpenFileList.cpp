@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "core/error/Guarded.h"
 #include "core/error/SystemErrors.h"
 #include "core/math/CUtils.h"
 #include "platform/Errors.h"
@@ -41,15 +40,20 @@ bool OpenFileList::Order::isBefore(const Key& a, const Key& b) {
   return names != 0 ? names < 0 : a.flags < b.flags;
 }
 
-Long OpenFileList::add(const char* name, unsigned short flags, fileRec_t** file) {
+OpenFileList::Entry::Entry(const char* name, unsigned short flags, fileRec_t** file) {
   if (std::strlen(name) >= kPathSize) xraiseWinFileError(platform::kInvalidName, name);
-  Record record;
-  strncpyz(record.name, name, kPathSize);
-  record.flags = flags;
-  record.file = file;
+  Record made;
+  strncpyz(made.name, name, kPathSize);
+  made.flags = flags;
+  made.file = file;
+  place.emplace(file, record.insert(made));
+}
+
+Long OpenFileList::add(Entry&& entry) {
   const platform::Lock hold(lock);
-  const auto place = records.insert(record);
-  guardedReraise([&] { places.emplace(file, place); }, [&] { records.erase(place); });
+  auto place = entry.place.extract(entry.place.begin());
+  place.mapped() = records.insert(entry.record.extract(entry.record.begin()));
+  places.insert(std::move(place));
   return static_cast<Long>(records.size());
 }
 

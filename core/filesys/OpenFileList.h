@@ -31,9 +31,11 @@ class OpenFileList {
  public:
   static OpenFileList& instance();
 
+  /// A record with the memory that it takes, which is wanted before a file is made or emptied.
+  class Entry;
+
   /// Returns:  how many files are open now.
-  /// Raises:   MEM_OUT_OF_MEMORY, DISK_INVALID_FILENAME_SYNTAX for a name that is too long.
-  Long add(const char* name, unsigned short flags, fileRec_t** file);
+  Long add(Entry&& entry);
 
   /// Returns:  the file, with one reference more; null if there is none that may be shared.
   fileRec_t** share(const char* name, unsigned short flags);
@@ -77,6 +79,17 @@ class OpenFileList {
   mutable platform::RecursiveLock lock;
   Records records;
   Places places;
+};
+
+class OpenFileList::Entry {
+ public:
+  /// Raises:   MEM_OUT_OF_MEMORY, DISK_INVALID_FILENAME_SYNTAX for a name that is too long.
+  Entry(const char* name, unsigned short flags, fileRec_t** file);
+
+ private:
+  friend class OpenFileList;
+  Records record;
+  Places place;
 };
 
 }  // namespace ky

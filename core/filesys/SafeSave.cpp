@@ -5,12 +5,14 @@
 #include <vector>
 
 #include "core/error/Guarded.h"
+#include "core/error/SystemErrors.h"
 #include "core/filesys/ALocator.h"
 #include "core/filesys/DiskRtns.h"
 #include "core/filesys/Folders.h"
 #include "core/filesys/Paths.h"
 #include "core/mem/Owned.h"
 #include "core/objsys/AFileStream.h"
+#include "platform/Errors.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/Host.h"
@@ -53,7 +55,7 @@ void removeAbandoned(const std::string& document) {
     platform::File file;
     const int error = file.open(path.c_str(), platform::Access::readWrite, platform::Disposition::openExisting);
     if (error == 0 && file.lock(kLockBegin, platform::LockKind::exclusive) == 0)
-      (void)platform::removeFile(path.c_str());
+      (void)removeFile(path.c_str());
   }
 }
 
@@ -71,42 +73,63 @@ fileRec_t** openTemporary(AFileLocator* temporary, const std::string& document) 
         },
         [&] {
           if (file) KYCloseFile(file);
-          (void)platform::removeFile(fullPathOf(temporary).c_str());
+          (void)removeFile(fullPathOf(temporary).c_str());
         });
     if (temporary->Exists()) return file;
     KYCloseFile(file);
   }
 }
 
-void fill(fileRec_t** file, const std::function<void(AStream*)>& write) {
-  Owned<AFileStream> stream(AFileStream::New(file, 0, nullptr));
-  stream->SetSeqBuf(kStreamBuffer, 1);
-  write(stream.get());
-  stream.release()->Dispose();  // which raises what its last flush does
-  flushToDisk(file);
-}
-
-}  // namespace
-
-void ky::safeSave(AFileLocator* document, const std::function<void(AStream*)>& write) {
-  const std::string path = fullPathOf(document);
-  removeAbandoned(path);
+/// Has `fill` write the temporary file, and puts that in the document's place.
+void replaceDocument(const std::string& document, bool replace, const std::string& accessOf,
+                     const std::function<void(fileRec_t** file)>& fill) {
+  removeAbandoned(document);
   const Owned<AFileLocator> temporary(AFileLocator::New());
-  fileRec_t** const file = openTemporary(temporary.get(), path);
+  fileRec_t** const file = openTemporary(temporary.get(), document);
   bool isReplaced = false;
   guardedReraise(
       [&] {
         always(
             [&] {
-              fill(file, write);
-              (void)platform::copyAccess(path.c_str(), fullPathOf(temporary.get()).c_str());
-              temporary->Rename(std::string(partsOf(path).name).c_str(), 1);
+              fill(file);
+              flushToDisk(file);
+              (void)platform::copyAccess(accessOf.c_str(), fullPathOf(temporary.get()).c_str());
+              temporary->Rename(std::string(partsOf(document).name).c_str(), replace);
               isReplaced = true;
             },
             [&] { KYCloseFile(file); });
       },
       [&] {
         // The locator follows a rename that came through; the document itself is never removed.
-        if (!isReplaced) (void)platform::removeFile(fullPathOf(temporary.get()).c_str());
+        if (!isReplaced) (void)removeFile(fullPathOf(temporary.get()).c_str());
       });
+}
+
+}  // namespace
+
+void ky::safeReplace(AFileLocator* document, bool replace, const char* accessOf,
+                     const std::function<void(fileRec_t** file)>& fill) {
+  const std::string given = fullPathOf(document);
+  platform::EntryFacts facts;
+  const bool isThere = platform::entryFacts(given.c_str(), &facts) == 0;
+  if (isThere && !replace) xraiseWinFileError(platform::kFileExists, given.c_str());
+  if (facts.isFolder) xraiseWinFileError(platform::kAccessDenied, given.c_str());
+  if (!isThere || facts.isPlain) {
+    std::string path = given;
+    if (const int error = platform::followLinks(&path)) xraiseWinFileError(error, given.c_str());
+    replaceDocument(path, replace, accessOf ? accessOf : path, fill);
+    stopSharing(given.c_str());
+  } else {
+    fileRec_t** const file = document->Open(kFileWrite, 0);
+    always([&] { fill(file); }, [&] { KYCloseFile(file); });
+  }
+}
+
+void ky::safeSave(AFileLocator* document, const std::function<void(AStream*)>& write) {
+  safeReplace(document, true, nullptr, [&](fileRec_t** file) {
+    Owned<AFileStream> stream(AFileStream::New(file, 0, nullptr));
+    stream->SetSeqBuf(kStreamBuffer, 1);
+    write(stream.get());
+    stream.release()->Dispose();  // which raises what its last flush does
+  });
 }

@@ -43,7 +43,8 @@ int flushFolderOf(const std::string& path) {
 File::File(File&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)),
       readable_(std::exchange(other.readable_, -1)),
-      writeOnly_(other.writeOnly_) {}
+      writeOnly_(other.writeOnly_),
+      passed_(other.passed_) {}
 
 int File::open(const char* path, Access access, Disposition disposition) {
   close();
@@ -54,6 +55,7 @@ int File::open(const char* path, Access access, Disposition disposition) {
   descriptor_ = retried([&] { return ::open(path, flags, 0666); });
   if (descriptor_ < 0) return lastError();
   writeOnly_ = access == Access::write;
+  passed_ = 0;
   struct stat facts;
   const int failed = ::fstat(descriptor_, &facts) < 0 ? errno : S_ISDIR(facts.st_mode) ? EISDIR : 0;
   if (failed) close();
@@ -120,7 +122,11 @@ int File::readAt(Int64 position, void* buffer, std::size_t count, std::size_t* g
   while (*got < count) {
     char* const to = static_cast<char*>(buffer) + *got;
     const auto from = static_cast<off_t>(position + static_cast<Int64>(*got));
-    const ssize_t n = retried([&] { return ::pread(descriptor_, to, count - *got, from); });
+    ssize_t n = retried([&] { return ::pread(descriptor_, to, count - *got, from); });
+    if (n < 0 && errno == ESPIPE && from == passed_) {
+      n = retried([&] { return ::read(descriptor_, to, count - *got); });
+      passed_ += std::max<ssize_t>(n, 0);
+    }
     if (n < 0) return lastError();
     if (n == 0) break;
     *got += static_cast<std::size_t>(n);
@@ -129,7 +135,11 @@ int File::readAt(Int64 position, void* buffer, std::size_t count, std::size_t* g
 }
 
 int File::writeAt(Int64 position, const void* buffer, std::size_t count, std::size_t* taken) {
-  const ssize_t n = retried([&] { return ::pwrite(descriptor_, buffer, count, position); });
+  ssize_t n = retried([&] { return ::pwrite(descriptor_, buffer, count, position); });
+  if (n < 0 && errno == ESPIPE && position == passed_) {
+    n = retried([&] { return ::write(descriptor_, buffer, count); });
+    passed_ += std::max<ssize_t>(n, 0);
+  }
   *taken = n < 0 ? 0 : static_cast<std::size_t>(n);
   return n < 0 ? lastError() : 0;
 }
@@ -188,7 +198,8 @@ int File::modificationTime(Int64* time) const {
 }
 
 int File::flushToDisk() {
-  return retried([&] { return ::fsync(descriptor_); }) < 0 ? lastError() : 0;
+  // What has nothing to flush says EINVAL.
+  return retried([&] { return ::fsync(descriptor_); }) < 0 && errno != EINVAL ? lastError() : 0;
 }
 
 int File::close() {

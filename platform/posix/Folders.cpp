@@ -56,12 +56,26 @@ int entryFacts(const char* path, EntryFacts* facts) {
   struct statx found;
   if (::statx(AT_FDCWD, path, 0, STATX_BASIC_STATS | STATX_BTIME, &found) != 0) return fileErrorOf(errno);
   facts->isFolder = S_ISDIR(found.stx_mode);
+  facts->isPlain = S_ISREG(found.stx_mode);
   facts->isReadOnly = (found.stx_mode & kAnyWrite) == 0;
   facts->length = static_cast<Int64>(found.stx_size);
   facts->changed = found.stx_mtime.tv_sec * Int64{10'000'000} + found.stx_mtime.tv_nsec / 100;
   facts->changedLocal = localTime(found.stx_mtime.tv_sec);
   facts->createdLocal = localTime((found.stx_mask & STATX_BTIME ? found.stx_btime : found.stx_ctime).tv_sec);
   return 0;
+}
+
+int followLinks(std::string* path) {
+  constexpr int kMost = 40;
+  char target[4096];
+  for (int i = 0; i < kMost; ++i) {
+    const ssize_t length = ::readlink(path->c_str(), target, sizeof target);
+    if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : fileErrorOf(errno);
+    const std::string to(target, static_cast<std::size_t>(length));
+    const std::size_t folder = to.starts_with('/') ? std::string::npos : path->rfind('/');
+    *path = folder == std::string::npos ? to : path->substr(0, folder + 1) + to;
+  }
+  return fileErrorOf(ELOOP);
 }
 
 int setReadOnly(const char* path, bool readOnly) {
@@ -83,8 +97,9 @@ int removeFolder(const char* path) { return result(::rmdir(path) == 0); }
 int touch(const char* path) { return result(::utimensat(AT_FDCWD, path, nullptr, 0) == 0); }
 
 int moveEntry(const char* from, const char* to, bool replace) {
-  if (!(replace ? ::rename(from, to) == 0 : renameFree(from, to))) return fileErrorOf(errno);
+  // Ahead of the move, behind which no lack of memory may show.
   const std::string newFolder = folderOf(to), oldFolder = folderOf(from);
+  if (!(replace ? ::rename(from, to) == 0 : renameFree(from, to))) return fileErrorOf(errno);
   const int error = flushFolder(newFolder);
   return error != 0 || oldFolder == newFolder ? error : flushFolder(oldFolder);
 }

@@ -52,8 +52,11 @@ struct Mount {
 std::vector<Mount> mounts() {
   std::vector<Mount> found;
   std::ifstream table("/proc/self/mountinfo");
+  // Or a lack of memory would end the table early and tell nobody.
+  table.exceptions(std::ios::badbit);
   for (std::string line; std::getline(table, line);) {
     std::istringstream fields(line);
+    fields.exceptions(std::ios::badbit);
     std::string id, parent, device, top, root, field, fileSystem, source;
     fields >> id >> parent >> device >> top >> root;
     while (fields >> field && field != "-") {

@@ -8,7 +8,6 @@
 #include <functional>
 #include <random>
 
-#include "core/mem/KyMemory.h"
 #include "tests/filesys/DiskSupport.h"
 #include "tests/support/Raised.h"
 
@@ -100,21 +99,6 @@ TEST_F(DiskRtns, SayWhatIsWrongWithAPathAndLoseNothing) {
   EXPECT_EQ(openDescriptors(), descriptors);
   const std::string longest = folder.path + std::string(1023 - folder.path.size() - 9, '/') + "/Reel.kyb";
   EXPECT_EQ(KYGetLength(Opened(longest, kFileRead)), 3);
-}
-
-TEST_F(DiskRtns, OpenNothingWhereMemoryIsShort) {
-  const auto descriptors = openDescriptors();
-  const MemoryTotals before = memoryTotals();
-  int failures = 0;
-  for (bool failed = true; failed; failures += failed) {
-    const AllocationFailure failure(failures + 1);
-    const std::string code = codeRaisedBy([&] { Opened(path, kFileCreate); });
-    failed = failure.happened();
-    EXPECT_EQ(code, failed ? "MEM_OUT_OF_MEMORY" : "");
-    EXPECT_EQ(openDescriptors(), descriptors);
-    EXPECT_EQ(memoryTotals().numPtrs, before.numPtrs);
-  }
-  EXPECT_GE(failures, 4);  // the file, its record, and two places in the list
 }
 
 TEST_F(DiskRtns, OpenAnewWhatWasTakenOutOfSharing) {

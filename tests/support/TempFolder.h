@@ -14,10 +14,19 @@
 
 namespace ky::test {
 
+/// Where files are kept in memory, if the host has such a place: for tests that flush to the disk hundreds of times.
+inline std::filesystem::path quickPlace() {
+  std::error_code none;
+  const auto found = std::filesystem::status("/dev/shm", none).permissions();
+  const bool isOpen = (found & std::filesystem::perms::others_write) != std::filesystem::perms::none;
+  return found != std::filesystem::perms::unknown && isOpen ? "/dev/shm" : std::filesystem::temp_directory_path();
+}
+
 /// An empty folder of its own.
 class TempFolder {
  public:
-  TempFolder() : path(::mkdtemp((std::filesystem::temp_directory_path() / "kytest-XXXXXX").string().data())) {}
+  explicit TempFolder(const std::filesystem::path& where = std::filesystem::temp_directory_path())
+      : path(::mkdtemp((where / "kytest-XXXXXX").string().data())) {}
   ~TempFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
@@ -36,8 +45,10 @@ inline void writeBytes(const std::string& path, const std::vector<std::uint8_t>&
 }
 
 inline std::vector<std::uint8_t> bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::max<std::streamoff>(file.tellg(), 0)));
+  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
 }
 
 /// How many files the process has open.

@@ -1,0 +1,132 @@
+// Every disk operation and every allocation of the services over files fails once.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "core/filesys/CoreWinLocators.h"
+#include "core/filesys/DiskRtns.h"
+#include "core/filesys/Folders.h"
+#include "core/filesys/SafeSave.h"
+#include "core/lists/CKyList.h"
+#include "core/mem/Owned.h"
+#include "core/objsys/AFileStream.h"
+#include "tests/support/failing/NewFailure.h"
+
+using namespace ky;
+using namespace ky::test;
+
+namespace {
+
+using OwnedFile = Owned<AFileLocator>;
+using OwnedDir = Owned<ADirLocator>;
+
+/// A folder with two files, a folder in it, and the temporary file of a save whose process ended.
+class FileFaults : public testing::Test {
+ protected:
+  using Contents = std::map<std::string, std::string>;
+
+  void restore() {
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path)) std::filesystem::remove_all(entry);
+    std::filesystem::create_directory(folder / "sub");
+    writeBytes(folder / "old", std::vector<std::uint8_t>(10, 'o'));
+    writeBytes(folder / "other", std::vector<std::uint8_t>(600000, 'x'));
+    writeBytes(folder / "old~1-1", {'h'});
+  }
+  /// The files below the folder; a folder has no contents.
+  Contents contents() const {
+    Contents found;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path)) {
+      const std::string name = entry.path().lexically_relative(folder.path).string();
+      const auto bytes = entry.is_directory() ? std::vector<std::uint8_t>() : bytesOf(entry.path());
+      found[name] = std::string(bytes.begin(), bytes.end());
+    }
+    return found;
+  }
+  static Contents withoutLitter(Contents all) {
+    std::erase_if(all, [](const auto& entry) { return entry.first.find('~') != std::string::npos; });
+    return all;
+  }
+
+  OwnedDir dir(const char* name = nullptr) const {
+    OwnedDir locator(ADirLocator::New());
+    locator->Set(folder.path.c_str(), name);
+    return locator;
+  }
+  OwnedFile file(const char* name) const { return OwnedFile(dir()->GetFile(name, nullptr)); }
+
+  void save(const char* name) const {
+    constexpr Long kLong = 300'000;  // more than a buffer
+    static const std::string text(kLong, 'n');
+    safeSave(file(name).get(), [&](AStream* stream) { stream->Write(text.data(), kLong); });
+  }
+  static Boolean visit(ALocator* item, LongPtr) { return item->Exists(); }
+
+  const struct {
+    const char* name;
+    std::function<void()> run;
+  } operations[18] = {
+      {"create a file", [this] { file("new")->Create(0); }},
+      {"create a folder", [this] { dir("new")->Create(0); }},
+      {"rename", [this] { file("old")->Rename("new", 0); }},
+      {"rename over another", [this] { file("old")->Rename("other", 1); }},
+      {"rename a folder", [this] { dir("sub")->Rename("new", 0); }},
+      {"move", [this] { file("old")->Move(dir("sub").get(), 0); }},
+      {"delete a file", [this] { file("old")->Delete(); }},
+      {"delete a folder", [this] { dir("sub")->Delete(); }},
+      {"set a type", [this] { file("old")->SetFileType(MakeChar4("ZVob")); }},
+      {"ask for a type", [this] { file("other")->GetFileType(); }},
+      {"copy", [this] { OwnedFile(file("other")->CopyAFile(dir("sub").get(), "new", 0)); }},
+      {"copy over another", [this] { OwnedFile(file("other")->CopyAFile(dir().get(), "old", 1)); }},
+      {"save", [this] { save("new"); }},
+      {"save over another", [this] { save("old"); }},
+      {"walk", [this] { ForEachItemInDir(dir().get(), visit, 0); }},
+      {"search", [this] { OwnedFile(KYSearchFile(dir().get(), "none", 0)); }},
+      {"find a free name",
+       [this] {
+         char out[64];
+         MakeUniqueName(dir().get(), out, "old", nullptr);
+       }},
+      {"read by a stream",
+       [this] {
+         const Owned<AFileStream> stream(file("other")->OpenStream(kFileRead, 0));
+         stream->SetSeqBuf(1000, 0);
+         for (int i = 0; i < 500; ++i) stream->ReadULong("v");
+       }},
+  };
+
+  TempFolder folder{quickPlace()};
+};
+
+}  // namespace
+
+TEST_F(FileFaults, LeaveAllAsItWasOrAsItWasToBe) {
+  std::vector<Fault> faults = diskFaults();
+  faults.push_back(memoryFault());
+  faults.push_back(newFault());
+  int met = 0;
+  for (const auto& operation : operations) {
+    SCOPED_TRACE(operation.name);
+    restore();
+    const Contents before = withoutLitter(contents());
+    operation.run();
+    const Contents whole = contents();
+    const bool clears = std::string(operation.name).ends_with("over another") && !whole.contains("old~1-1");
+    MemoryTotals memory;
+    const auto prepare = [&] {
+      restore();
+      memory = memoryTotals();
+    };
+    for (const Fault& fault : faults) {
+      met += failEachStep(fault, prepare, operation.run, [&](const XError& error) {
+        EXPECT_EQ(memoryTotals().numPtrs, memory.numPtrs);
+        EXPECT_TRUE(withoutLitter(contents()) == (error.GetCode() ? before : withoutLitter(whole)));
+        if (!error.GetCode()) return;
+        operation.run();
+        EXPECT_TRUE(clears ? contents() == whole : withoutLitter(contents()) == withoutLitter(whole));
+      });
+    }
+  }
+  EXPECT_GT(met, 200);
+}
