@@ -20,8 +20,11 @@ KY_API std::string programPath();
 /// Where this user's settings belong, without a separator at its end; made if it is not there.
 KY_API std::string userSettingsFolder();
 
-/// Whether somebody reads the standard error output as it comes.
-KY_API bool isErrorOutputTerminal();
+/// Whether somebody reads the standard output as it comes.
+KY_API bool isOutputTerminal();
+
+/// How wide the terminal is that the standard error output goes to, in characters; 0 if it goes elsewhere.
+KY_API int errorTerminalWidth();
 
 KY_API int processorCount();
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "apps/reel/CmxWords.h"
+#include "apps/support/Progress.h"
 
 namespace reel {
 namespace {
@@ -15,7 +16,7 @@ std::string quoted(std::string_view text) {
 /// Lines by any of the three ends, numbered from 1.
 class Lines {
  public:
-  explicit Lines(std::string_view text) : rest(text) {
+  explicit Lines(std::string_view text) : rest(text), begin(text.data()) {
     if (rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);
   }
 
@@ -29,11 +30,14 @@ class Lines {
     return true;
   }
 
+  Int64 passed() const { return rest.data() - begin; }
+
   std::string_view line;
   Long number = 0;
 
  private:
   std::string_view rest;
+  const char* const begin;
 };
 
 enum class Mode { kNone, kNonDrop, kDrop };
@@ -78,7 +82,8 @@ std::string two(Long value) { return (value < 10 ? "0" : "") + std::to_string(va
 
 class Reader {
  public:
-  Reader(std::string_view text, const EdlReadOptions& options, const KeptLine& kept) : lines(text), tell(kept) {
+  Reader(std::string_view text, const EdlReadOptions& options, const KeptLine& kept)
+      : size(static_cast<Int64>(text.size())), lines(text), tell(kept) {
     list.fps = options.fps ? options.fps : rateOf(text);
     desc = TCCreateDesc(0, list.fps);
   }
@@ -86,6 +91,7 @@ class Reader {
   EdlText read() {
     while (lines.next()) {
       expectLength(lines.line.size());
+      support::showStep("Reading the edit list", lines.number, lines.passed(), size);
       const std::string line = edlLine(lines.line);
       if (!line.empty()) take(line);
     }
@@ -252,6 +258,7 @@ class Reader {
     return TCConstruct(0, hours, minutes, seconds, frames, &counted);
   }
 
+  const Int64 size;
   Lines lines;
   const KeptLine& tell;
   EdlText list;

@@ -4,6 +4,7 @@
 
 #include "apps/reel/CmxEdl.h"
 #include "apps/reel/CmxWords.h"
+#include "apps/support/Progress.h"
 
 namespace reel {
 namespace {
@@ -88,6 +89,8 @@ std::string writeEdl(const EdlText& list) {
   for (const std::string& comment : list.comments) text += comment + "\n";
   bool drop = list.drop;
   for (const EdlEvent& event : list.events) {
+    const Int64 done = &event - list.events.data();
+    support::showStep("Writing the edit list", done, done, static_cast<Int64>(list.events.size()));
     if (const bool own = event.recordIn.desc.flags != 0; own != drop) text += modeLine(drop = own);
     text += eventLine(event);
     if (event.speed)

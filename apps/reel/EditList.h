@@ -78,6 +78,7 @@ class EditList : public AUndoable {
 
   EditEvent* first() const { return firstEvent; }
   EditEvent* last() const { return lastEvent; }
+  Long size() const { return count; }
 
   /// Puts an event behind the last one; the list owns it from then on.
   void append(EditEvent* event);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "apps/reel/EditList.h"
 #include "apps/support/FileIo.h"
 #include "apps/support/Program.h"
+#include "apps/support/Progress.h"
 #include "core/error/Guarded.h"
 #include "core/error/UIHooks.h"
 #include "core/objsys/ObjectSystem.h"
@@ -38,6 +40,7 @@ EdlText readEdlFile(const std::string& path, const EdlReadOptions& options) {
   } catch (const UnreadableEdl& fault) {
     throw support::RefusedInput(path + ":" + std::to_string(fault.line) + ": " + fault.what());
   }
+  if (!kept.empty()) UIstatClose();
   // Only now: of what is no edit list at all, the refusal tells enough.
   for (const auto& [line, words] : kept) {
     std::fprintf(stderr, "reel: %s:%ld: not an edit list line, kept as a comment: %s\n", path.c_str(),
@@ -125,6 +128,28 @@ std::string clipText(const EdlEvent& event) {
   return text;
 }
 
+/// A save passes the objects twice, to find them and to write them, with a sign of life for every 20th.
+void saveDocument(EditList* list, const std::string& document) {
+  Int64 signs = 0;
+  const support::Progress bar("Writing the document", list->size() / 10, [&] { return ++signs; });
+  support::saveFile(document, [&](AStream* stream) { writeDocument(list, stream); });
+}
+
+/// Has `save` write the file, and says so: unless it goes to the standard output itself, or into a pipe. What is said
+/// is made up ahead of the save, so that no lack of memory comes between a save and its success.
+void saveAndTell(const std::string& path, const std::string& words, const std::function<void()>& save) {
+  std::error_code unknown;
+  const bool isPlain = !std::filesystem::exists(path, unknown) || std::filesystem::is_regular_file(path, unknown);
+  save();
+  UIstatClose();
+  if (isPlain) std::printf("%s: %s\n", path.c_str(), words.c_str());
+}
+
+void showListing(const EdlText& list, const EdlEvent& event) {
+  const Int64 done = &event - list.events.data();
+  support::showStep("Listing the events", done, done, static_cast<Int64>(list.events.size()));
+}
+
 }  // namespace
 
 void registerClasses() {
@@ -138,15 +163,26 @@ void importEdl(const std::string& edl, const std::string& document, const Import
   EdlText list = readEdlFile(edl, {options.fps});
   if (options.title) list.title = edlLine(std::string_view(*options.title).substr(0, kLongestTitle));
   const ky::Owned<EditList> stored(EditList::New(list));
-  support::saveFile(document, [&](AStream* stream) { writeDocument(stored.get(), stream); });
-  std::printf("%s: %s, %s at %d frames per second%s\n", document.c_str(), countText(list).c_str(),
-              durationText(listDuration(list), list).c_str(), list.fps, list.drop ? ", drop-frame" : "");
+  const std::string words = countText(list) + ", " + durationText(listDuration(list), list) + " at " +
+                            std::to_string(list.fps) + " frames per second" + (list.drop ? ", drop-frame" : "");
+  saveAndTell(document, words, [&] { saveDocument(stored.get(), document); });
 }
 
 EdlText loadDocument(const std::string& document) {
   EdlText list;
-  const auto load = [&] { list = readDocument(support::openFile(document).get())->toText(); };
-  support::about(document, [&] { ky::always(load, UIstatClose); });
+  const auto load = [&] {
+    const ky::Owned<AStream> stream = support::openFile(document);
+    // A load passes the file twice: once for the objects, once for what is in them.
+    const Int64 length = stream->GetLength();
+    Int64 passed = 0, last = 0;
+    const support::Progress bar("Reading the document", 2 * length, [&] {
+      const Int64 at = stream->GetPosition();
+      if (at < last) passed = length;
+      return passed + (last = at);
+    });
+    list = readDocument(stream.get())->toText();
+  };
+  support::about(document, load);
   return list;
 }
 
@@ -154,8 +190,15 @@ void exportEdl(const std::string& document, const std::string& edl) {
   refuseSameFile(document, edl);
   const EdlText list = loadDocument(document);
   const std::string text = writeEdl(list);
-  support::saveFile(edl, [&](AStream* stream) { support::writeAll(stream, text); });
-  std::printf("%s: %s\n", edl.c_str(), countText(list).c_str());
+  saveAndTell(edl, countText(list),
+              [&] { support::saveFile(edl, [&](AStream* stream) { support::writeAll(stream, text); }); });
+}
+
+void listDocument(const std::string& document, bool json) {
+  const EdlText list = loadDocument(document);
+  const std::string text = json ? listAsJson(list) : listAsTable(list);
+  UIstatClose();
+  std::fputs(text.c_str(), stdout);
 }
 
 std::string listAsTable(const EdlText& list) {
@@ -165,6 +208,7 @@ std::string listAsTable(const EdlText& list) {
   table.add(
       {"event", "reel", "track", "trans", "source in", "source out", "record in", "record out", "frames", "clip"});
   for (const EdlEvent& event : list.events) {
+    showListing(list, event);
     table.add({event.number, event.reel, event.track, transitionText(event), timecodeText(event.sourceIn),
                timecodeText(event.sourceOut), timecodeText(event.recordIn), timecodeText(event.recordOut),
                std::to_string(eventDuration(event)), clipText(event)});
@@ -176,7 +220,10 @@ std::string listAsTable(const EdlText& list) {
 
 std::string listAsJson(const EdlText& list) {
   Json events = Json::array();
-  for (const EdlEvent& event : list.events) events.push_back(eventJson(event));
+  for (const EdlEvent& event : list.events) {
+    showListing(list, event);
+    events.push_back(eventJson(event));
+  }
   const Json all = {{"title", orNull(list.title)},
                     {"fps", list.fps},
                     {"drop", list.drop},

@@ -24,6 +24,9 @@ void importEdl(const std::string& edl, const std::string& document, const Import
 
 EdlText loadDocument(const std::string& document);
 
+/// Prints the list.
+void listDocument(const std::string& document, bool json);
+
 void exportEdl(const std::string& document, const std::string& edl);
 
 std::string listAsTable(const EdlText& list);

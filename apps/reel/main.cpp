@@ -55,8 +55,7 @@ int main(int argc, char** argv) {
     } else if (exporting->parsed()) {
       reel::exportEdl(in, out);
     } else {
-      const reel::EdlText cut = reel::loadDocument(in);
-      std::fputs((json ? reel::listAsJson(cut) : reel::listAsTable(cut)).c_str(), stdout);
+      reel::listDocument(in, json);
     }
     return int{support::kDone};
   });

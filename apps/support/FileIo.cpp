@@ -9,9 +9,12 @@
 #include "core/filesys/ALocator.h"
 #include "core/filesys/Paths.h"
 #include "core/filesys/SafeSave.h"
+#include "core/objsys/AFileStream.h"
+#include "core/utils/MemStreams.h"
 #include "platform/Errors.h"
 
 using ky::Owned;
+using ky::OwnedHandle;
 
 namespace support {
 namespace {
@@ -35,26 +38,20 @@ void raiseAbout(const std::string& path, const XError& caught) {
   xraisexerror(caught);
 }
 
-}  // namespace
-
-Owned<AFileStream> openFile(const std::string& path) {
-  Owned<AFileStream> stream(fileAt(path)->OpenStream(kFileRead, 0));
-  stream->SetSeqBuf(kBuffer, 1);
-  return stream;
-}
-
-std::vector<std::uint8_t> readFile(const std::string& path) {
-  const Owned<AFileStream> stream(fileAt(path)->OpenStream(kFileRead, 0));
+/// The length is not believed: a file may grow meanwhile, and some tell none.
+std::vector<std::uint8_t> bytesOf(AFileStream* stream, const std::string& path) {
+  constexpr Long kPiece = 1 << 24;
   fileRec_t** const file = stream->GetFileHdl();
   const Long expected = KYGetLength(file);
   std::vector<std::uint8_t> bytes;
-  // The length is not believed: a file may grow meanwhile, and some tell none.
+  if (expected < kLargest) bytes.reserve(static_cast<std::size_t>(expected) + 1);
   for (bool ended = false; !ended;) {
-    const std::size_t have = bytes.size();
-    if (have >= kLargest || expected == kLargest) +XError("FILE_OTHER", "str filename", path.c_str(), 0);
-    const Long more = have == 0 ? expected + 1 : std::min<Long>(kBuffer, kLargest - static_cast<Long>(have));
-    bytes.resize(have + static_cast<std::size_t>(more));
-    ky::guarded([&] { KYReadFile(file, bytes.data() + have, static_cast<Long>(have), kFromStart, more); },
+    const auto have = static_cast<Long>(bytes.size());
+    if (have == kLargest || expected == kLargest) +XError("FILE_OTHER", "str filename", path.c_str(), 0);
+    DisplayTherm("Reading the file", have, expected, 0);
+    const Long more = std::min(std::clamp(expected + 1 - have, kBuffer, kPiece), kLargest - have);
+    bytes.resize(bytes.size() + static_cast<std::size_t>(more));
+    ky::guarded([&] { KYReadFile(file, bytes.data() + have, have, kFromStart, more); },
                 [&](XError& caught) {
                   Long position = 0;
                   KYGetFPos(file, &position);
@@ -66,15 +63,35 @@ std::vector<std::uint8_t> readFile(const std::string& path) {
   return bytes;
 }
 
+}  // namespace
+
+std::vector<std::uint8_t> readFile(const std::string& path) {
+  const Owned<AFileStream> stream(fileAt(path)->OpenStream(kFileRead, 0));
+  return bytesOf(stream.get(), path);
+}
+
+Owned<AStream> openFile(const std::string& path) {
+  Owned<AFileStream> stream(fileAt(path)->OpenStream(kFileRead, 0));
+  if (stream->GetLength() > 0) {
+    stream->SetSeqBuf(kBuffer, 1);
+    return stream;
+  }
+  const std::vector<std::uint8_t> bytes = bytesOf(stream.get(), path);
+  OwnedHandle memory = OwnedHandle::ofSize(static_cast<Long>(bytes.size()) + 1);
+  std::copy(bytes.begin(), bytes.end(), memory.data());
+  Owned<AVariMemStream> whole(AVariMemStream::NewWithEOF(memory.get(), static_cast<Long>(bytes.size())));
+  memory.release();
+  whole->SetDisposeMem(true);
+  return whole;
+}
+
 void saveFile(const std::string& path, const std::function<void(AStream*)>& write) {
   const Owned<AFileLocator> file = fileAt(path);
   const Owned<ADirLocator> folder(ADirLocator::New());
   folder->Set(ky::parentOf(path).c_str(), nullptr);
   if (!ky::parentOf(path).empty() && !folder->DirExists())
     +XError("DISK_DIR_NOT_FOUND", "str filename", ky::parentOf(path).c_str(), 0);
-  if (file->DirExists()) xraiseWinFileError(ky::platform::kAccessDenied, path.c_str());
-  const auto save = [&] { ky::always([&] { ky::safeSave(file.get(), write); }, UIstatClose); };
-  ky::guarded(save, [&](XError& caught) { raiseAbout(path, caught); });
+  ky::guarded([&] { ky::safeSave(file.get(), write); }, [&](XError& caught) { raiseAbout(path, caught); });
 }
 
 void writeAll(AStream* stream, std::string_view text) { stream->Write(text.data(), static_cast<Long>(text.size())); }

@@ -9,6 +9,7 @@
 #include "core/error/Fatal.h"
 #include "core/error/Guarded.h"
 #include "core/error/SystemErrors.h"
+#include "core/error/UIHooks.h"
 #include "core/error/XError.h"
 #include "core/os/HostStart.h"
 #include "platform/Host.h"
@@ -35,7 +36,7 @@ const char* messageFor(const char* code) {
       {"DISK_FULL", "there is no room left on the disk for \"<filename>\""},
       {"DISK_INVALID_FILENAME_SYNTAX", "\"<filename>\" cannot be a file's name here"},
       {"DISK_IO_ERROR", "the disk failed while working on \"<filename>\""},
-      {"DISK_SEEK_ERROR", "\"<filename>\" is too long, or no file that can be read from any place"},
+      {"DISK_SEEK_ERROR", "\"<filename>\" is 2 GB or longer, or a pipe or device where a file on a disk is needed"},
       {"DISK_SHARING_VIOLATION", "\"<filename>\" is in use by another program"},
       {"DISK_TOO_MANY_OPEN", "too many files are open to open \"<filename>\""},
       {"DISK_WRITE_ERROR", "<filename> could not be written: <msg>"},
@@ -50,6 +51,7 @@ const char* messageFor(const char* code) {
       {"NO_OBJECT_CREATED", "the document is damaged: it refers to an object that could not be made"},
       {"STRM_EOF", "the document ends too early"},
       {"SYS_ERROR", "<msg>"},
+      {"std::exception", "<what>"},
   };
   for (const auto& message : messages)
     if (std::strcmp(message.code, code) == 0) return message.words;
@@ -65,14 +67,23 @@ unsigned char raiseFatal(const char* text, const char* file, int line) {
 /// The file that the error at hand is about, if it does not say so itself.
 std::string subject;
 
+/// The code of a level. A lack of memory that the standard library raised is one like any other.
+const char* codeAt(const XError& error, int level) {
+  char what[32];
+  const char* const code = error.GetLevelCode(level);
+  if (!code) return "ERROR_OTHER";
+  const bool isForeign = std::strcmp(code, "std::exception") == 0;
+  const bool tells = isForeign && error.GetParmAsString(what, sizeof what, level, "what");
+  return tells && std::strcmp(what, "std::bad_alloc") == 0 ? "MEM_OUT_OF_MEMORY" : code;
+}
+
 /// Every level of the error, the newest first: what was attempted, then what failed beneath it.
 std::string words(const XError& error) {
   const StSetCurrentException current(&error);
   std::string text;
   for (int level = ESGetTopLevel(); level > 0; --level) {
     char message[512] = "";
-    const char* code = ESGetLevelCode(level);
-    error.ExpandString(message, sizeof message, messageFor(code), level);
+    error.ExpandString(message, sizeof message, messageFor(codeAt(error, level)), level);
     text += (text.empty() ? "" : ": ") + std::string(message);
   }
   if (text.empty()) text = "no details are known";
@@ -99,6 +110,29 @@ void about(const std::string& file, const std::function<void()>& work) {
   ky::guardedReraise(work, [&] { subject = file; });
 }
 
+int runWork(const std::string& name, const std::function<int()>& work) {
+  int status = kFailed;
+  subject.clear();
+  const auto refusable = [&] {
+    try {
+      status = work();
+    } catch (const RefusedInput& refused) {
+      UIstatClose();
+      std::fprintf(stderr, "%s: %s\n", name.c_str(), refused.what());
+      status = kRefused;
+    }
+    UIstatClose();
+    flushOutput();
+  };
+  ky::guarded(refusable, [&](XError& caught) {
+    UIstatClose();
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s: %s: %s\n", name.c_str(), codeAt(caught, caught.GetTopLevel()), words(caught).c_str());
+    status = kFailed;
+  });
+  return status;
+}
+
 int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work) {
   try {
     app.parse(argc, argv);
@@ -110,31 +144,15 @@ int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>&
   }
 
   static const std::string name = app.get_name();
-  int status = kFailed;
-  const auto refusable = [&] {
-    try {
-      status = work();
-    } catch (const RefusedInput& refused) {
-      std::fprintf(stderr, "%s: %s\n", name.c_str(), refused.what());
-      status = kRefused;
-    }
-    flushOutput();
-  };
   static ky::ProgramVersion version{KY_VERSION_MAJOR, KY_VERSION_MINOR, KY_VERSION_PATCH};
   version.product = version.internalName = name.c_str();
   version.fileVersion = KY_VERSION;
   KyHostSettings settings;
   settings.fatalHandler = raiseFatal;
   settings.version = &version;
-  if (ky::platform::isErrorOutputTerminal()) settings.uiRoutines = progressRoutines();
+  if (ky::platform::errorTerminalWidth() > 0) settings.uiRoutines = progressRoutines();
   KyStartHost(settings);
-  ky::guarded(refusable, [&](XError& caught) {
-    std::fflush(stdout);
-    const char* code = caught.GetCode() ? caught.GetCode() : "ERROR_OTHER";
-    std::fprintf(stderr, "%s: %s: %s\n", name.c_str(), code, words(caught).c_str());
-    status = kFailed;
-  });
-  return status;
+  return runWork(name, work);
 }
 
 }  // namespace support

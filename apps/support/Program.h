@@ -25,11 +25,16 @@ void showExamplesFirst(CLI::App& app, const std::string& examples);
 /// Runs `work` on a file; should it raise, the message names the file.
 void about(const std::string& file, const std::function<void()>& work);
 
-/// Parses the command line, starts the library, runs `work` and words whatever ends it early.
+/// Runs `work` and words whatever ends it early.
 ///
-/// A raised error goes to standard error as "program: CODE: words" and gives `kFailed`; refused input gives
-/// `kRefused`, a wrong command line `kWrongUsage`. Output that cannot be written is an error too. On a terminal a bar
-/// shows that long work goes on.
+/// A raised error goes to standard error as "name: CODE: words" and gives `kFailed`; refused input gives `kRefused`.
+/// Output that cannot be written is an error too.
+///
+/// Returns:  the exit status.
+int runWork(const std::string& name, const std::function<int()>& work);
+
+/// Parses the command line, starts the library and runs `work` as above; a wrong command line gives `kWrongUsage`. On a
+/// terminal a bar shows how far long work has come.
 ///
 /// Returns:  the exit status.
 int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work);

@@ -144,9 +144,7 @@ void CoreWinFileLocator::Get(AStream* stream, AIODesc* desc) {
   getPath(stream, desc);
 }
 
-void CoreWinFileLocator::Delete() {
-  raiseIf(removeFile(GetPath()), GetPath());
-}
+void CoreWinFileLocator::Delete() { raiseIf(removeFile(GetPath()), GetPath()); }
 
 Boolean CoreWinFileLocator::IsEqual(ALocator* other) { return samePath(*this, other, LOC_FILE); }
 

@@ -54,8 +54,7 @@ void removeAbandoned(const std::string& document) {
     const std::string path = joined(folder, entry.name);
     platform::File file;
     const int error = file.open(path.c_str(), platform::Access::readWrite, platform::Disposition::openExisting);
-    if (error == 0 && file.lock(kLockBegin, platform::LockKind::exclusive) == 0)
-      (void)removeFile(path.c_str());
+    if (error == 0 && file.lock(kLockBegin, platform::LockKind::exclusive) == 0) (void)removeFile(path.c_str());
   }
 }
 

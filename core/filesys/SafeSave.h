@@ -14,7 +14,8 @@ namespace ky {
 /// Has `write` fill a temporary file beside the document, and puts that in the document's place in one step, once it is
 /// on the disk. Whatever fails, and wherever the process ends, the old document is whole.
 ///
-/// A link is followed to the document that it leads to. A device or a pipe cannot be replaced and is written to as it is.
+/// A link is followed to the document that it leads to. A device or a pipe cannot be replaced and is written to as it
+/// is.
 ///
 /// The temporary file is "<document>~<process>-<number>". Those that ended processes left behind are removed first; one
 /// that another save still fills is known by its lock.

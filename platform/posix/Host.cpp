@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <pwd.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -71,7 +72,14 @@ std::string userSettingsFolder() {
 
 long processNumber() { return static_cast<long>(::getpid()); }
 
-bool isErrorOutputTerminal() { return ::isatty(STDERR_FILENO) != 0; }
+bool isOutputTerminal() { return ::isatty(STDOUT_FILENO) != 0; }
+
+int errorTerminalWidth() {
+  constexpr int kUsual = 80;  // for one that does not tell
+  if (::isatty(STDERR_FILENO) == 0) return 0;
+  struct winsize size = {};
+  return ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+}
 
 int processorCount() {
   const long count = ::sysconf(_SC_NPROCESSORS_ONLN);

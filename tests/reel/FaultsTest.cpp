@@ -9,13 +9,10 @@
 
 #include "apps/kydoc/Inspector.h"
 #include "apps/reel/ReelCommands.h"
-#include "core/filesys/DiskRtns.h"
-#include "core/mem/KyMemory.h"
-#include "platform/Errors.h"
 #include "tests/reel/SomeEdl.h"
 #include "tests/support/Leaks.h"
 #include "tests/support/Raised.h"
-#include "tests/support/TempFolder.h"
+#include "tests/support/failing/NewFailure.h"
 
 namespace {
 
@@ -65,17 +62,23 @@ class Faults : public testing::Test {
         {"export", "out.edl", [this] { reel::exportEdl(folder / "in.kyb", folder / "out.edl"); }, true}};
   }
 
-  /// What a command leaves: all or nothing, nothing beside it, and no open file.
-  void expectWhole(const Command& command, bool failed, std::ptrdiff_t opened) {
-    EXPECT_EQ(ky::test::openDescriptors(), opened);
+  /// Returns:  how many failures were met.
+  int failEach(const Command& command, const ky::test::Fault& fault) {
+    SCOPED_TRACE(command.name);
+    return ky::test::failEachStep(
+        fault, [this] { restore(); }, command.run, [&](const XError& error) { expectWhole(command, error); });
+  }
+
+  /// What a command leaves: all or nothing, and nothing beside it but an old temporary that could not be removed.
+  void expectWhole(const Command& command, const XError& error) {
     const std::string saved = command.saved;
     if (saved.empty()) return;
-    if (failed) {
+    if (error.GetCode()) {
       const std::vector<std::uint8_t> old = bytesOf(folder / saved);
       EXPECT_EQ(std::string(old.begin(), old.end()), saved == "new.kyb" ? "" : kOld);
       EXPECT_EQ(std::filesystem::exists(folder / saved), saved != "new.kyb");
     }
-    EXPECT_LE(temporariesOf(saved), 1);  // the old one, where the fault was met in removing it
+    EXPECT_LE(temporariesOf(saved), 1);
     EXPECT_EQ(ky::test::codeRaisedBy(command.run), "");
     EXPECT_EQ(temporariesOf(saved), 0);
     if (saved.ends_with(".kyb")) {
@@ -93,32 +96,8 @@ class Faults : public testing::Test {
   }
 
   static constexpr const char* kOld = "as it was before";
-  ky::test::TempFolder folder;
+  ky::test::TempFolder folder{ky::test::quickPlace()};
 };
-
-struct Fault {
-  const char* operation;
-  void (*force)(int code, int count);
-  int (*take)();
-  int number;
-  const char* code;
-};
-
-constexpr Fault kFaults[] = {
-    {"read", SetForceDiskReadErr, GetForceDiskReadErr, ky::platform::kDeviceError, "DISK_IO_ERROR"},
-    {"write", SetForceDiskWriteErr, GetForceDiskWriteErr, ky::platform::kDiskFull, "DISK_FULL"},
-    {"open", SetForceDiskOpenErr, GetForceDiskOpenErr, ky::platform::kTooManyOpen, "DISK_TOO_MANY_OPEN"},
-    {"delete", SetForceDiskDeleteErr, GetForceDiskDeleteErr, ky::platform::kAccessDenied, "DISK_ACCESS_DENIED"},
-    {"rename", SetForceDiskRenameErr, GetForceDiskRenameErr, ky::platform::kSharingViolation,
-     "DISK_SHARING_VIOLATION"}};
-
-/// Takes back a fault that was not met.
-bool wasMet(const Fault& fault, int nth) {
-  bool isLeft = false;
-  for (int i = 0; i < nth && !isLeft; ++i) isLeft = fault.take() != 0;
-  fault.force(0, 0);
-  return !isLeft;
-}
 
 }  // namespace
 
@@ -126,66 +105,38 @@ TEST_F(Faults, EveryDiskOperationThatFailsLeavesTheOldFileWhole) {
   prepare(4000);
   int met = 0;
   for (const Command& command : commands()) {
-    for (const Fault& fault : kFaults) {
-      bool isMet = true;
-      for (int nth = 1; isMet; ++nth) {
-        SCOPED_TRACE(std::string(command.name) + ", " + fault.operation + " " + std::to_string(nth));
-        restore();
-        const std::ptrdiff_t opened = ky::test::openDescriptors();
-        fault.force(fault.number, nth);
-        const XError error = errorRaisedBy(command.run);
-        isMet = wasMet(fault, nth);
-        met += isMet;
-        if (error.GetCode()) {
-          EXPECT_TRUE(isMet && error.FindCode(fault.code)) << error.GetCode();
-        }
-        expectWhole(command, error.GetCode() != nullptr, opened);
-        ASSERT_LT(nth, 100);
-      }
-    }
+    for (const ky::test::Fault& fault : ky::test::diskFaults()) met += failEach(command, fault);
   }
   EXPECT_GT(met, 20);
 }
 
-TEST_F(Faults, TheErrorOfASaveNamesTheFileThatWasAskedFor) {
-  prepare(4000);
-  for (const Fault& fault : {kFaults[1], kFaults[4]}) {
-    fault.force(fault.number, 1);
-    const XError error = errorRaisedBy([&] { reel::importEdl(folder / "in.edl", folder / "out.kyb", {}); });
-    EXPECT_STREQ(error.GetCode(), fault.code);
-    EXPECT_EQ(ky::test::parm(error, "filename"), folder / "out.kyb");
-    fault.force(0, 0);
-  }
-}
-
 TEST_F(Faults, EveryAllocationThatFailsLeavesTheOldFileWhole) {
-  prepare(3);
+  prepare(2);
   int met = 0;
-  for (const Command& command : commands()) {
-    bool isMet = true;
-    for (Long nth = 1; isMet; ++nth) {
-      SCOPED_TRACE(std::string(command.name) + ", allocation " + std::to_string(nth));
-      restore();
-      const std::ptrdiff_t opened = ky::test::openDescriptors();
-      // Short of memory, a load leaves its objects where they are: walking them could need more.
-      const auto run = [&] {
-        if (!command.loads) return command.run();
+  for (Command command : commands()) {
+    const std::function<void()> run = command.run;
+    // Short of memory, a load leaves its objects where they are: walking them could need more.
+    if (command.loads) {
+      command.run = [&run] {
         const ky::test::LeaksAreNoFault byDesign;
-        command.run();
+        run();
       };
-      XError error;
-      {
-        const ky::AllocationFailure failure(nth);
-        error = errorRaisedBy(run);
-        isMet = failure.happened();
-      }
-      met += isMet;
-      if (error.GetCode()) {
-        EXPECT_TRUE(isMet && error.FindCode("MEM_OUT_OF_MEMORY")) << error.GetCode();
-      }
-      expectWhole(command, error.GetCode() != nullptr, opened);
-      ASSERT_LT(nth, 5000);
     }
+    met += failEach(command, ky::test::memoryFault()) + failEach(command, ky::test::newFault());
   }
   EXPECT_GT(met, 100);
+}
+
+TEST_F(Faults, TheErrorOfASaveNamesTheFileThatWasAskedFor) {
+  prepare(4000);
+  for (const char* step : {"write", "rename"}) {
+    for (const ky::test::Fault& fault : ky::test::diskFaults()) {
+      if (fault.name != std::string(step)) continue;
+      const auto disarm = fault.arm(1);
+      const XError error = errorRaisedBy([&] { reel::importEdl(folder / "in.edl", folder / "out.kyb", {}); });
+      disarm();
+      EXPECT_STREQ(error.GetCode(), fault.code);
+      EXPECT_EQ(ky::test::parm(error, "filename"), folder / "out.kyb");
+    }
+  }
 }

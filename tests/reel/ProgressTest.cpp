@@ -13,11 +13,11 @@ Int64 clockNow() { return now; }
 }  // namespace
 
 TEST(Progress, TheBarIsAsLongAsTheWorkDone) {
-  EXPECT_EQ(support::progressBar("x", 0, 8), "[                    ]   0%  x");
-  EXPECT_EQ(support::progressBar("x", 2000000000, 2000000000), "[####################] 100%  x");
-  EXPECT_EQ(support::progressBar("x", 1, 4), "[#####               ]  25%  x");
-  EXPECT_EQ(support::progressBar("", 16, 0), "[                ####]");
-  EXPECT_EQ(support::progressBar("", 18, 0), "[ ####               ]");
+  EXPECT_EQ(support::progressBar("x", 0, 8, 80), "[                    ]   0%  x");
+  EXPECT_EQ(support::progressBar("x", 2000000000, 2000000000, 80), "[####################] 100%  x");
+  EXPECT_EQ(support::progressBar("x", 1, 4, 80), "[#####               ]  25%  x");
+  EXPECT_EQ(support::progressBar("", 16, 0, 80), "[                ####]  ");
+  EXPECT_EQ(support::progressBar("", 18, 0, 80), "[ ####               ]  ");
 }
 
 TEST(Progress, ShowsOnlyLongWorkAndWipesItAway) {

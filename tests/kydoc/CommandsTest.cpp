@@ -1,0 +1,123 @@
+// The commands as their users see them: what they print, and their exit status.
+#include "apps/kydoc/KydocCommands.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "apps/support/Program.h"
+#include "core/filesys/CoreWinLocators.h"
+#include "core/mem/Owned.h"
+#include "core/objsys/AObjDoc.h"
+#include "core/utils/MemStreams.h"
+#include "tests/support/failing/NewFailure.h"
+
+namespace {
+
+using namespace ky::test;
+
+struct Shown {
+  int status = -1;
+  std::string out, err;
+};
+
+class KydocCommands : public testing::Test {
+ protected:
+  KydocCommands() {
+    const ky::OwnedHandle bytes = ky::OwnedHandle::ofSize(4096);
+    const ky::Owned<AVariMemStream> stream(AVariMemStream::NewWithEOF(bytes.get(), 0));
+    const ky::Owned<AObjDoc> saved(AObjDoc::New(stream.get(), 0, Long(MakeChar4("TEST"))));
+    const ky::Owned<APortable> root(CoreWinFileLocator::New("/a", "b"));
+    saved->CopyIn(root.get());
+    writeBytes(document, {bytes.data(), bytes.data() + stream->GetLength()});
+  }
+
+  static void begin() {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+  }
+  static Shown end(int status) {
+    return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
+  }
+  static Shown run(const std::function<int()>& command) {
+    begin();
+    return end(support::runWork("kydoc", command));
+  }
+
+  const TempFolder folder;
+  const std::string document = folder / "a.kyb";
+  const struct {
+    std::function<int()> run;
+    bool makesJson;
+  } commands[7] = {{[this] { return kydoc::info(document, false); }, false},
+                   {[this] { return kydoc::info(document, true); }, true},
+                   {[this] { return kydoc::dump(document, false); }, false},
+                   {[this] { return kydoc::dump(document, true); }, true},
+                   {[this] { return kydoc::verify(document); }, false},
+                   {[] { return kydoc::volumes(false); }, false},
+                   {[] { return kydoc::volumes(true); }, true}};
+};
+
+/// How much is free may change from one call to the next.
+std::string withoutDigits(std::string text) {
+  std::erase_if(text, [](char c) { return (c >= '0' && c <= '9') || c == ' ' || c == '.'; });
+  return text;
+}
+
+}  // namespace
+
+TEST_F(KydocCommands, WordWhateverFailsAndWorkTheNextTime) {
+  int met = 0;
+  for (const auto& command : commands) {
+    std::vector<Fault> faults = diskFaults();
+    faults.push_back(memoryFault());
+    // The JSON library takes memory in destructors too, which no program survives the lack of.
+    if (!command.makesJson) faults.push_back(newFault());
+    const Shown whole = run(command.run);
+    ASSERT_EQ(whole.status, 0) << whole.err;
+    for (const Fault& fault : faults) {
+      int status = -1;
+      const std::string code = fault.name == std::string("new") ? "MEM_OUT_OF_MEMORY" : fault.code;
+      met += failEachStep(
+          fault, begin, [&] { status = support::runWork("kydoc", command.run); },
+          [&](const XError&) {
+            const Shown shown = end(status);
+            SCOPED_TRACE(&command - commands);
+            if (status == 0) {
+              EXPECT_EQ(withoutDigits(shown.out), withoutDigits(whole.out));
+              EXPECT_EQ(shown.err, "");
+            } else {
+              EXPECT_EQ(status, 1);
+              EXPECT_TRUE(shown.err.starts_with("kydoc: " + code + ": ")) << shown.err;
+            }
+          });
+    }
+    EXPECT_EQ(run(command.run).status, 0);
+  }
+  EXPECT_GT(met, 150);
+}
+
+TEST_F(KydocCommands, TellWhatIsWrongWithTheFile) {
+  writeBytes(folder / "text", {'t', 'e', 'x', 't'});
+  writeBytes(folder / "empty", {});
+  const struct {
+    std::string file;
+    int status;
+    const char* err;
+  } cases[] = {
+      {"none", 1, "kydoc: DISK_FILE_NOT_FOUND: there is no file \""},
+      {"", 1, "kydoc: DISK_ACCESS_DENIED: access to \""},
+      {"text/inside", 1, "kydoc: DISK_FILE_NOT_FOUND: "},
+      {std::string(300, 'n'), 1, "kydoc: DISK_INVALID_FILENAME_SYNTAX: "},
+      {std::string(2000, '/'), 1, "kydoc: DISK_INVALID_FILENAME_SYNTAX: "},
+      {"text", 3, "kydoc: "},
+      {"empty", 3, "kydoc: "},
+  };
+  for (const auto& c : cases) {
+    const Shown shown = run([&] { return kydoc::verify(folder / c.file); });
+    EXPECT_EQ(shown.status, c.status) << c.file;
+    EXPECT_TRUE(shown.err.starts_with(c.err)) << shown.err;
+    EXPECT_EQ(shown.out, "");
+  }
+}
