@@ -123,12 +123,16 @@ ThreadSlots* threadSlots() {
 
 }  // namespace
 
-void** fetchSlots(void* content, SlotFailure& failure) noexcept {
+void** newSlotSlowly(void* content, SlotFailure& failure) noexcept {
   if (!cInitialized) {
     failure = SlotFailure::notStarted;
     return nullptr;
   }
   ThreadSlots* const mine = threadSlots();
+  if (mine && mine->count) {
+    failure = SlotFailure::inconsistent;
+    return nullptr;
+  }
   const SpinTenure held(cHandleMgrMutex);
   if (mine) handIn(*mine);
   void** const slot = takeFromFirst(content, failure);

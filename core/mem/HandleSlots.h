@@ -52,19 +52,20 @@ struct ThreadSlots {
 
 extern constinit thread_local ThreadSlots* tSlots __attribute__((tls_model("initial-exec")));
 
-void** fetchSlots(void* content, SlotFailure& failure) noexcept;
+/// For when newSlotAtHand() had none.
+///
+/// Returns:  a slot that holds `content`, or null and why.
+void** newSlotSlowly(void* content, SlotFailure& failure) noexcept;
 void endSlotSlowly(ZorvexMasterPointerBlock& owner, void** slot) noexcept;
 
-/// Returns:  a slot that holds `content`, or null and why.
-inline void** newSlot(void* content, SlotFailure& failure) noexcept {
+/// Returns:  a slot that holds `content`; null if the thread has none at hand, or one that is inconsistent.
+inline void** newSlotAtHand(void* content) noexcept {
   ThreadSlots* const mine = tSlots;
   if (!mine || mine->count == 0) [[unlikely]]
-    return fetchSlots(content, failure);
-  void** const slot = mine->slot[mine->count - 1];
-  if (*slot != slot) [[unlikely]] {
-    failure = SlotFailure::inconsistent;
     return nullptr;
-  }
+  void** const slot = mine->slot[mine->count - 1];
+  if (*slot != slot) [[unlikely]]
+    return nullptr;
   --mine->count;
   *slot = content;
   mine->countMade();

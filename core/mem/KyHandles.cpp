@@ -41,14 +41,27 @@ bool isFake(const void* handle) {
 }
 
 // The block goes with the failure.
-[[gnu::always_inline]] inline char** newFake(void* block) {
+[[gnu::noinline]] char** newFakeSlowly(void* block) {
   auto failure = SlotFailure::none;
-  void** const slot = newSlot(block, failure);
-  if (!slot) [[unlikely]] {
+  void** const slot = newSlotSlowly(block, failure);
+  if (!slot) {
     if (block) disposePtr(block);
     raiseSlotFailure(failure);
   }
   return reinterpret_cast<char**>(slot);
+}
+
+inline char** newFake(void* block) {
+  void** const slot = newSlotAtHand(block);
+  return slot ? reinterpret_cast<char**>(slot) : newFakeSlowly(block);
+}
+
+[[gnu::noinline]] char** newFakeOfSizeSlowly(Long size) { return newFake(newPtrSlowly(size)); }
+
+/// Nearly always both the block and the slot are at hand.
+inline char** newFakeOfSize(Long size) {
+  void* const block = newPtrAtHand(size);
+  return block ? newFake(block) : newFakeOfSizeSlowly(size);
 }
 
 char** countedReal(char** handle, Long size) {
@@ -75,7 +88,7 @@ Long offsetWithin(char** handle, const void* src) {
 
 // ---- making
 
-char** KyNewHandle(Long size) { return mayUseToolbox() ? KyNewHandleMac(size) : newFake(newPtr(size)); }
+char** KyNewHandle(Long size) { return mayUseToolbox() ? KyNewHandleMac(size) : newFakeOfSize(size); }
 
 char** KyNewHandleClear(Long size) {
   return mayUseToolbox() ? KyNewHandleClearMac(size) : KyNewHandleClearZorvex(size);
@@ -129,7 +142,7 @@ short KyPtrToHandMac(const void* src, char*** out, Long size) {
   return 0;
 }
 
-char** KyNewHandleZorvex(Long size) { return newFake(newPtr(size)); }
+char** KyNewHandleZorvex(Long size) { return newFakeOfSize(size); }
 
 char** KyNewHandleClearZorvex(Long size) { return newFake(KyNewPtrClear(size)); }
 

@@ -36,6 +36,12 @@ bool dumperInstalled = false;
 
 }  // namespace
 
+void* newPtrSlowly(Long size) {
+  void* const p = newPtrUntraced(size);
+  if (allocationWatch.traced()) KySlotAdd(p, size, 0);
+  return p;
+}
+
 MemoryTotals memoryTotals() {
   const MemoryTenure held;
   const BlockTotals counted = sumOfThreads();

@@ -87,6 +87,17 @@ PtrHeader* headed(PageRun run, Long size) noexcept {
 
 }  // namespace
 
+void* newPtrUntraced(Long size) {
+  ThreadShelves* const mine = threadShelves();
+  if (!mine || (allocationWatch.failing() && failsNow())) raiseOutOfMemory();
+  void* const raw = isSmallPtr(size) ? takeSmallBlock(*mine, shelfForPtr(size)) : takeLargePtr(size);
+  if (!raw) raiseOutOfMemory();
+  auto* const header = static_cast<PtrHeader*>(raw);
+  header->size = size;
+  countPtr(*mine, size, 1);
+  return header + 1;
+}
+
 void* takeLargePtr(Long size) noexcept {
   if (size < 0) return nullptr;
   if (!isPagedPtr(size)) return std::malloc(bytesWithHeader(size));

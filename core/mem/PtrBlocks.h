@@ -37,6 +37,7 @@ struct AllocationWatch {
   bool traced() const { return (flags.load(std::memory_order_relaxed) & kTraced) != 0; }
   bool freesWatched() const { return (flags.load(std::memory_order_relaxed) & (kTraced | kFreesChecked)) != 0; }
   bool failing() const { return flags.load(std::memory_order_relaxed) >= kFailing; }
+  bool watching() const { return flags.load(std::memory_order_relaxed) != 0; }
 };
 extern constinit AllocationWatch allocationWatch;
 
@@ -59,19 +60,24 @@ inline void countPtr(ThreadShelves& mine, Int64 bytes, Int64 blocks) noexcept {
   mine.blocks.store(mine.blocks.load(relaxed) + blocks, relaxed);
 }
 
-/// Raises:   MEM_OUT_OF_MEMORY.
-inline void* newPtrUntraced(Long size) {
-  ThreadShelves* const mine = threadShelves();
-  if (!mine || (allocationWatch.failing() && failsNow())) [[unlikely]]
-    raiseOutOfMemory();
-  void* const raw = isSmallPtr(size) ? takeSmallBlock(*mine, shelfForPtr(size)) : takeLargePtr(size);
+/// The short way of most blocks, which needs nothing but what the calling thread has at hand.
+///
+/// Returns:  null if the block takes the long way: newPtrUntraced(), and a trace if one is on.
+inline void* newPtrAtHand(Long size) noexcept {
+  ThreadShelves* const mine = tShelves;
+  if (!mine || !isSmallPtr(size) || allocationWatch.watching()) [[unlikely]]
+    return nullptr;
+  void* const raw = takeSmallBlockAtHand(*mine, shelfForPtr(size));
   if (!raw) [[unlikely]]
-    raiseOutOfMemory();
+    return nullptr;
   auto* const header = static_cast<PtrHeader*>(raw);
   header->size = size;
   countPtr(*mine, size, 1);
   return header + 1;
 }
+
+/// Raises:   MEM_OUT_OF_MEMORY.
+void* newPtrUntraced(Long size);
 
 inline void disposePtrUntraced(void* p) noexcept {
   PtrHeader* const header = ptrHeader(p);

@@ -116,25 +116,14 @@ char* firstBlockOf(const Slab& slab) {
 // What threads have not at hand, for one block size.
 class CentralShelf {
  public:
-  // Appends up to `count` blocks at `tail`; fewer when memory is short.
-  ULong take(std::size_t shelf, ULong count, FreeBlock** tail) {
+  // Fills an empty shelf with up to `most` freed blocks of one slab, or else with a stretch of as many that are not cut
+  // yet: neighbours, which nobody has to touch before they are handed out. It stays empty when memory is short.
+  void fill(ThreadShelves::Shelf& to, std::size_t shelf, ULong most) {
     const SpinTenure held(lock_);
-    ULong taken = 0;
-    while (taken < count) {
-      Slab* const slab = roomy_.first() ? roomy_.first() : addSlab(shelf);
-      if (!slab) break;
-      const ULong before = taken;
-      for (; taken < count && slab->free; ++taken) {
-        *tail = slab->free;
-        slab->free = slab->free->next;
-        tail = &(*tail)->next;
-      }
-      for (; taken < count && slab->hasRoom(); ++taken) tail = &(*tail = cutBlock(*slab))->next;
-      slab->used += taken - before;
-      if (!slab->hasRoom()) roomy_.remove(*slab);
-    }
-    *tail = nullptr;
-    return taken;
+    Slab* const slab = roomy_.first() ? roomy_.first() : addSlab(shelf);
+    if (!slab) return;
+    slab->used += slab->free ? takeFreed(*slab, to, most) : takeUncut(*slab, to, most);
+    if (!slab->hasRoom()) roomy_.remove(*slab);
   }
 
   void give(FreeBlock* first) {
@@ -151,10 +140,23 @@ class CentralShelf {
   }
 
  private:
-  static FreeBlock* cutBlock(Slab& slab) {
-    auto* const block = reinterpret_cast<FreeBlock*>(slab.uncut);
-    slab.uncut += slab.blockBytes;
-    return block;
+  static ULong takeFreed(Slab& slab, ThreadShelves::Shelf& to, ULong most) {
+    FreeBlock** tail = &to.first;
+    for (; to.count < most && slab.free; ++to.count) {
+      *tail = slab.free;
+      slab.free = slab.free->next;
+      tail = &(*tail)->next;
+    }
+    *tail = nullptr;
+    return to.count;
+  }
+
+  static ULong takeUncut(Slab& slab, ThreadShelves::Shelf& to, ULong most) {
+    const ULong taken = std::min(most, static_cast<ULong>(slab.end - slab.uncut) / slab.blockBytes);
+    to.uncut = slab.uncut;
+    slab.uncut += std::size_t{taken} * slab.blockBytes;
+    to.uncutEnd = slab.uncut;
+    return taken;
   }
 
   Slab* addSlab(std::size_t shelf) {
@@ -195,9 +197,20 @@ struct Registry {
 
 constinit Registry registry;
 
+// Returns the blocks of a shelf that ends, freed or not cut yet, as one list.
+FreeBlock* allOf(ThreadShelves::Shelf& from, std::size_t shelf) {
+  FreeBlock* first = from.first;
+  for (char* at = from.uncut; at != from.uncutEnd; at += shelf * kBlockUnit) {
+    auto* const block = reinterpret_cast<FreeBlock*>(at);
+    block->next = first;
+    first = block;
+  }
+  return first;
+}
+
 void endThreadShelves(void* argument) {
   auto* const mine = static_cast<ThreadShelves*>(argument);
-  for (std::size_t shelf = 1; shelf < kShelves; ++shelf) central[shelf].give(mine->shelf[shelf].first);
+  for (std::size_t shelf = 1; shelf < kShelves; ++shelf) central[shelf].give(allOf(mine->shelf[shelf], shelf));
   {
     const SpinTenure held(registry.lock);
     (mine->previous ? mine->previous->next : registry.first) = mine->next;
@@ -229,12 +242,8 @@ ThreadShelves* makeThreadShelves() noexcept {
 }
 
 void* fetchSmallBlocks(ThreadShelves& mine, std::size_t shelf) noexcept {
-  FreeBlock* first = nullptr;
-  const ULong taken = central[shelf].take(shelf, batchFor(shelf), &first);
-  if (taken == 0) return nullptr;
-  mine.shelf[shelf].first = first->next;
-  mine.shelf[shelf].count = taken - 1;
-  return first;
+  central[shelf].fill(mine.shelf[shelf], shelf, batchFor(shelf));
+  return takeSmallBlockAtHand(mine, shelf);
 }
 
 // The blocks freed last stay: they are still in the processor's cache.

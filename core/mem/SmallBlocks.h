@@ -37,7 +37,9 @@ struct FreeBlock {
 struct ThreadShelves {
   struct Shelf {
     FreeBlock* first = nullptr;
-    ULong count = 0;
+    char* uncut = nullptr;  ///< from here to `uncutEnd` lie blocks that were never handed out; the freed ones go first
+    char* uncutEnd = nullptr;
+    ULong count = 0;  ///< of the freed ones
     ULong limit = 0;  ///< at this count half of them go back
   };
 
@@ -61,15 +63,24 @@ inline ThreadShelves* threadShelves() noexcept { return tShelves ? tShelves : ma
 void* fetchSmallBlocks(ThreadShelves& mine, std::size_t shelf) noexcept;
 void returnHalf(ThreadShelves& mine, std::size_t shelf) noexcept;
 
+/// Returns:  a block of `shelf` units, aligned to one; null if the thread has none at hand.
+inline void* takeSmallBlockAtHand(ThreadShelves& mine, std::size_t shelf) noexcept {
+  ThreadShelves::Shelf& from = mine.shelf[shelf];
+  if (FreeBlock* const block = from.first) {
+    from.first = block->next;
+    --from.count;
+    return block;
+  }
+  char* const block = from.uncut;
+  if (block == from.uncutEnd) return nullptr;
+  from.uncut = block + shelf * kBlockUnit;
+  return block;
+}
+
 /// Returns:  a block of `shelf` units, aligned to one; null if the memory is not there.
 inline void* takeSmallBlock(ThreadShelves& mine, std::size_t shelf) noexcept {
-  ThreadShelves::Shelf& from = mine.shelf[shelf];
-  FreeBlock* const block = from.first;
-  if (!block) [[unlikely]]
-    return fetchSmallBlocks(mine, shelf);
-  from.first = block->next;
-  --from.count;
-  return block;
+  void* const block = takeSmallBlockAtHand(mine, shelf);
+  return block ? block : fetchSmallBlocks(mine, shelf);
 }
 
 inline void giveSmallBlock(ThreadShelves& mine, std::size_t shelf, void* p) noexcept {

@@ -10,12 +10,13 @@ namespace ky {
 
 inline constexpr Long kMostClearedHere = 192;
 
+/// KyNewPtr() on the long way.
+void* newPtrSlowly(Long size);
+
 /// KyNewPtr(), without the detour of an exported name.
 inline void* newPtr(Long size) {
-  void* const p = newPtrUntraced(size);
-  if (allocationWatch.traced()) [[unlikely]]
-    KySlotAdd(p, size, 0);
-  return p;
+  void* const p = newPtrAtHand(size);
+  return p ? p : newPtrSlowly(size);
 }
 
 /// KyNewPtrClear(), likewise. Most objects have a few dozen bytes, for which a call would cost more than the clearing;

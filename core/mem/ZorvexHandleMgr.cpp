@@ -50,10 +50,11 @@ void ZorvexHandleMgr::ZorvexHandleMgrInit() {
 }
 
 void** ZorvexHandleMgr::CreateHandle(void* block) {
+  if (void** const slot = newSlotAtHand(block)) [[likely]]
+    return slot;
   auto failure = SlotFailure::none;
-  void** const slot = newSlot(block, failure);
-  if (!slot) [[unlikely]]
-    raiseSlotFailure(failure);
+  void** const slot = newSlotSlowly(block, failure);
+  if (!slot) raiseSlotFailure(failure);
   return slot;
 }
 

@@ -17,12 +17,18 @@ class KY_API AIODesc : public AObject {
   virtual void SetPtrsOnly(Boolean only);
   virtual Boolean GetPtrsOnly();
 
+  /// `GetIOKind`, held for the length of a domain's walk: `Put` and `Get` ask it on each level of each object.
+  int Kind() { return heldKind ? heldKind : GetIOKind(); }
+  /// Asks `GetIOKind` once for all calls of `Kind` until it is let go.
+  void HoldKind(Boolean hold) { heldKind = hold ? GetIOKind() : 0; }
+
   /// The class identifier under which the object being read stands in its document, for a `Get` that wants to know it.
   Long GetClassIDRead() const { return classIDRead; }
   void SetClassIDRead(Long classID) { classIDRead = classID; }
 
   /// Says that the next pointer read is one that its reader will dispose; taken and cleared by the domain's reader.
   void AnnounceOwnedPtr(Boolean owned) { ownedPtr = owned; }
+  Boolean IsOwnedPtrAnnounced() const { return ownedPtr; }
   Boolean TakeOwnedPtr() {
     const Boolean was = ownedPtr;
     ownedPtr = 0;
@@ -38,6 +44,9 @@ class KY_API AIODesc : public AObject {
   Boolean ptrsOnly = 0;
   Long classIDRead = 0;
   Boolean ownedPtr = 0;
+
+ private:
+  int heldKind = 0;
 };
 
 namespace ky {
@@ -129,6 +138,22 @@ class KY_API AConv62Desc : public AIODesc {
 };
 
 namespace ky {
+
+/// Holds the kind of `desc`, which may be null, for a scope.
+class KindHeld {
+ public:
+  explicit KindHeld(AIODesc* desc) : desc_(desc) {
+    if (desc_) desc_->HoldKind(1);
+  }
+  ~KindHeld() {
+    if (desc_) desc_->HoldKind(0);
+  }
+  KindHeld(const KindHeld&) = delete;
+  KindHeld& operator=(const KindHeld&) = delete;
+
+ private:
+  AIODesc* desc_;
+};
 
 /// `DeferCheck` of `desc` if it is one for storage; other purposes read images of a state that was sound when it was
 /// kept.

@@ -1,6 +1,7 @@
 #include "core/objsys/AObjDoc.h"
 
 #include <cstring>
+#include <typeinfo>
 #include <utility>
 
 #include "core/error/Guarded.h"
@@ -75,12 +76,15 @@ AObjDoc::~AObjDoc() {
   succeeds([&] { endRead(); });
 }
 
+bool AObjDoc::isOwnKind() const { return typeid(*this) == typeid(AObjDoc); }
+
 void AObjDoc::endWrite() {
   if (countStream) std::exchange(countStream, nullptr)->Dispose();
   if (preflightList) std::exchange(preflightList, nullptr)->Dispose();
 }
 
 void AObjDoc::endRead() {
+  listed = {};
   if (objList) KyDisposeHandle(std::exchange(objList, nullptr));
   if (objListMarks) KyDisposeHandle(std::exchange(objListMarks, nullptr));
 }

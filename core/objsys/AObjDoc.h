@@ -103,6 +103,9 @@ class KY_API AObjDoc : public ADomain {
   static APortable* ReadCB(void* domain, AStream* stream, const char* label);
 
  private:
+  /// Whether what is done for each object is done as told here, which spares asking that for each object.
+  bool isOwnKind() const;
+
   template <class Walk>
   void walkForWrite(APortable* root, Walk&& walk);
   void preflight(APortable* root);
@@ -121,9 +124,16 @@ class KY_API AObjDoc : public ADomain {
   void disposeUnreferred();
   void disposeDropped();
   void endRead();
-  APortable** objects() const { return reinterpret_cast<APortable**>(*objList); }
-  char* marks() const { return *objListMarks; }
+  void lookAtLists();
+  APortable* readPtr(AStream* stream, const char* label);
 
+  // The blocks of both lists, until one is resized or ended, and how many of their slots are in use.
+  struct Listed {
+    APortable** object = nullptr;
+    char* mark = nullptr;
+    ULong count = 0;
+  };
+  Listed listed;
   Int64 contentEnd = 0;  // of the stream being read
   Long listSlots = 0;    // of both lists
 };

@@ -76,6 +76,7 @@ void AObjDoc::SetNoUnknowns(Boolean drop) { dropsUnknowns = drop; }
 
 APortable* AObjDoc::CopyOut() {
   const WalkGuard walk;
+  const KindHeld kind(ioDesc);
   if (tracesDomains()) dprintf("AObjDoc CopyOut started (%s)\n", TimeOfDay().text);
   numObjects = 0;
   APortable* root = nullptr;
@@ -109,12 +110,12 @@ APortable* AObjDoc::readObjects() {
   auto* const desc = ioDesc && ioDesc->IsInstanceOf("AStoreDesc") ? static_cast<AStoreDesc*>(ioDesc) : nullptr;
   if (desc) desc->ForgetDeferredChecks();
   createAndLoad();
-  if (root && (marks()[root - 1] & kOwned)) raiseBadStreamData("The root object has an owner");
+  if (root && (listed.mark[root - 1] & kOwned)) raiseBadStreamData("The root object has an owner");
   if (desc) desc->RunDeferredChecks();
 
   disposeDropped();
   check(numStubs == 0, "numStubs == 0");
-  return root ? objects()[root - 1] : nullptr;
+  return root ? listed.object[root - 1] : nullptr;
 }
 
 Long AObjDoc::readHeader() {
@@ -160,13 +161,17 @@ void AObjDoc::createAndLoad() {
   listSlots = contentEnd < kUnknownLength ? numObjects : std::min(numObjects, kFirstSlots);
   objList = KyNewHandleClear(Long(listSlots * sizeof(APortable*)));
   objListMarks = KyNewHandleClear(listSlots);
-  for (Long number = 1; number <= numObjects; ++number) CreateObject(stream, number);
+  lookAtLists();
+  const bool asHere = isOwnKind();
+  for (Long number = 1; number <= numObjects; ++number) {
+    asHere ? AObjDoc::CreateObject(stream, number) : CreateObject(stream, number);
+  }
 
   if (tracesDomains()) dprintf("  Loading %ld objects (%s)\n", long(numObjects), TimeOfDay().text);
   stream->SetPosition(start);
   for (Long number = 1; number <= numObjects; ++number) {
-    if (number <= numObjects - kAhead) prefetchForFilling(objects()[number - 1 + kAhead]);
-    LoadObject(stream, number);
+    if (number <= numObjects - kAhead) prefetchForFilling(listed.object[number - 1 + kAhead]);
+    asHere ? AObjDoc::LoadObject(stream, number) : LoadObject(stream, number);
   }
 }
 
@@ -174,10 +179,14 @@ void AObjDoc::growLists(Long number) {
   const Long slots = Long(std::min(std::max(Int64{listSlots} * 2, Int64{number}), Int64{numObjects}));
   KySetHandleSize(objList, Long(slots * sizeof(APortable*)));
   KySetHandleSize(objListMarks, slots);
-  std::memset(objects() + listSlots, 0, std::size_t(slots - listSlots) * sizeof(APortable*));
-  std::memset(marks() + listSlots, 0, std::size_t(slots - listSlots));
+  lookAtLists();
+  std::memset(listed.object + listSlots, 0, std::size_t(slots - listSlots) * sizeof(APortable*));
+  std::memset(listed.mark + listSlots, 0, std::size_t(slots - listSlots));
   listSlots = slots;
+  listed.count = ULong(slots);
 }
+
+void AObjDoc::lookAtLists() { listed = {reinterpret_cast<APortable**>(*objList), *objListMarks, ULong(listSlots)}; }
 
 void AObjDoc::CreateObject(AStream* theStream, Long number) {
   showReadProgress("Reading %ld objects (allocating)...", number, numObjects);
@@ -187,8 +196,8 @@ void AObjDoc::CreateObject(AStream* theStream, Long number) {
     raiseBadStreamData("Object length out-of-bounds");
   if (number > listSlots) growLists(number);
   // With tags on, a body ends in a mark that is not the object's own.
-  objects()[number - 1] = NewByClassID(classID, version >= 3 ? length - 1 : length);
-  marks()[number - 1] = 0;
+  listed.object[number - 1] = NewByClassID(classID, version >= 3 ? length - 1 : length);
+  listed.mark[number - 1] = 0;
   StreamWire::skip(*theStream, length);
 }
 
@@ -197,28 +206,44 @@ void AObjDoc::LoadObject(AStream* theStream, Long number) {
   const auto [classID, length] = StreamWire::getRecordHead(*theStream);
   if (ioDesc) ioDesc->SetClassIDRead(Long(classID));
   const StreamWire::Distance body(*theStream);
-  APortable* const object = objects()[number - 1];
+  APortable* const object = listed.object[number - 1];
   if (!object) return theStream->Skip(length);
   object->GetObjectFromStream(theStream, ioDesc);
-  if (dropsUnknowns && object->GetClassID() == kUnknownID) marks()[number - 1] |= kDropped;
+  if (dropsUnknowns && object->GetClassID() == kUnknownID) listed.mark[number - 1] |= kDropped;
   if (body.gone() > length) raiseBadStreamData("Object read past its end");
 }
 
+/// Settles at once what nearly every pointer is: the number, bare in the window, of an object that is there and that
+/// the reader only follows.
 APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
   auto* const doc = static_cast<AObjDoc*>(domain);
   if (!doc) {
     fatal("Domain was Null");
     return nullptr;
   }
-  const Boolean owned = doc->ioDesc ? doc->ioDesc->TakeOwnedPtr() : 0;
-  const ULong number = doc->idSize == 4 ? StreamWire::getNumber(*stream, label) : doc->readNumber(stream, label);
-  if (number == 0) return nullptr;
-  if (number > ULong(doc->numObjects)) raiseBadStreamData("Object ID out-of-bounds");
-  if (!check(doc->objList != nullptr, "The domain's object list was NULL")) return nullptr;
-  if (!check(doc->objListMarks != nullptr, "The domain's objListMarks was NULL")) return nullptr;
+  const ULong at = StreamWire::peekNumber(*stream) - 1;
+  if (at < doc->listed.count && doc->idSize == 4 && !(doc->ioDesc && doc->ioDesc->IsOwnedPtrAnnounced())) [[likely]] {
+    APortable* const object = doc->listed.object[at];
+    char& mark = doc->listed.mark[at];
+    if (object && !(mark & kDropped)) [[likely]] {
+      StreamWire::stepOverNumber(*stream);
+      mark |= kReferred;
+      return object;
+    }
+  }
+  return doc->readPtr(stream, label);
+}
 
-  APortable* const object = doc->objects()[number - 1];
-  char& mark = doc->marks()[number - 1];
+APortable* AObjDoc::readPtr(AStream* stream, const char* label) {
+  const Boolean owned = ioDesc ? ioDesc->TakeOwnedPtr() : 0;
+  const ULong number = readNumber(stream, label);
+  if (number == 0) return nullptr;
+  if (number > ULong(numObjects)) raiseBadStreamData("Object ID out-of-bounds");
+  if (!check(objList != nullptr, "The domain's object list was NULL")) return nullptr;
+  if (!check(objListMarks != nullptr, "The domain's objListMarks was NULL")) return nullptr;
+
+  APortable* const object = listed.object[number - 1];
+  char& mark = listed.mark[number - 1];
   if (mark & kDropped) return nullptr;
   if (!object) {
     if (!dropsUnknowns) +XError("NO_OBJECT_CREATED", 0);
@@ -229,9 +254,11 @@ APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
   return object;
 }
 
-/// The short numbers of version 1.
+/// Version 1 has short numbers where they suffice.
 ULong AObjDoc::readNumber(AStream* stream, const char* label) {
   switch (idSize) {
+    case 4:
+      return stream->ReadULong(label);
     case 2:
       return stream->ReadUShort(label);
     case 1:
@@ -243,10 +270,11 @@ ULong AObjDoc::readNumber(AStream* stream, const char* label) {
 
 /// After a failure: what an object refers to is that object's to dispose; the rest is nobody's.
 void AObjDoc::disposeUnreferred() {
+  lookAtLists();
   for (Long at = std::min(numObjects, listSlots); at-- > 0;) {
-    APortable* const object = objects()[at];
-    if (!object || (marks()[at] & kReferred)) continue;
-    objects()[at] = nullptr;
+    APortable* const object = listed.object[at];
+    if (!object || (listed.mark[at] & kReferred)) continue;
+    listed.object[at] = nullptr;
     succeeds([&] { object->Dispose(); });
   }
 }
@@ -255,7 +283,7 @@ void AObjDoc::disposeUnreferred() {
 void AObjDoc::disposeDropped() {
   if (!dropsUnknowns) return;
   for (Long at = 0; at < numObjects; ++at) {
-    if (!(marks()[at] & kDropped)) continue;
-    std::exchange(objects()[at], nullptr)->Dispose();
+    if (!(listed.mark[at] & kDropped)) continue;
+    std::exchange(listed.object[at], nullptr)->Dispose();
   }
 }

@@ -9,7 +9,9 @@
 #include "core/error/Guarded.h"
 #include "core/error/Printing.h"
 #include "core/lists/AArray.h"
+#include "core/objsys/AIODesc.h"
 #include "core/objsys/AObjDoc.h"
+#include "core/objsys/AUnknown.h"
 #include "core/objsys/DomainTrace.h"
 #include "core/objsys/WalkGuard.h"
 #include "core/os/VersionInfo.h"
@@ -80,8 +82,10 @@ class FoundList : public AArray {
     APortable& object = *waiting[first++ % kWaiting];
     if (WalkMarks::wasVisited(object)) return;
     WalkMarks::markVisited(object);
-    WalkMarks::setNumber(object, numItems + 1);
-    appendElement(this, Found{&object, 0});
+    if (numItems == slots) [[unlikely]]
+      MoreSlots();
+    found()[numItems++] = {&object, 0};
+    WalkMarks::setNumber(object, numItems);
   }
 
   APortable* waiting[kWaiting] = {};
@@ -90,6 +94,11 @@ class FoundList : public AArray {
 };
 
 FoundList& found(AArray* list) { return *static_cast<FoundList*>(list); }
+
+Long writtenClassID(APortable* object) {
+  const auto classID = Long(object->GetClassID());
+  return classID == Long(AUnknown::portableID) ? GetWriteClassID(object) : classID;
+}
 
 void requirePortable(APortable* object) { check(object->IsInstanceOf("APortable"), "Garbage pointer"); }
 
@@ -124,6 +133,7 @@ void AObjDoc::CopyIn(APortable* root) {
 template <class Walk>
 void AObjDoc::walkForWrite(APortable* root, Walk&& walk) {
   version = kVersion;
+  const KindHeld kind(ioDesc);
   if (tracesDomains()) dprintf("AObjDoc CopyIn started on a %s (%s).\n", classNameOf(root), TimeOfDay().text);
   reraisedAs("DOMAIN_COPYIN_FAILED", [&] {
     guardedReraise(
@@ -147,9 +157,14 @@ void AObjDoc::SpeedyCopyIn(APortable* root) {
     startContent(WriteCB);
     constexpr Long kAhead = 8;
     const Found* const list = found(preflightList).found();
+    const bool asHere = isOwnKind();
     for (Long i = numObjects; i-- > 0;) {
       if (i >= kAhead) prefetch(list[i - kAhead].object);
-      WriteObject(stream, list[i].object, list[i].length);
+      if (asHere) [[likely]] {
+        AObjDoc::WriteObject(stream, list[i].object, list[i].length);
+      } else {
+        WriteObject(stream, list[i].object, list[i].length);
+      }
     }
   });
 }
@@ -166,9 +181,11 @@ void AObjDoc::preflight(APortable* root) {
 
   // Each Put names the objects it points at, so the list grows ahead of the loop, breadth-first from the root.
   FoundList& list = found(preflightList);
+  const bool asHere = isOwnKind();
   for (numObjects = 0; list.reaches(numObjects + 1);) {
     const Long at = numObjects++;
-    const Long length = PrefltObject(countStream, list.found()[at].object);
+    APortable* const object = list.found()[at].object;
+    const Long length = asHere ? AObjDoc::PrefltObject(countStream, object) : PrefltObject(countStream, object);
     list.found()[at].length = length;
   }
   std::exchange(countStream, nullptr)->Dispose();
@@ -177,11 +194,8 @@ void AObjDoc::preflight(APortable* root) {
 
 void AObjDoc::PrefltCB(void* domain, AStream* stream, const char* label, APortable* object) {
   auto* const doc = static_cast<AObjDoc*>(domain);
-  if (stream == doc->countStream && StreamWire::isOpenForWriting(*stream)) [[likely]] {
-    StreamWire::stepOverValue(*stream, sizeof(Long));
-  } else {
+  if (stream != doc->countStream || !StreamWire::steppedOverValue(*stream, sizeof(Long))) [[unlikely]]
     stream->WriteLong(label, 0);
-  }
   if (object) found(doc->preflightList).meet(object);
 }
 
@@ -194,7 +208,7 @@ Long AObjDoc::PrefltObject(AStream* theStream, APortable* object) {
 
 void AObjDoc::WriteObject(AStream* strm, APortable* object, Long length) {
   writeProgress.tick("Writing %ld objects...", numObjects - WalkMarks::number(*object) + 1, numObjects);
-  StreamWire::putRecordHead(*strm, Char4(GetWriteClassID(object)), length);
+  StreamWire::putRecordHead(*strm, Char4(writtenClassID(object)), length);
   const StreamWire::Distance body(*strm);
   object->PutObjectToStream(strm, ioDesc);
   check(length == body.gone(), "len == strm->GetPosition() - pos");

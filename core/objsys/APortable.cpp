@@ -101,6 +101,10 @@ void HandleBecomeLike(void* dest, void* source) {
   std::memmove(dest, source, std::size_t(size));
 }
 
+void ky::requireReadClass(APortable* object, const char* className) {
+  if (!object->IsInstanceOf(className)) raiseBadStreamData("Object of an unexpected class");
+}
+
 void ky::raiseBadStreamData(const char* sentence) {
   +XError("DOMAIN_BAD_STRM_DATA", "str reason", sentence, 0);
   __builtin_unreachable();

@@ -16,11 +16,15 @@ AUnknownArray* gUnknownArray = nullptr;
 
 namespace {
 
+/// Whether what a factory makes is an `AUnknown`, which shows by its first product.
+enum class Product : char { notSeen, ordinary, unknown };
+
 struct Entry {
   Long classID;
   Long realClassID;
   APortable* (*factory)();
   const char* name;
+  Product product = Product::notSeen;
 };
 using EntryHandle = Entry**;
 
@@ -42,13 +46,38 @@ Boolean isEntryOf(void* const key, const void* item) {
   return (**static_cast<const EntryHandle*>(item))->classID == Long(reinterpret_cast<LongPtr>(key));
 }
 
-/// Documents hold long runs of one class, so the last entry found answers most questions. Entries are never taken out.
-EntryHandle findEntry(Long classID) {
-  static EntryHandle last = nullptr;
-  if (last && (*last)->classID == classID) return last;
+EntryHandle lastFound = nullptr;
+
+[[gnu::noinline]] EntryHandle lookUpEntry(Long classID) {
   EntryHandle found = nullptr;
   if (!table || !table->LocateItem(asKey(classID), &found, nullptr)) return nullptr;
-  return last = found;
+  return lastFound = found;
+}
+
+/// Documents hold long runs of one class, so the last entry found answers most questions. Entries are never taken out.
+inline EntryHandle findEntry(Long classID) {
+  return lastFound && (*lastFound)->classID == classID ? lastFound : lookUpEntry(classID);
+}
+
+APortable* makeWatched(Entry& entry, Long size) {
+  APortable* const object = entry.factory();
+  if (!object) return nullptr;
+  const bool unknown = Long(object->GetClassID()) == kUnknownID && object->IsInstanceOf("AUnknown");
+  entry.product = unknown ? Product::unknown : Product::ordinary;
+  if (unknown) static_cast<AUnknown*>(object)->SetBagSize(size);
+  return object;
+}
+
+APortable* makeUnknown(Long classID, Long size) {
+  if (classID == kUnknownID) +XError("PCREG_UNKNOWN_ENCOUNTERED", 0);
+  ++unknownsEncountered;
+  if (dbgTestFlag(subsystem, kDbgPrint)) {
+    const Letters letters(classID);
+    dprintf("Attempted to create unknown class '%c%c%c%c', substituting AUnknown.\n", letters.text[0], letters.text[1],
+            letters.text[2], letters.text[3]);
+  }
+  if (unknownsCB) unknownsCB(classID);
+  return AUnknown::New(classID, size);
 }
 
 EntryHandle knownEntry(Long classID) {
@@ -142,21 +171,10 @@ Long GetWriteClassID(APortable* object) {
 }
 
 APortable* NewByClassID(Long classID, Long size) {
-  if (classID == kUnknownID) +XError("PCREG_UNKNOWN_ENCOUNTERED", 0);
-  if (const EntryHandle entry = findEntry(classID)) {
-    APortable* const object = (*entry)->factory();
-    if (object && Long(object->GetClassID()) == kUnknownID && object->IsInstanceOf("AUnknown"))
-      static_cast<AUnknown*>(object)->SetBagSize(size);
-    return object;
-  }
-  ++unknownsEncountered;
-  if (dbgTestFlag(subsystem, kDbgPrint)) {
-    const Letters letters(classID);
-    dprintf("Attempted to create unknown class '%c%c%c%c', substituting AUnknown.\n", letters.text[0], letters.text[1],
-            letters.text[2], letters.text[3]);
-  }
-  if (unknownsCB) unknownsCB(classID);
-  return AUnknown::New(classID, size);
+  const EntryHandle entry = findEntry(classID);
+  if (!entry || classID == kUnknownID) [[unlikely]]
+    return makeUnknown(classID, size);
+  return (*entry)->product == Product::ordinary ? (*entry)->factory() : makeWatched(**entry, size);
 }
 
 void SetHandleUnknownsCB(void (*handleUnknown)(Long classID)) { unknownsCB = handleUnknown; }

@@ -10,13 +10,15 @@ namespace ky {
 /// Raises DOMAIN_BAD_STRM_DATA with "str reason" `sentence`: what was read cannot be right.
 [[noreturn]] KY_API void raiseBadStreamData(const char* sentence);
 
+/// Raises DOMAIN_BAD_STRM_DATA unless `object` is an instance of the class of that name.
+KY_API void requireReadClass(APortable* object, const char* className);
+
 /// `object` if it is null or an instance of the class, which its identifier tells faster than its name.
 ///
 /// Raises:   DOMAIN_BAD_STRM_DATA.
 template <class T>
 T* asReadClass(APortable* object) {
-  if (object && object->GetClassID() != T::portableID && !object->IsInstanceOf(T::portableName)) [[unlikely]]
-    raiseBadStreamData("Object of an unexpected class");
+  if (object && object->GetClassID() != T::portableID) requireReadClass(object, T::portableName);
   return static_cast<T*>(object);
 }
 

@@ -65,7 +65,7 @@ class CountingStream final : public AStream {
     if (!counted(sizeof value)) AStream::WriteChar4(label, value);
   }
   void WriteString(const char* label, const char* string) override {
-    const auto length = static_cast<short>(string ? std::strlen(string) : 0);
+    const auto length = static_cast<short>(string ? lengthOfText(string) : 0);
     if (!counted(static_cast<Int64>(sizeof length) + std::max<short>(length, 0))) AStream::WriteString(label, string);
   }
   void WriteStringHandle(const char* label, char** handle) override { WriteString(label, handle ? *handle : nullptr); }
@@ -74,12 +74,7 @@ class CountingStream final : public AStream {
   /// Steps over a value of so many bytes and its tag.
   ///
   /// Returns:  false, with nothing counted, while the value has to be seen.
-  bool counted(Int64 bytes) {
-    if (!StreamWire::isOpenForWriting(*this)) [[unlikely]]
-      return false;
-    StreamWire::stepOverValue(*this, bytes);
-    return true;
-  }
+  bool counted(Int64 bytes) { return StreamWire::steppedOverValue(*this, bytes); }
   Int64 lengthOfTagged() const { return StreamWire::isTagged(*this) ? Int64{sizeof(Long)} : 0; }
 
   static void countRead(void* stream, void*, Long length) { from(stream)->count(length); }
@@ -152,11 +147,13 @@ void AStream::openWindow(void* bytes, Int64 begin, Int64 at, Int64 readable, Int
   cursor = window + (at - begin);
   readLimit = window + (!traceFunc && coreRead == windowRead ? readable : 0);
   writeLimit = window + (!traceFunc && coreWrite == windowWrite ? writable : 0);
+  setPlainLimits();
 }
 
 void AStream::closeWindow(Int64 at) {
   position = at;
-  window = cursor = readLimit = writeLimit = nullptr;
+  window = cursor = nullptr;
+  shutWindow();
 }
 
 void AStream::CoreRead(void* stream, void*, Long length) {
@@ -281,6 +278,7 @@ Boolean AStream::SetUseTags(Boolean on) {
   const Boolean was = useTags;
   useTags = on != 0;
   tagLength = inTaggedFields && useTags;
+  setPlainLimits();
   return was;
 }
 
@@ -292,6 +290,7 @@ Boolean AStream::SetHasMinorVersion(Boolean has) {
 
 void AStream::SetSwapBytes(Boolean on) {
   swapBytes = on != 0;
+  setPlainLimits();
   TestAndSetInlineAllowed();
 }
 

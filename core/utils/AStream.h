@@ -247,7 +247,7 @@ class KY_API AStream : public AObject {
   void openWindow(void* bytes, Int64 begin, Int64 at, Int64 readable, Int64 writable);
 
   /// Leaves the window in its place but lets nothing pass, so that the next operation asks the core functions.
-  void shutWindow() { readLimit = writeLimit = window; }
+  void shutWindow() { readLimit = writeLimit = plainReadLimit = plainWriteLimit = window; }
 
   /// Forgets the window and stands at `at`.
   void closeWindow(Int64 at);
@@ -263,6 +263,12 @@ class KY_API AStream : public AObject {
  private:
   friend struct ky::StreamWire;
   friend Int64 ky::remaining(AStream* stream);
+
+  void setPlainLimits() {
+    const bool plain = !tagLength && !swapBytes;
+    plainReadLimit = plain ? readLimit : window;
+    plainWriteLimit = plain ? writeLimit : window;
+  }
 
   struct Patch {
     ULong position = 0;
@@ -289,6 +295,8 @@ class KY_API AStream : public AObject {
   Int64 position = 0;  // of the window's first byte; with no window, of the stream
   char* window = nullptr;
   char* cursor = nullptr;
+  char* plainReadLimit = nullptr;  // the limits for values that need neither tag nor swapping; else as a shut window's
+  char* plainWriteLimit = nullptr;
   char* readLimit = nullptr;
   char* writeLimit = nullptr;
   Boolean inlineAllowed = 1;

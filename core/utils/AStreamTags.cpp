@@ -80,22 +80,26 @@ char AStream::CoreReadTag(char wanted) {
 // ---- marks, written
 
 void AStream::WriteClassMark(Long pcid, char version) {
+  // As nearly every object writes it: outside a tagged section, and a version byte that the window has room for.
   const std::ptrdiff_t versionAt = useTags;
-  if (version >= leastVersion && classWriteFunc == writeVersionByte && StreamWire::hasToWrite(*this, versionAt + 1))
+  char* const at = cursor;
+  if (version >= leastVersion && classWriteFunc == writeVersionByte && !inTaggedFields && writeLimit - at > versionAt)
       [[likely]] {
-    char* const at = cursor;
     *at = classTag;  // where there are no tags the version covers it
     at[versionAt] = version;
     cursor = at + versionAt + 1;
-    if (useTags) StreamWire::setTagged(*this, false);
     return;
   }
+  StreamWire::putClassMark(*this, pcid, version);
+}
+
+void StreamWire::putClassMark(AStream& s, Long pcid, char version) {
   checkObjectVersion(pcid, version, leastVersion, greatestVersion);
-  if (useTags) {
-    StreamWire::putTag(*this, classTag);
-    StreamWire::setTagged(*this, false);
+  if (s.useTags) {
+    putTag(s, classTag);
+    setTagged(s, false);
   }
-  classWriteFunc(classWriteData, this, pcid, version);
+  s.classWriteFunc(s.classWriteData, &s, pcid, version);
 }
 
 void AStream::WriteBeginTagMark(char minorVersion) {
@@ -127,18 +131,21 @@ char AStream::ReadClassMark(Long pcid) {
 }
 
 char AStream::CheckClassMark(Long pcid, char min, char max) {
-  // As nearly every object has it: the mark next in the window, and a version that will do.
+  // As nearly every object has it: the mark next in the window, outside a tagged section, and a version that will do.
   const std::ptrdiff_t versionAt = useTags;
-  if (classReadFunc == readVersionByte && !pendingTag && StreamWire::hasToRead(*this, versionAt + 1)) [[likely]] {
-    const char* const at = cursor;
+  const char* const at = cursor;
+  if (classReadFunc == readVersionByte && !pendingTag && !inTaggedFields && readLimit - at > versionAt) [[likely]] {
     const char version = at[versionAt];
     if ((!useTags || *at == classTag) && version >= min && version <= max) [[likely]] {
       cursor += versionAt + 1;
-      if (useTags) StreamWire::setTagged(*this, false);
       return version;
     }
   }
-  const char version = AStream::ReadClassMark(pcid);
+  return StreamWire::checkClassMark(*this, pcid, min, max);
+}
+
+char StreamWire::checkClassMark(AStream& s, Long pcid, char min, char max) {
+  const char version = s.AStream::ReadClassMark(pcid);
   checkObjectVersion(pcid, version, min, max);
   return version;
 }

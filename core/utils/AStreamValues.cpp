@@ -175,7 +175,7 @@ void raiseSmallBuffer(Long bufferLength) { +XError("STRM_BUF_SMALL", "long bufle
 [[gnu::always_inline]] inline bool StreamWire::putStringInWindow(AStream& s, const char* string) {
   if (!string || !isOpenForWriting(s)) [[unlikely]]
     return false;
-  const auto length = static_cast<short>(std::strlen(string));
+  const auto length = static_cast<short>(lengthOfText(string));
   if (length < 0 || !hasToWrite(s, s.tagLength + 2 + length)) [[unlikely]]
     return false;
   char* const at = s.cursor + s.tagLength;

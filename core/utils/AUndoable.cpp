@@ -66,12 +66,12 @@ AObject* AUndoable::Copy() {
 
 void AUndoable::Put(AStream* stream, AIODesc* desc) {
   APortable::Put(stream, desc);
-  if (desc->GetIOKind() == kUndo) stream->WriteLong("lastSave", Long(lastSave));
+  if (desc->Kind() == kUndo) stream->WriteLong("lastSave", Long(lastSave));
 }
 
 void AUndoable::Get(AStream* stream, AIODesc* desc) {
   APortable::Get(stream, desc);
-  if (desc->GetIOKind() == kUndo) {
+  if (desc->Kind() == kUndo) {
     lastSave = ULong(stream->ReadLong("lastSave"));
     return;
   }

@@ -8,6 +8,14 @@
 
 #include "core/utils/AStream.h"
 
+// Off where reading beside a text would be reported.
+#if defined(__SSE2__) && !defined(__SANITIZE_ADDRESS__) && !defined(KY_NO_WHOLE_UNITS)
+#define KY_READS_WHOLE_UNITS 1
+#include <emmintrin.h>
+#else
+#define KY_READS_WHOLE_UNITS 0
+#endif
+
 namespace ky {
 
 /// The byte ahead of each value of a tagged section, and of the marks of an object.
@@ -47,6 +55,19 @@ T reversed(T value) {
   }
 }
 
+/// std::strlen() for texts that mostly end within their first 16 bytes, as names do that lie in a block of their own.
+[[gnu::always_inline]] inline std::size_t lengthOfText(const char* text) {
+#if KY_READS_WHOLE_UNITS
+  // An aligned unit lies in one page, so that what it holds ahead of the text and behind its end can be read too.
+  const auto ahead = reinterpret_cast<std::uintptr_t>(text) % sizeof(__m128i);
+  const __m128i unit = _mm_load_si128(reinterpret_cast<const __m128i*>(text - ahead));
+  const unsigned ends = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(unit, _mm_setzero_si128()))) >> ahead;
+  if (ends) [[likely]]
+    return static_cast<std::size_t>(std::countr_zero(ends));
+#endif
+  return std::strlen(text);
+}
+
 /// Copies a text: names of clips, tracks and reels have some ten characters, for which a call would cost more than the
 /// copy. A short one is covered by two pieces that overlap.
 [[gnu::always_inline]] inline void copyText(char* to, const char* from, std::size_t length) {
@@ -57,14 +78,15 @@ T reversed(T value) {
     std::memcpy(to, &piece, sizeof piece);
     std::memcpy(to + length - sizeof last, &last, sizeof last);
   };
-  if (length - 8 <= 8) return copyEnds(std::uint64_t{});
+  if (length - 8 <= 8) [[likely]]
+    return copyEnds(std::uint64_t{});
   if (length - 4 < 4) return copyEnds(std::uint32_t{});
   std::memcpy(to, from, length);
 }
 
 /// Works inside the stream's window where that has room, and goes by the core functions where it has not; while a trace
-/// or a client's core function is at work the window has no room. Nothing on the short way is decided by a branch that
-/// alternates from value to value.
+/// or a client's core function is at work the window has no room. The shortest way is for values that lie bare, outside
+/// tagged sections and in the host's byte order: for all others its limits leave no room.
 struct StreamWire {
   static constexpr std::ptrdiff_t kRecordHead = 8;
   static constexpr const char* kClassIDLabel = "ClassID";
@@ -75,10 +97,15 @@ struct StreamWire {
 
   template <Tag tag, class T>
   [[gnu::always_inline]] static void put(AStream& s, const char* label, T value) {
+    char* const at = s.cursor;
+    if (s.plainWriteLimit - at >= std::ptrdiff_t(sizeof value)) [[likely]] {
+      std::memcpy(at, &value, sizeof value);
+      s.cursor = at + sizeof value;
+      return;
+    }
     const std::ptrdiff_t tagLength = s.tagLength;
     if (!hasToWrite(s, tagLength + std::ptrdiff_t(sizeof value))) [[unlikely]]
       return putByCore<T>(s, tag, label, value);
-    char* const at = s.cursor;
     *at = tag;  // where there are no tags the value covers it
     if (s.swapBytes) value = reversed(value);
     std::memcpy(at + tagLength, &value, sizeof value);
@@ -87,11 +114,16 @@ struct StreamWire {
 
   template <Tag tag, class T>
   [[gnu::always_inline]] static T get(AStream& s, const char* label) {
-    const std::ptrdiff_t tagLength = s.tagLength;
     const char* const at = s.cursor;
-    if (!hasToRead(s, tagLength + std::ptrdiff_t(sizeof(T))) || (tagLength && *at != tag)) [[unlikely]]
-      return getByCore<T>(s, tag, label);
     T value;
+    if (s.plainReadLimit - at >= std::ptrdiff_t(sizeof value)) [[likely]] {
+      std::memcpy(&value, at, sizeof value);
+      s.cursor += sizeof value;
+      return value;
+    }
+    const std::ptrdiff_t tagLength = s.tagLength;
+    if (!hasToRead(s, tagLength + std::ptrdiff_t(sizeof value)) || (tagLength && *at != tag)) [[unlikely]]
+      return getByCore<T>(s, tag, label);
     std::memcpy(&value, at + tagLength, sizeof value);
     s.cursor += tagLength + sizeof value;
     return s.swapBytes ? reversed(value) : value;
@@ -144,39 +176,45 @@ struct StreamWire {
   // the stream's own operations where it has not.
 
   /// The class and the length ahead of an object.
-  static void putRecordHead(AStream& s, Char4 classID, Long length) {
-    if (s.tagLength || !hasToWrite(s, kRecordHead)) [[unlikely]] {
-      s.WriteChar4(kClassIDLabel, classID);
-      s.WriteLong(kLengthLabel, length);
+  [[gnu::always_inline]] static void putRecordHead(AStream& s, Char4 classID, Long length) {
+    if (char* const at = s.cursor; s.plainWriteLimit - at >= kRecordHead) [[likely]] {
+      std::memcpy(at, &classID, sizeof classID);
+      std::memcpy(at + sizeof classID, &length, sizeof length);
+      s.cursor = at + kRecordHead;
       return;
     }
-    put<char4Tag>(s, kClassIDLabel, classID);
-    put<longTag>(s, kLengthLabel, length);
+    s.WriteChar4(kClassIDLabel, classID);
+    s.WriteLong(kLengthLabel, length);
   }
   struct RecordHead {
     Char4 classID;
     Long length;
   };
-  static RecordHead getRecordHead(AStream& s) {
-    if (s.tagLength || !hasToRead(s, kRecordHead)) [[unlikely]] {
-      const Char4 classID = s.ReadChar4(kClassIDLabel);
-      return {classID, s.ReadLong(kLengthLabel)};
+  [[gnu::always_inline]] static RecordHead getRecordHead(AStream& s) {
+    if (const char* const at = s.cursor; s.plainReadLimit - at >= kRecordHead) [[likely]] {
+      RecordHead head;
+      std::memcpy(&head, at, sizeof head);
+      s.cursor += kRecordHead;
+      return head;
     }
-    const auto classID = get<char4Tag, Char4>(s, kClassIDLabel);
-    return {classID, get<longTag, Long>(s, kLengthLabel)};
+    const Char4 classID = s.ReadChar4(kClassIDLabel);
+    return {classID, s.ReadLong(kLengthLabel)};
   }
 
   /// The number that stands for an object pointer.
-  static void putNumber(AStream& s, const char* label, ULong number) {
-    if (!hasToWrite(s, s.tagLength + std::ptrdiff_t(sizeof number))) [[unlikely]]
-      return s.WriteULong(label, number);
-    put<ulongTag>(s, label, number);
+  [[gnu::always_inline]] static void putNumber(AStream& s, const char* label, ULong number) {
+    char* const at = s.cursor;
+    if (s.plainWriteLimit - at < std::ptrdiff_t(sizeof number)) return s.WriteULong(label, number);
+    std::memcpy(at, &number, sizeof number);
+    s.cursor = at + sizeof number;
   }
-  static ULong getNumber(AStream& s, const char* label) {
-    if (!hasToRead(s, s.tagLength + std::ptrdiff_t(sizeof(ULong)))) [[unlikely]]
-      return s.ReadULong(label);
-    return get<ulongTag, ULong>(s, label);
+  /// Returns:  the number that comes next, without moving past it; 0 if only ReadULong() can tell.
+  static ULong peekNumber(const AStream& s) {
+    ULong number = 0;
+    if (s.plainReadLimit - s.cursor >= std::ptrdiff_t(sizeof number)) std::memcpy(&number, s.cursor, sizeof number);
+    return number;
   }
+  static void stepOverNumber(AStream& s) { s.cursor += sizeof(ULong); }
 
   static void putEndOfObject(AStream& s) {
     if (!s.useTags || !hasToWrite(s, 1)) [[unlikely]]
@@ -216,14 +254,28 @@ struct StreamWire {
   }
 
   static void setTagged(AStream& s, bool tagged) {
-    if (s.inTaggedFields == tagged) return;
+    if (s.inTaggedFields != tagged) [[unlikely]]
+      changeTagged(s, tagged);
+  }
+  static void changeTagged(AStream& s, bool tagged) {
     s.inTaggedFields = tagged;
     s.tagLength = tagged && s.useTags;
+    s.setPlainLimits();
     s.TestAndSetInlineAllowed();
   }
 
   /// For a stream that keeps no bytes: moves past a value, and its tag in a tagged section, wherever the window lies.
-  static void stepOverValue(AStream& s, Int64 bytes) { s.position += bytes + s.tagLength; }
+  ///
+  /// Returns:  false, with nothing done, while the value has to be seen.
+  static bool steppedOverValue(AStream& s, Int64 bytes) {
+    if (s.plainWriteLimit != s.window) [[likely]] {
+      s.position += bytes;
+      return true;
+    }
+    if (s.writeLimit == s.window) return false;
+    s.position += bytes + s.tagLength;
+    return true;
+  }
   static bool isOpenForWriting(const AStream& s) { return s.writeLimit != s.window; }
   static bool isTagged(const AStream& s) { return s.tagLength != 0; }
 
@@ -241,6 +293,10 @@ struct StreamWire {
     bool inWindow_;
     Int64 start_;
   };
+
+  // The long ways of marks.
+  static void putClassMark(AStream& s, Long pcid, char version);
+  static char checkClassMark(AStream& s, Long pcid, char min, char max);
 
   static Long stringInWindow(const AStream& s, char*& text);
   static short getStringLength(AStream& s);
