@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #include "core/mem/SpinLock.h"
 #include "platform/Threads.h"
@@ -66,9 +67,11 @@ void countDirectly(Int64 made, Int64 change) {
 // A peak counts from what the others had last handed in, so it is exact while one thread works and else off by what the
 // others have at hand.
 void handIn(ThreadSlots& mine) {
-  const Int64 peak = cDebugStats.NumCurrentHandles + mine.peak.exchange(0, std::memory_order_relaxed);
+  const Int64 peak = cDebugStats.NumCurrentHandles + std::max(std::exchange(mine.peak, 0), mine.inUse());
   cDebugStats.MaxCurrentHandles = std::max(cDebugStats.MaxCurrentHandles, peak);
-  countDirectly(mine.made.exchange(0, std::memory_order_relaxed), mine.change.exchange(0, std::memory_order_relaxed));
+  const Int64 change = mine.inUse();
+  mine.ended.store(0, std::memory_order_relaxed);
+  countDirectly(mine.made.exchange(0, std::memory_order_relaxed), change);
 }
 
 void giveBackOldest(ThreadSlots& mine, ULong count) {
@@ -179,7 +182,7 @@ ZorvexHandleMgrStats slotStatistics() {
   ZorvexHandleMgrStats sum = cDebugStats;
   for (const ThreadSlots* each = firstThread; each; each = each->next) {
     sum.NumTotalHandles += each->made.load(std::memory_order_relaxed);
-    sum.NumCurrentHandles += each->change.load(std::memory_order_relaxed);
+    sum.NumCurrentHandles += each->inUse();
   }
   sum.MaxCurrentHandles = std::max(sum.MaxCurrentHandles, sum.NumCurrentHandles);
   return sum;

@@ -4,6 +4,7 @@
 // holds its own address: that lies among its block's slots, as the content of every free slot but the last does.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 
 #include "core/mem/MasterPointerBlock.h"
@@ -35,19 +36,17 @@ struct ThreadSlots {
   void** slot[kKept];  ///< the one freed last is at the end
   ULong count = 0;
   std::atomic<Int64> made{0};  ///< written by the thread, read by whoever sums up
-  std::atomic<Int64> change{0};
-  std::atomic<Int64> peak{0};
+  std::atomic<Int64> ended{0};
+  Int64 peak = 0;  ///< as of the last end, since only an end comes down from one
   ThreadSlots* next = nullptr;
   ThreadSlots* previous = nullptr;
 
-  void countMade() {
-    constexpr auto relaxed = std::memory_order_relaxed;
-    made.store(made.load(relaxed) + 1, relaxed);
-    const Int64 now = change.load(relaxed) + 1;
-    change.store(now, relaxed);
-    if (now > peak.load(relaxed)) peak.store(now, relaxed);
+  Int64 inUse() const { return made.load(std::memory_order_relaxed) - ended.load(std::memory_order_relaxed); }
+  void countMade() { made.store(made.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed); }
+  void countEnded() {
+    peak = std::max(peak, inUse());
+    ended.store(ended.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   }
-  void countEnded() { change.store(change.load(std::memory_order_relaxed) - 1, std::memory_order_relaxed); }
 };
 
 extern constinit thread_local ThreadSlots* tSlots __attribute__((tls_model("initial-exec")));

@@ -8,9 +8,14 @@ ZorvexMasterPointerBlock::ZorvexMasterPointerBlock(ZorvexMasterPointerBlock* pre
     : next_(next), previous_(previous), position_(previous ? previous->position_ + 1 : 0) {
   if (previous_) previous_->next_ = this;
   if (next_) next_->previous_ = this;
+  putInOrder();
+}
+
+void ZorvexMasterPointerBlock::putInOrder() {
   freeHead_ = reinterpret_cast<void**>(&slots_[0]);
   for (std::size_t i = 0; i + 1 < kSlots; ++i) slots_[i] = &slots_[i + 1];
   slots_[kSlots - 1] = nullptr;
+  given_ = 0;
 }
 
 ZorvexMasterPointerBlock::~ZorvexMasterPointerBlock() {

@@ -34,6 +34,7 @@ class ZorvexMasterPointerBlock {
     if (!owns(slot) || !(*slot == nullptr || owns(*slot))) [[unlikely]]
       return nullptr;
     freeHead_ = static_cast<void**>(*slot);
+    ++used_;
     *slot = content;
     return slot;
   }
@@ -54,6 +55,8 @@ class ZorvexMasterPointerBlock {
   void give(void** slot) {
     *slot = freeHead_;
     freeHead_ = slot;
+    ++given_;
+    if (--used_ == 0 && given_ >= kSlots) putInOrder();
   }
 
   /// Place in the chain, from 0.
@@ -62,11 +65,17 @@ class ZorvexMasterPointerBlock {
   ZorvexMasterPointerBlock* nextRoomy = nullptr;
 
  private:
+  /// Chains all slots in address order. Slots given back in another order than they were taken end up strewn, and with
+  /// them the handles of the next document: a block that empties starts anew, if that is worth the walk.
+  void putInOrder();
+
   ZorvexMasterPointerBlock* next_ = nullptr;
   ZorvexMasterPointerBlock* previous_ = nullptr;
   void** freeHead_ = nullptr;
   void* slots_[kSlots];
   std::size_t position_ = 0;  // in the chain
+  std::size_t used_ = 0;
+  std::size_t given_ = 0;  // since they were in order
 };
 static_assert(sizeof(ZorvexMasterPointerBlock) <= ZorvexMasterPointerBlock::kAlignment);
 

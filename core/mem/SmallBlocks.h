@@ -66,7 +66,7 @@ void returnHalf(ThreadShelves& mine, std::size_t shelf) noexcept;
 /// Returns:  a block of `shelf` units, aligned to one; null if the thread has none at hand.
 inline void* takeSmallBlockAtHand(ThreadShelves& mine, std::size_t shelf) noexcept {
   ThreadShelves::Shelf& from = mine.shelf[shelf];
-  if (FreeBlock* const block = from.first) {
+  if (FreeBlock* const block = from.first) [[unlikely]] {  // laid out for the long runs that documents load
     from.first = block->next;
     --from.count;
     return block;

@@ -19,13 +19,24 @@ inline void* newPtr(Long size) {
   return p ? p : newPtrSlowly(size);
 }
 
-/// KyNewPtrClear(), likewise. Most objects have a few dozen bytes, for which a call would cost more than the clearing;
-/// a small block ends on a whole unit, so that units can be cleared.
+/// Clears whole units, of which there is at least one. Most objects have a few dozen bytes, for which a call, or a turn
+/// of a loop for each unit, would cost more than the clearing.
+inline void clearUnits(char* at, std::size_t units) {
+  constexpr std::size_t kStride = 4 * kBlockUnit;
+  char* const end = at + units * kBlockUnit;
+  if (units < 4) {
+    for (; at != end; at += kBlockUnit) std::memset(at, 0, kBlockUnit);
+    return;
+  }
+  for (; end - at >= std::ptrdiff_t(kStride); at += kStride) std::memset(at, 0, kStride);
+  std::memset(end - kStride, 0, kStride);
+}
+
+/// KyNewPtrClear(), likewise. A small block ends on a whole unit, so that units can be cleared.
 inline void* newPtrClear(Long size) {
   void* const p = newPtr(size);
-  if (isSmallPtr(size) && size <= kMostClearedHere) [[likely]] {
-    char* const end = static_cast<char*>(p) + size;
-    for (char* at = static_cast<char*>(p); at < end; at += kBlockUnit) std::memset(at, 0, kBlockUnit);
+  if (isSmallPtr(size) && size <= kMostClearedHere && size > 0) [[likely]] {
+    clearUnits(static_cast<char*>(p), shelfFor(static_cast<std::size_t>(size)));
   } else {
     std::memset(p, 0, static_cast<std::size_t>(size));
   }

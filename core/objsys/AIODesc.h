@@ -18,7 +18,11 @@ class KY_API AIODesc : public AObject {
   virtual Boolean GetPtrsOnly();
 
   /// `GetIOKind`, held for the length of a domain's walk: `Put` and `Get` ask it on each level of each object.
-  int Kind() { return heldKind ? heldKind : GetIOKind(); }
+  int Kind() {
+    if (heldKind) [[likely]]
+      return heldKind;
+    return GetIOKind();
+  }
   /// Asks `GetIOKind` once for all calls of `Kind` until it is let go.
   void HoldKind(Boolean hold) { heldKind = hold ? GetIOKind() : 0; }
 

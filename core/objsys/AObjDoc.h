@@ -109,6 +109,8 @@ class KY_API AObjDoc : public ADomain {
   template <class Walk>
   void walkForWrite(APortable* root, Walk&& walk);
   void preflight(APortable* root);
+  void measureObjects();
+  void writeObjects();
   void startContent(AStream::PtrWriteFunc writePtr);
   void writeHeader();
   void writeCreatorVersion();
@@ -119,6 +121,8 @@ class KY_API AObjDoc : public ADomain {
   Long readHeader();
   void readIdentity();
   void createAndLoad();
+  void createObjects();
+  void loadObjects();
   void growLists(Long number);
   ULong readNumber(AStream* stream, const char* label);
   void disposeUnreferred();
@@ -127,7 +131,7 @@ class KY_API AObjDoc : public ADomain {
   void lookAtLists();
   APortable* readPtr(AStream* stream, const char* label);
 
-  // The blocks of both lists, until one is resized or ended, and how many of their slots are in use.
+  // The blocks of both lists, until one is resized or ended, and how many objects can be asked for on the short way.
   struct Listed {
     APortable** object = nullptr;
     char* mark = nullptr;

@@ -162,13 +162,21 @@ void AObjDoc::createAndLoad() {
   objList = KyNewHandleClear(Long(listSlots * sizeof(APortable*)));
   objListMarks = KyNewHandleClear(listSlots);
   lookAtLists();
+  createObjects();
+  if (tracesDomains()) dprintf("  Loading %ld objects (%s)\n", long(numObjects), TimeOfDay().text);
+  stream->SetPosition(start);
+  loadObjects();
+}
+
+[[gnu::flatten]] void AObjDoc::createObjects() {
   const bool asHere = isOwnKind();
   for (Long number = 1; number <= numObjects; ++number) {
     asHere ? AObjDoc::CreateObject(stream, number) : CreateObject(stream, number);
   }
+}
 
-  if (tracesDomains()) dprintf("  Loading %ld objects (%s)\n", long(numObjects), TimeOfDay().text);
-  stream->SetPosition(start);
+[[gnu::flatten]] void AObjDoc::loadObjects() {
+  const bool asHere = isOwnKind();
   for (Long number = 1; number <= numObjects; ++number) {
     if (number <= numObjects - kAhead) prefetchForFilling(listed.object[number - 1 + kAhead]);
     asHere ? AObjDoc::LoadObject(stream, number) : LoadObject(stream, number);
@@ -183,10 +191,12 @@ void AObjDoc::growLists(Long number) {
   std::memset(listed.object + listSlots, 0, std::size_t(slots - listSlots) * sizeof(APortable*));
   std::memset(listed.mark + listSlots, 0, std::size_t(slots - listSlots));
   listSlots = slots;
-  listed.count = ULong(slots);
 }
 
-void AObjDoc::lookAtLists() { listed = {reinterpret_cast<APortable**>(*objList), *objListMarks, ULong(listSlots)}; }
+/// The short way is for numbers of 4 bytes, so that none is open where they are shorter.
+void AObjDoc::lookAtLists() {
+  listed = {reinterpret_cast<APortable**>(*objList), *objListMarks, idSize == 4 ? ULong(numObjects) : 0};
+}
 
 void AObjDoc::CreateObject(AStream* theStream, Long number) {
   showReadProgress("Reading %ld objects (allocating)...", number, numObjects);
@@ -207,9 +217,11 @@ void AObjDoc::LoadObject(AStream* theStream, Long number) {
   if (ioDesc) ioDesc->SetClassIDRead(Long(classID));
   const StreamWire::Distance body(*theStream);
   APortable* const object = listed.object[number - 1];
-  if (!object) return theStream->Skip(length);
+  if (!object) [[unlikely]]
+    return theStream->Skip(length);
   object->GetObjectFromStream(theStream, ioDesc);
-  if (dropsUnknowns && object->GetClassID() == kUnknownID) listed.mark[number - 1] |= kDropped;
+  if (dropsUnknowns && object->GetClassID() == kUnknownID) [[unlikely]]
+    listed.mark[number - 1] |= kDropped;
   if (body.gone() > length) raiseBadStreamData("Object read past its end");
 }
 
@@ -221,8 +233,11 @@ APortable* AObjDoc::ReadCB(void* domain, AStream* stream, const char* label) {
     fatal("Domain was Null");
     return nullptr;
   }
+  Boolean owned = 0;
+  if (const AIODesc* const desc = doc->ioDesc) [[likely]]
+    owned = desc->IsOwnedPtrAnnounced();
   const ULong at = StreamWire::peekNumber(*stream) - 1;
-  if (at < doc->listed.count && doc->idSize == 4 && !(doc->ioDesc && doc->ioDesc->IsOwnedPtrAnnounced())) [[likely]] {
+  if (at < doc->listed.count && !owned) [[likely]] {
     APortable* const object = doc->listed.object[at];
     char& mark = doc->listed.mark[at];
     if (object && !(mark & kDropped)) [[likely]] {

@@ -155,18 +155,19 @@ void AObjDoc::SpeedyCopyIn(APortable* root) {
   walkForWrite(root, [&] {
     preflight(root);
     startContent(WriteCB);
-    constexpr Long kAhead = 8;
-    const Found* const list = found(preflightList).found();
-    const bool asHere = isOwnKind();
-    for (Long i = numObjects; i-- > 0;) {
-      if (i >= kAhead) prefetch(list[i - kAhead].object);
-      if (asHere) [[likely]] {
-        AObjDoc::WriteObject(stream, list[i].object, list[i].length);
-      } else {
-        WriteObject(stream, list[i].object, list[i].length);
-      }
-    }
+    writeObjects();
   });
+}
+
+[[gnu::flatten]] void AObjDoc::writeObjects() {
+  constexpr Long kAhead = 8;
+  const Found* const list = found(preflightList).found();
+  const bool asHere = isOwnKind();
+  for (Long i = numObjects; i-- > 0;) {
+    const auto [object, length] = list[i];
+    if (i >= kAhead) prefetch(list[i - kAhead].object);
+    asHere ? AObjDoc::WriteObject(stream, object, length) : WriteObject(stream, object, length);
+  }
 }
 
 void AObjDoc::preflight(APortable* root) {
@@ -179,7 +180,13 @@ void AObjDoc::preflight(APortable* root) {
   countStream->SetPosition(0);
   countStream->SetUseTags(1);
 
-  // Each Put names the objects it points at, so the list grows ahead of the loop, breadth-first from the root.
+  measureObjects();
+  std::exchange(countStream, nullptr)->Dispose();
+  lastNumObjects = numObjects;
+}
+
+/// Each Put names the objects it points at, so the list grows ahead of the loop, breadth-first from the root.
+[[gnu::flatten]] void AObjDoc::measureObjects() {
   FoundList& list = found(preflightList);
   const bool asHere = isOwnKind();
   for (numObjects = 0; list.reaches(numObjects + 1);) {
@@ -188,8 +195,6 @@ void AObjDoc::preflight(APortable* root) {
     const Long length = asHere ? AObjDoc::PrefltObject(countStream, object) : PrefltObject(countStream, object);
     list.found()[at].length = length;
   }
-  std::exchange(countStream, nullptr)->Dispose();
-  lastNumObjects = numObjects;
 }
 
 void AObjDoc::PrefltCB(void* domain, AStream* stream, const char* label, APortable* object) {

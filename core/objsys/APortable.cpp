@@ -71,8 +71,6 @@ void APortable::IncrementGlobalVisitID() { ++globalVisitID; }
 
 void APortable::BecomeLike(APortable* other) { HandleBecomeLike(this, other); }
 
-void APortable::Get(AStream*, AIODesc*) { IObject(); }
-
 void APortable::PutObjectToStream(AStream* stream, AIODesc* desc) {
   Put(stream, desc);
   StreamWire::putEndOfObject(*stream);

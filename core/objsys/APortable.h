@@ -52,7 +52,7 @@ class KY_API APortable : public AObject {
   /// Writes the fields of this class, those of its base first; the base writes none.
   virtual void Put([[maybe_unused]] AStream* stream, [[maybe_unused]] AIODesc* desc) {}
   /// Reads what `Put` wrote; the base resets the object by `IObject`.
-  virtual void Get(AStream* stream, AIODesc* desc);
+  virtual void Get([[maybe_unused]] AStream* stream, [[maybe_unused]] AIODesc* desc) { IObject(); }
   /// `Put` and the end mark.
   virtual void PutObjectToStream(AStream* stream, AIODesc* desc);
   /// `Get`, and the search for the end mark, which steps over what a newer program appended.

@@ -59,7 +59,7 @@ inline EntryHandle findEntry(Long classID) {
   return lastFound && (*lastFound)->classID == classID ? lastFound : lookUpEntry(classID);
 }
 
-APortable* makeWatched(Entry& entry, Long size) {
+[[gnu::noinline]] APortable* makeWatched(Entry& entry, Long size) {
   APortable* const object = entry.factory();
   if (!object) return nullptr;
   const bool unknown = Long(object->GetClassID()) == kUnknownID && object->IsInstanceOf("AUnknown");
@@ -68,7 +68,7 @@ APortable* makeWatched(Entry& entry, Long size) {
   return object;
 }
 
-APortable* makeUnknown(Long classID, Long size) {
+[[gnu::noinline]] APortable* makeUnknown(Long classID, Long size) {
   if (classID == kUnknownID) +XError("PCREG_UNKNOWN_ENCOUNTERED", 0);
   ++unknownsEncountered;
   if (dbgTestFlag(subsystem, kDbgPrint)) {

@@ -27,7 +27,7 @@ T* asReadClass(APortable* object) {
 ///
 /// Raises:   DOMAIN_BAD_STRM_DATA for an object of another class.
 template <class T>
-T* readObjPtrOf(AStream* stream, const char* label) {
+[[gnu::always_inline]] inline T* readObjPtrOf(AStream* stream, const char* label) {
   return asReadClass<T>(stream->ReadObjPtr(label));
 }
 

@@ -136,7 +136,8 @@ char AStream::CheckClassMark(Long pcid, char min, char max) {
   const char* const at = cursor;
   if (classReadFunc == readVersionByte && !pendingTag && !inTaggedFields && readLimit - at > versionAt) [[likely]] {
     const char version = at[versionAt];
-    if ((!useTags || *at == classTag) && version >= min && version <= max) [[likely]] {
+    const bool marked = *at == classTag || versionAt == 0;
+    if (marked && version >= min && version <= max) [[likely]] {
       cursor += versionAt + 1;
       return version;
     }

@@ -176,6 +176,13 @@ void raiseSmallBuffer(Long bufferLength) { +XError("STRM_BUF_SMALL", "long bufle
   if (!string || !isOpenForWriting(s)) [[unlikely]]
     return false;
   const auto length = static_cast<short>(lengthOfText(string));
+  if (length >= 0 && s.plainWriteLimit - s.cursor >= 2 + length) [[likely]] {
+    char* const at = s.cursor;
+    std::memcpy(at, &length, sizeof length);
+    copyText(at + 2, string, static_cast<std::size_t>(length));
+    s.cursor = at + 2 + length;
+    return true;
+  }
   if (length < 0 || !hasToWrite(s, s.tagLength + 2 + length)) [[unlikely]]
     return false;
   char* const at = s.cursor + s.tagLength;
@@ -208,6 +215,12 @@ void AStream::WriteStringHandle(const char* label, char** handle) {
 ///
 /// Returns:  its length and, in `text`, its first byte; less than 0 if the core functions have to fetch it.
 [[gnu::always_inline]] inline Long StreamWire::stringInWindow(const AStream& s, char*& text) {
+  if (s.plainReadLimit - s.cursor >= 2) [[likely]] {
+    short length;
+    std::memcpy(&length, s.cursor, sizeof length);
+    text = s.cursor + sizeof length;
+    return s.plainReadLimit - text >= length ? length : -1;
+  }
   const std::ptrdiff_t tagLength = s.tagLength;
   if (!hasToRead(s, tagLength + 2) || (tagLength && *s.cursor != stringTag)) return -1;
   short length;

@@ -295,8 +295,8 @@ struct StreamWire {
   };
 
   // The long ways of marks.
-  static void putClassMark(AStream& s, Long pcid, char version);
-  static char checkClassMark(AStream& s, Long pcid, char min, char max);
+  [[gnu::noinline]] static void putClassMark(AStream& s, Long pcid, char version);
+  [[gnu::noinline]] static char checkClassMark(AStream& s, Long pcid, char min, char max);
 
   static Long stringInWindow(const AStream& s, char*& text);
   static short getStringLength(AStream& s);
