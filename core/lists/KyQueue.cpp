@@ -9,6 +9,7 @@
 #include "core/error/XError.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/Owned.h"
+#include "platform/Clock.h"
 #include "platform/Threads.h"
 
 using namespace ky;
@@ -43,110 +44,162 @@ ItemRing::~ItemRing() {
 }
 
 void ItemRing::append(QueueItem* item) {
-  const Int64 at = Int64{first} + count;
+  const Long before = count.load(std::memory_order_relaxed);
+  const Int64 at = Int64{first} + before;
   ring[at < cells ? at : at - cells] = item;
-  ++count;
+  count.store(before + 1, std::memory_order_relaxed);
 }
 
 QueueItem* ItemRing::takeOldest() {
-  if (count == 0) return nullptr;
+  const Long before = count.load(std::memory_order_relaxed);
+  if (before == 0) return nullptr;
   QueueItem* const oldest = ring[first];
   if (++first == cells) first = 0;
-  --count;
+  count.store(before - 1, std::memory_order_relaxed);
   return oldest;
 }
 
-void ItemRing::grow() {
-  QueueItem** const wider = newCells(Int64{cells} * 2);
-  std::rotate_copy(ring, ring + first, ring + cells, wider);
-  KyDisposePtr(std::exchange(ring, wider));
+void ItemRing::widenBy(ItemRing& spare) {
+  std::rotate_copy(ring, ring + first, ring + cells, spare.ring);
+  std::swap(ring, spare.ring);
+  std::swap(cells, spare.cells);
   first = 0;
-  cells *= 2;
+}
+
+QueueLine::QueueLine() : called(kNoCapacity) {}
+
+bool QueueLine::strikeOne() {
+  ULong left = waiting.load(std::memory_order_relaxed);
+  while (left != 0) {
+    if (waiting.compare_exchange_weak(left, left - 1, std::memory_order_relaxed)) return true;
+  }
+  return false;
+}
+
+void QueueLine::callSlow() {
+  if (strikeOne()) called.Increment();
+}
+
+/// For one who was not seen to be called. Was it called all the same, then another is, for it may be asleep.
+void QueueLine::leave() {
+  if (strikeOne()) return;
+  called.Lock(kNoLimit);
+  callOne();
+}
+
+// Items come in a row: to look again is cheaper than to be put to sleep and woken for each.
+template <class Attempt>
+Long QueueLine::await(Attempt attempt, KySema* abort, ULong milliseconds) {
+  for (int look = 0; look < kLooks; ++look) {
+    if (abort && abort->Lock(0) == 0) return -1;
+    if (attempt()) return 0;
+    if (milliseconds == 0) return 1;
+    platform::yieldProcessor();
+  }
+  return awaitCall(attempt, abort, milliseconds);
+}
+
+// Who is in line before it looks misses nothing: what comes behind the look finds it in line.
+template <class Attempt>
+Long QueueLine::awaitCall(Attempt attempt, KySema* abort, ULong milliseconds) {
+  const Int64 until = KyMicroseconds() + Int64{milliseconds} * 1000;
+  for (ULong left = milliseconds;;) {
+    waiting.fetch_add(1, std::memory_order_relaxed);
+    if (attempt()) {
+      leave();
+      return 0;
+    }
+    KySynch* first = &called;
+    const Long late = abort ? KyWaitForEither(abort, &called, &first, left) : called.Lock(left);
+    const bool wasCalled = late == 0 && first == &called;
+    if (!wasCalled) leave();
+    if (late == 0 && !wasCalled) return -1;
+    if (attempt()) return 0;
+    if (late != 0) return 1;
+    if (milliseconds != kNoLimit) left = static_cast<ULong>(std::max<Int64>(until - KyMicroseconds(), 0) / 1000);
+  }
 }
 
 }  // namespace ky
 
-KyQueue::KyQueue(ULong capacity) : iItems(capacity) {}
+KyQueue::KyQueue(ULong capacity) : iRing(capacity >= kNoCapacity ? kFirstCells : static_cast<Long>(capacity)) {}
 
 KyQueue::~KyQueue() = default;
 
-// The count is raised behind the item and lowered ahead of it, so that whoever has taken a count finds an item.
 void KyQueue::Enqueue(QueueItem* item) {
   if (!check(item != nullptr, "item != NULL")) return;
-  if (QueueItem* const left = DoEnqueue(item)) return left->Dispose();
-  iItems.Increment();
-}
-
-QueueItem* KyQueue::Dequeue() { return iItems.Lock(0) == 0 ? DoDequeue() : nullptr; }
-
-Long KyQueue::WaitDequeue(QueueItem** item, ULong milliseconds) {
-  *item = nullptr;
-  const Long status = WaitOrAbort(iItems, milliseconds);
-  if (status == 0) *item = DoDequeue();
-  return status;
-}
-
-// Items come in a row: to look again is cheaper than to be put to sleep and woken for each.
-Long KyQueue::WaitOrAbort(KySema& sema, ULong milliseconds) {
-  KySema* const abort = iAbort;
-  if (!abort) {
-    for (int look = 0; look < kLooks && milliseconds != 0; ++look) {
-      if (sema.IsSet() && sema.Lock(0) == 0) return 0;
-      platform::yieldProcessor();
-    }
-    return sema.Lock(milliseconds);
+  if (QueueItem* const left = DoEnqueue(item)) {
+    left->Dispose();
+    if (left == item) return;
   }
-  KySynch* taken = nullptr;
-  const Long status = KyWaitForEither(abort, &sema, &taken, milliseconds);
-  return taken == abort ? -1 : status;
+  iTakers.callOne();
 }
 
-DynamicQueue::DynamicQueue() : KyQueue(kNoCapacity), iRing(kFirstCells) {}
+QueueItem* KyQueue::Dequeue() { return DoDequeue(); }
 
-DynamicQueue::~DynamicQueue() = default;
-
-QueueItem* DynamicQueue::DoEnqueue(QueueItem* item) {
-  const KyMutexTenure hold(iMutex);
-  if (iRing.isFull()) iRing.grow();
-  iRing.append(item);
-  return nullptr;
-}
-
-QueueItem* DynamicQueue::DoDequeue() {
-  const KyMutexTenure hold(iMutex);
+QueueItem* KyQueue::DoDequeue() {
+  const SpinTenure hold(iGate);
   return iRing.takeOldest();
 }
 
+Long KyQueue::WaitDequeue(QueueItem** item, ULong milliseconds) {
+  QueueItem* taken = nullptr;
+  const auto take = [&] { return (taken = DoDequeue()) != nullptr; };
+  const Long status = iTakers.await(take, iAbort, milliseconds);
+  *item = taken;
+  return status;
+}
+
+DynamicQueue::DynamicQueue() : KyQueue(kNoCapacity) {}
+
+DynamicQueue::~DynamicQueue() = default;
+
+// Memory is asked for with the gate open.
+QueueItem* DynamicQueue::DoEnqueue(QueueItem* item) {
+  for (;;) {
+    Long cells = 0;
+    {
+      const SpinTenure hold(iGate);
+      cells = iRing.size();
+      if (!iRing.isFull()) {
+        iRing.append(item);
+        return nullptr;
+      }
+    }
+    ItemRing spare(cells * 2);
+    const SpinTenure hold(iGate);
+    if (iRing.isFull() && iRing.size() == cells) iRing.widenBy(spare);
+  }
+}
+
 WrapQueue::WrapQueue(Long size, CollisionAction action)
-    : KyQueue(static_cast<ULong>(std::max(size, 1))),
-      iAction(action),
-      iRing(std::max(size, 1)),
-      iRoom(static_cast<ULong>(std::max(size, 1))) {
+    : KyQueue(static_cast<ULong>(std::max(size, 1))), iAction(action) {
   check(size > 0, "size > 0");
-  if (iAction != kWaitForRoom) return;
-  for (Long cell = 0; cell < std::max(size, 1); ++cell) iRoom.Increment();
 }
 
 WrapQueue::~WrapQueue() = default;
 
+bool WrapQueue::appendIfRoom(QueueItem* item) {
+  const SpinTenure hold(iGate);
+  if (iRing.isFull()) return false;
+  iRing.append(item);
+  return true;
+}
+
 QueueItem* WrapQueue::DoEnqueue(QueueItem* item) {
-  if (iAction == kWaitForRoom && WaitOrAbort(iRoom, kNoLimit) != 0) return item;
-  const KyMutexTenure hold(iMutex);
-  QueueItem* displaced = nullptr;
-  if (iRing.isFull()) {
-    if (iAction == kRejectNew) return item;
-    displaced = iRing.takeOldest();
+  if (iAction == kWaitForRoom) {
+    const auto put = [&] { return appendIfRoom(item); };
+    return iPutters.await(put, iAbort, kNoLimit) == 0 ? nullptr : item;
   }
+  if (iAction == kRejectNew) return appendIfRoom(item) ? nullptr : item;
+  const SpinTenure hold(iGate);
+  QueueItem* const displaced = iRing.isFull() ? iRing.takeOldest() : nullptr;
   iRing.append(item);
   return displaced;
 }
 
 QueueItem* WrapQueue::DoDequeue() {
-  QueueItem* oldest = nullptr;
-  {
-    const KyMutexTenure hold(iMutex);
-    oldest = iRing.takeOldest();
-  }
-  if (iAction == kWaitForRoom) iRoom.Increment();
+  QueueItem* const oldest = KyQueue::DoDequeue();
+  if (oldest) iPutters.callOne();
   return oldest;
 }

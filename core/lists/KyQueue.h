@@ -9,6 +9,7 @@
 #include <atomic>
 
 #include "core/base/AObject.h"
+#include "core/mem/SpinLock.h"
 #include "core/threads/KySynch.h"
 
 /// Base of what travels in a queue.
@@ -29,19 +30,52 @@ class ItemRing {
   /// Disposes what is left.
   ~ItemRing();
 
-  bool isFull() const { return count == cells; }
+  Long size() const { return cells; }
+  bool isFull() const { return count.load(std::memory_order_relaxed) == cells; }
+  /// For any thread, at any time.
+  bool isEmpty() const { return count.load(std::memory_order_relaxed) == 0; }
   /// Requires: room.
   void append(QueueItem* item);
   /// Returns:  null from an empty ring.
   QueueItem* takeOldest();
-  /// Raises:   MEM_OUT_OF_MEMORY, with the ring as it was.
-  void grow();
+  /// Changes cells with `spare`, which is empty and has more of them.
+  ///
+  /// Requires: a full ring.
+  void widenBy(ItemRing& spare);
 
  private:
   QueueItem** ring = nullptr;
   Long cells = 0;
   Long first = 0;
-  Long count = 0;
+  std::atomic<Long> count{0};
+};
+
+/// Those who wait for what others bring to a queue, or take from it. Nobody pays for it while nobody waits.
+class QueueLine {
+ public:
+  QueueLine();
+  QueueLine(const QueueLine&) = delete;
+  QueueLine& operator=(const QueueLine&) = delete;
+
+  /// Waits until `attempt`, which looks under the queue's lock, tells of success.
+  ///
+  /// Returns:  0, 1 for timed out, -1 for aborted.
+  template <class Attempt>
+  Long await(Attempt attempt, KySema* abort, ULong milliseconds);
+  /// Makes one look again. To be called behind each change for which they wait.
+  void callOne() {
+    if (waiting.load(std::memory_order_relaxed) != 0) callSlow();
+  }
+
+ private:
+  template <class Attempt>
+  Long awaitCall(Attempt attempt, KySema* abort, ULong milliseconds);
+  bool strikeOne();
+  void leave();
+  void callSlow();
+
+  std::atomic<ULong> waiting{0};  ///< who is in line and was not called
+  KySema called;
 };
 
 }  // namespace ky
@@ -67,7 +101,7 @@ class KY_API KyQueue {
   /// Returns:  the oldest item, now the caller's, or null.
   QueueItem* Dequeue();
   /// May be out of date by the time it is read.
-  Boolean HasData() const { return iItems.IsSet(); }
+  Boolean HasData() const { return !iRing.isEmpty(); }
   /// Takes the oldest item, as soon as there is one.
   ///
   /// Units:    0 does not wait, 0xFFFFFFFF has no limit.
@@ -81,23 +115,19 @@ class KY_API KyQueue {
   void SetAbortSema(KySema* abort) { iAbort = abort; }
 
  protected:
-  // Slots in order: DoEnqueue, DoDequeue. Each takes `iMutex` as it needs.
+  // Slots in order: DoEnqueue, DoDequeue. Each takes `iGate` as it needs, and holds it while it looks at the ring.
 
   /// Returns:  the item that was left without a place: null, `item` itself or an older one.
   virtual QueueItem* DoEnqueue(QueueItem* item) = 0;
-  /// Called only when there is an item.
-  virtual QueueItem* DoDequeue() = 0;
+  /// Returns:  null from an empty queue.
+  virtual QueueItem* DoDequeue();
 
-  /// Takes one of `sema`.
-  ///
-  /// Returns:  0, 1 for timed out, -1 for aborted.
-  Long WaitOrAbort(KySema& sema, ULong milliseconds);
-
-  KyMutex iMutex;
+  ky::SpinLock iGate;
+  ky::ItemRing iRing;
+  std::atomic<KySema*> iAbort{nullptr};
 
  private:
-  KySema iItems;
-  std::atomic<KySema*> iAbort{nullptr};
+  ky::QueueLine iTakers;
 };
 
 /// Grows as needed.
@@ -108,10 +138,6 @@ class KY_API DynamicQueue : public KyQueue {
 
  protected:
   QueueItem* DoEnqueue(QueueItem* item) override;
-  QueueItem* DoDequeue() override;
-
- private:
-  ky::ItemRing iRing;
 };
 
 /// What a full ring does with one item more.
@@ -133,7 +159,8 @@ class KY_API WrapQueue : public KyQueue {
   QueueItem* DoDequeue() override;
 
  private:
+  bool appendIfRoom(QueueItem* item);
+
   CollisionAction iAction = kRejectNew;
-  ky::ItemRing iRing;
-  KySema iRoom;  ///< counts free cells, for those who wait for one
+  ky::QueueLine iPutters;
 };
