@@ -42,7 +42,7 @@ TEST(ErrorStack, ListsAreReadByTheirLabels) {
 }
 
 TEST(ErrorStack, ParametersBelongToTheirLevelAlone) {
-  XError error("LOW", "int n", 1, "int n", 2, 0);
+  XError error("LOW", "int next", 7, "int n", 1, "int n", 2, 0);
   error.Push("HIGH", "str s", "text", 0);
   Long n = 0;
   for (const int level : {0, 2, 3}) EXPECT_FALSE(error.GetParm(&n, level, "n"));

@@ -65,15 +65,16 @@ TEST(Console, VerbosityHidesLinesAndTheLogKeepsThoseUpToItsLevel) {
   std::remove((folder + "/session.log").c_str());
   ASSERT_TRUE(UnitTestBase::LogOn("session.log", folder.c_str(), 4));
   EXPECT_EQ(cprintf("%s %d\n", "take", 2), 7);
+  UnitTestBase::AddComment("four\n", 4);
   UnitTestBase::AddComment("five\n", 5);
   UnitTestBase::LogOff();
   UnitTestBase::SetVerbose(0);
   cprintf("unseen");
   UnitTestBase::AddComment("seen", 0);
-  EXPECT_EQ(sLines, "1take 2\n0seen");
+  EXPECT_EQ(sLines, "1take 2\n4four\n0seen");
   std::string logged;
   std::getline(std::ifstream(folder + "/session.log"), logged, '\0');
-  EXPECT_EQ(logged, "take 2\n");
+  EXPECT_EQ(logged, "take 2\nfour\n");
   EXPECT_FALSE(UnitTestBase::LogOn("x", "/dev/null/nowhere", 4));
 }
 

@@ -170,15 +170,13 @@ TEST(AArray, SearchesInOrderAndByHalves) {
   EXPECT_EQ(array->Search(&key, differ), INT_MIN);
   for (Long value = 0; value < 40; value += 2) appendElement(array.get(), value);
   EXPECT_EQ(array->Search(&key, differ), 20);
-  for (const Long base : {1, -7}) {
-    array->SetIndexBase(base);
-    for (Long wanted = -1; wanted <= 39; ++wanted) {
-      Long index = 0, out = -5;
-      const bool there = wanted >= 0 && wanted % 2 == 0;
-      EXPECT_EQ(array->BinarySearchItem(wanted, compare, &index, &out) != 0, there) << wanted;
-      EXPECT_EQ(index, (wanted + 1) / 2 + base);
-      EXPECT_EQ(out, there ? wanted : -5);
-    }
+  array->SetIndexBase(-7);
+  for (Long wanted = -1; wanted <= 39; ++wanted) {
+    Long index = 0, out = -5;
+    const bool there = wanted >= 0 && wanted % 2 == 0;
+    EXPECT_EQ(array->BinarySearchItem(wanted, compare, &index, &out) != 0, there) << wanted;
+    EXPECT_EQ(index, (wanted + 1) / 2 - 7);
+    EXPECT_EQ(out, there ? wanted : -5);
   }
 }
 

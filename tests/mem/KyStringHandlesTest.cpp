@@ -41,6 +41,7 @@ TEST(KyStringHandles, Assigning) {
 }
 
 TEST(KyStringHandles, NullAndEmptyHandles) {
+  const NothingStays memory;
   EXPECT_EQ(KyStrToSHdl(nullptr, "a"), nullptr);
   EXPECT_EQ(KyStrToSHdlGrow(nullptr, "a"), nullptr);
   EXPECT_EQ(shown(OwnedHandle(KyStrToSHdlUpdate(nullptr, "a")).get()), "a/2");

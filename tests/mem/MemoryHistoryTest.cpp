@@ -9,6 +9,7 @@
 #include "core/mem/MemoryTracer.h"
 #include "core/threads/Blocking.h"
 #include "tests/mem/ToyToolbox.h"
+#include "tests/support/Status.h"
 #include "tests/support/Test.h"
 
 using namespace ky;
@@ -133,6 +134,16 @@ TYPED_TEST(MemoryHistory, KeepsContentsAndTotals) {
 TEST(MemoryHistory, KeepsContentsOfLargePointers) {
   const NothingStays memory;
   History<Pointers>(0x80000, 0x600000, 5).run(150);
+}
+
+TEST(MemoryHistory, WhatOneSizeGaveBackServesAnother) {
+  const Int64 before = statusBytes("VmSize:");
+  for (Long size = 16; size <= 1008; size += 16) {
+    std::vector<void*> blocks;
+    for (Long bytes = 0; bytes < 4 << 20; bytes += size) blocks.push_back(KyNewPtr(size));
+    for (void* p : blocks) KyDisposePtr(p);
+  }
+  EXPECT_LT(statusBytes("VmSize:") - before, 64 << 20);
 }
 
 // Half of what a thread makes is ended by another.

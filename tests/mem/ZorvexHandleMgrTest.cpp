@@ -24,6 +24,7 @@ TEST(ZorvexHandleMgr, AnyHistoryKeepsContentsOverSeveralBlocks) {
   std::mt19937 random(1);
   std::map<void**, void*> live;
   std::vector<void**> order;
+  const Int64 blocks = statistic("NumMasterBlocks");
   for (int step = 0; step < 400000; ++step) {
     // Swings between nothing and some three blocks' worth.
     const bool grow = random() % 100 < (step / 100000 % 2 ? 10u : 90u);
@@ -40,6 +41,7 @@ TEST(ZorvexHandleMgr, AnyHistoryKeepsContentsOverSeveralBlocks) {
     }
   }
   for (void** h : order) ZorvexHandleMgr::DeleteHandle(h);
+  EXPECT_LE(statistic("NumMasterBlocks") - blocks, 4) << "slots serve again";
 }
 
 TEST(ZorvexHandleMgr, KnowsItsHandlesFromOtherAddressesAndFromDeletedOnes) {

@@ -231,6 +231,13 @@ TEST(AObjDoc, AnUnknownClassIsCountedAndWrittenBackUnchanged) {
   EXPECT_EQ(elements<AUnknownArray::Entry>(counts.get())[0].count, 2);
 
   EXPECT_EQ(saved(unknown.get()).substr(kFirstRecord), body);
+  Bytes undone;
+  Owned<AUndoDesc> undo(AUndoDesc::New());
+  unknown->Put(undone.stream.get(), undo.get());
+  undone.stream->SetPosition(0);
+  Owned<AUnknown> redone(AUnknown::New(classID, 0));
+  redone->Get(undone.stream.get(), undo.get());
+  EXPECT_EQ(saved(redone.get()).substr(kFirstRecord), body);
   Owned<AObject> copy(unknown->Copy());
   unknown.reset();
   EXPECT_EQ(saved(static_cast<APortable*>(copy.get())).substr(kFirstRecord), body);

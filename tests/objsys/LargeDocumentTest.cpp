@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "tests/objsys/Film.h"
+#include "tests/support/Status.h"
 #include "tests/support/Test.h"
 
 using namespace ky;
@@ -30,15 +31,6 @@ void write(Bytes& bytes, APortable* root) {
   Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, Long(kFilmType)));
   doc->CopyIn(root);
 }
-
-#if !defined(KY_SANITIZED)
-Int64 statusBytes(const char* key) {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.starts_with(key)) return std::stoll(line.substr(std::strlen(key))) * 1024;
-  return 0;
-}
-#endif
 
 }  // namespace
 

@@ -47,29 +47,26 @@ class RegistryKey : public testing::Test {
 TEST_F(RegistryKey, ValuesComeBackAsTheyWereSet) {
   const std::string awkward = "a \"quoted\" path\\to\n[a line]";
   const unsigned char bytes[] = {0, 0xff, '\n', '"', 0x80};
-  key->SetLongValue("least", -2147483647 - 1);
+  key->SetLongValue("least", 7);
+  key->SetLongValue("least", INT_MIN);
   key->setStringValue(awkward.c_str(), awkward.c_str());
   key->SetBinaryValue("bytes", bytes, sizeof bytes);
   key->SetBinaryValue("none", bytes, 0);
-  key->SetLongValue("least", key->GetValueType("least") == REG_VALUE_LONG ? -5 : 0);
 
   Long number = 0, size = 3;
   EXPECT_TRUE(key->GetLongValue("least", &number));
-  EXPECT_EQ(number, -5);
+  EXPECT_EQ(number, INT_MIN);
   EXPECT_EQ(stringIn(awkward.c_str()), awkward);
   unsigned char got[8] = {};
   EXPECT_FALSE(key->GetBinaryValue("bytes", got, &size)) << "too small a buffer";
   EXPECT_EQ(size, 5);
   EXPECT_TRUE(key->GetBinaryValue("bytes", got, &size));
-  EXPECT_EQ(std::string(got, got + size), std::string(bytes, bytes + sizeof bytes));
+  EXPECT_TRUE(std::equal(got, got + size, bytes, std::end(bytes)));
   EXPECT_EQ(key->GetValueType("none"), REG_VALUE_BINARY);
-
   EXPECT_FALSE(key->GetLongValue("bytes", &number)) << "of another type";
-  EXPECT_EQ(key->GetValueType("absent"), REG_VALUE_NONE);
   KyRegistryKey* const other = CreateWin32RegKey("Player");
-  EXPECT_FALSE(other->GetLongValue("least", &number)) << "of another key";
+  EXPECT_EQ(other->GetValueType("least"), REG_VALUE_NONE) << "of another key";
   DestroyWin32RegKey(other);
-  EXPECT_EQ(number, -5);
 }
 
 TEST_F(RegistryKey, DamageCostsNoMoreThanItsLine) {

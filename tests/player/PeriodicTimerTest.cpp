@@ -92,39 +92,29 @@ TEST(PeriodicTimer, TicksByAbsoluteTimesAndCountsMissedTicksAsOne) {
   awaitCalls(5);
 }
 
-TEST(PeriodicTimer, TicksUntilItIsStoppedOrClosed) {
+TEST(PeriodicTimer, TicksUntilItIsStoppedOrClosedByWhicheverThread) {
   {
     const Timer timer(200, keep, true);
-    for (int round = 0; round < 3; ++round) {
-      timer.start();
-      awaitCalls(calls().size() + 10);
-      timer.stop();
-      const std::size_t atStop = calls().size();
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-      EXPECT_EQ(calls().size(), atStop);
+    {
+      std::vector<std::jthread> threads;
+      for (int thread = 0; thread < 3; ++thread) {
+        threads.emplace_back([&] {
+          for (int i = 0; i < 200; ++i) timer.start(), timer.stop();
+        });
+      }
     }
+    timer.start();
+    awaitCalls(calls().size() + 10);
+    timer.stop();
+    const std::size_t atStop = calls().size();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    EXPECT_EQ(calls().size(), atStop);
   }
   for (int round = 0; round < 100; ++round) {
     const Timer timer(1);
     timer.start();
     if (round % 2) awaitCalls(2);
   }
-}
-
-TEST(PeriodicTimer, TakesCommandsFromManyThreads) {
-  const Timer timer(100);
-  const auto command = [&] {
-    for (int i = 0; i < 200; ++i) {
-      timer.start();
-      timer.stop();
-    }
-  };
-  {
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 3; ++thread) threads.emplace_back(command);
-  }
-  timer.start();
-  awaitCalls(calls().size() + 1);
 }
 
 TEST(PeriodicTimer, LetsCooperativeThreadsRunUntilItHasObeyed) {
@@ -162,8 +152,7 @@ TEST(PeriodicTimer, ACallbackMayRaiseButNotCommandItsTimer) {
 TEST(TimerDevice, MeasuresAndWaitsInMicroseconds) {
   const HeldClock clock;
   TIMERDevice timer;
-  Int64 start = 0;
-  Int64 elapsed = 0;
+  Int64 start = 0, elapsed = 0;
   const auto sinceMark = [&] {
     HeldClock::stepAtEachLook(0);
     timer.GetTimeSinceMark(&elapsed);
@@ -171,13 +160,11 @@ TEST(TimerDevice, MeasuresAndWaitsInMicroseconds) {
   };
   timer.GetCurTime(&start);
   timer.MarkStartTime();
-  HeldClock::advance(1'234);
-  EXPECT_EQ(sinceMark(), 1'234);
-  timer.DeltaTime(&start, &elapsed);
-  EXPECT_EQ(elapsed, 1'234);
   HeldClock::stepAtEachLook(100);
   timer.WaitAbsoluteTime(5'000, false);
-  EXPECT_EQ(sinceMark(), 1'234 + 100 + 5'000);
+  EXPECT_EQ(sinceMark(), 100 + 5'000);
+  timer.DeltaTime(&start, &elapsed);
+  EXPECT_EQ(elapsed, 100 + 5'000);
   HeldClock::stepAtEachLook(100);
   timer.WaitAbsoluteTime(1'000, true);
   timer.WaitRemainingTime(3'000);

@@ -89,6 +89,8 @@ TEST(AStreamTags, RaiseForWhatCannotBeSteppedOver) {
     EXPECT_EQ(parm(error, "GotIllegalTag"), c.tag);
     EXPECT_EQ(stream->GetPosition(), c.position);
   }
+  const Owned<AVariMemStream> other = objectStream({true, false}, {0x42, 1, 0x02, 3});
+  EXPECT_EQ(other->CheckClassMark(clip, 1, 3), 3) << "a mark behind a field that is stepped over";
 }
 
 TEST(AStreamTags, RememberTheEdgeThatEndedAnObjectWithoutTaggedFields) {

@@ -11,33 +11,25 @@ using namespace ky::test;
 
 namespace {
 
+std::string notes;
+
 /// Notes what it is told, and keeps the storage of what ends if asked to.
 class NotingMgr : public AUndoMgr {
  public:
   NotingMgr() = default;
-  void ObjectCreating(AUndoable*) override { notes() += "creating "; }
-  void ObjectChanging(AUndoable*) override { notes() += "changing "; }
-  Boolean ObjectAssociating(AUndoable*, const aliasSpec_struct&) override {
-    notes() += "associating ";
-    return 0;
-  }
+  void ObjectCreating(AUndoable*) override { notes += "creating "; }
+  void ObjectChanging(AUndoable*) override { notes += "changing "; }
+  Boolean ObjectAssociating(AUndoable*, const aliasSpec_struct&) override { return notes += "associating ", 0; }
   Boolean ObjectDisassociating(AUndoable*, const aliasSpec_struct&) override {
-    notes() += "disassociating ";
-    return takesOver;
+    return notes += "disassociating ", takesOver;
   }
   Boolean ObjectDestructing(AUndoable* object) override {
-    notes() += "destructing ";
+    notes += "destructing ";
     if (fails) +XError("MEM_OUT_OF_MEMORY", 0);
     if (keeps) kept = object;
     return keeps;
   }
-  static std::string& notes() {
-    static std::string text;
-    return text;
-  }
-  bool takesOver = false;
-  bool keeps = false;
-  bool fails = false;
+  bool takesOver = false, keeps = false, fails = false;
   void* kept = nullptr;
 };
 
@@ -46,15 +38,15 @@ class AUndoableTest : public testing::Test {
  protected:
   AUndoableTest() {
     AUndoMgr::SetUndoMgr(manager.get());
-    NotingMgr::notes().clear();
+    notes.clear();
   }
-  std::string noted() { return std::exchange(NotingMgr::notes(), ""); }
+  std::string noted() { return std::exchange(notes, ""); }
 
   Owned<NotingMgr> manager{new NotingMgr};
 };
 
-void attach(AUndoable*, const aliasSpec_struct*) { NotingMgr::notes() += "attach "; }
-void detach(AUndoable*, const aliasSpec_struct*) { NotingMgr::notes() += "detach "; }
+void attach(AUndoable*, const aliasSpec_struct*) { notes += "attach "; }
+void detach(AUndoable*, const aliasSpec_struct*) { notes += "detach "; }
 
 }  // namespace
 
@@ -126,7 +118,7 @@ TEST_F(AUndoableTest, StorageOutlivesTheDestructorForAManagerThatKeepsIt) {
   class Tied : public Clip {
    public:
     Tied() = default;
-    void Unplug() override { NotingMgr::notes() += "unplug "; }
+    void Unplug() override { notes += "unplug "; }
   };
   Clip* const clip = new Tied;
   manager->keeps = true;

