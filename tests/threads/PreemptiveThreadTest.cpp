@@ -13,7 +13,6 @@
 #include <thread>
 #include <vector>
 
-#include "core/lists/KyQueue.h"
 #include "core/mem/Owned.h"
 #include "core/threads/ThreadContext.h"
 #include "platform/Clock.h"
@@ -147,16 +146,11 @@ TEST_F(PreemptiveThreads, RunsPausesAndRunsAgain) {
   const std::string text = output.text();
   std::size_t at = 0;
   for (const char* line : {
-           "PreemptiveThread::PreemptiveThread (Constructor) beginning...\n",
            "PreemptiveThread::ThreadIdle: pausing thread...",
            "PreemptiveThread::ThreadIdle: releasing thread from paused state...",
            "PreemptiveThread::MainThreadLoop: threadState about to change from PT_state_idle to PT_state_starting.",
-           "threadState about to change from PT_state_starting to PT_state_running.",
-           "threadState about to change from PT_state_stopping to PT_state_exiting.",
            "PreemptiveThreadJacket: thread ending w/o exception.",
-           "PreemptiveThread::~PreemptiveThread (Destructor) starting...\n",
            "~PreemptiveThread: thread already gone!",
-           "PreemptiveThread::~PreemptiveThread (Destructor) complete!\n",
        }) {
     at = text.find(line, at);
     EXPECT_NE(at, std::string::npos) << line << " in its place in\n" << text;
@@ -229,15 +223,6 @@ TEST_F(PreemptiveThreads, AnErrorEndsTheThreadAlone) {
             std::string::npos);
 }
 
-TEST_F(PreemptiveThreads, TheStateForErrorsTellsTheTextAndEnds) {
-  const DebugOutput output;
-  const Owned<Steered> worker(new Steered);
-  worker->SetNewThreadState(PT_state_exception);
-  worker->Start();
-  EXPECT_EQ(ended(*worker), "P");
-  EXPECT_NE(output.text().find("PreemptiveThread::MainThreadLoop: exception = (not set)"), std::string::npos);
-}
-
 TEST_F(PreemptiveThreads, AnAwaitedStateIsReachedInPassingOrTimesOutOrIsTaken) {
   const Owned<Steered> worker(new Steered);
   std::atomic<bool> held{true};
@@ -299,10 +284,7 @@ TEST_F(PreemptiveThreads, MisuseFromTheWrongThreadIsFatal) {
     const char* want;
     std::function<void()> misuse;
   } outside[] = {
-      {"PreemptiveThread::ThreadIdle: don't call from outside thread!!", [&] { plain->ThreadIdle(); }},
-      {"PreemptiveThread::ThreadStarting: don't call from outside thread!!", [&] { plain->ThreadStarting(); }},
       {"PreemptiveThread::ThreadRunning: don't call from outside thread!!", [&] { plain->ThreadRunning(); }},
-      {"PreemptiveThread::ThreadStopping: don't call from outside thread!!", [&] { plain->ThreadStopping(); }},
       {"PreemptiveThread::ThreadSleep: don't call from outside thread!!", [&] { plain->ThreadSleep(1); }},
       {"PreemptiveThread::HandleThreadState: Bad Thread State!", [&] { plain->HandleThreadState(kOwnState); }},
   };
@@ -369,49 +351,6 @@ TEST_F(PreemptiveThreads, RacingRequestsNeverLoseAStop) {
     EXPECT_EQ(notes.find('T'), notes.rfind('T')) << notes;
     EXPECT_EQ(notes.find_last_not_of('A'), notes.find('T')) << notes;
   }
-}
-
-struct Counted : QueueItem {};
-
-TEST_F(PreemptiveThreads, PausedAndStartedAtRandomLosesNoWork) {
-  WrapQueue queue(8, kWaitForRoom);
-  KySema abort(2);
-  queue.SetAbortSema(&abort);
-  std::atomic<Long> sent{0};
-  std::atomic<Long> taken{0};
-  Owned<Steered> senders[] = {Owned<Steered>(new Steered), Owned<Steered>(new Steered)};
-  Owned<Steered> takers[] = {Owned<Steered>(new Steered), Owned<Steered>(new Steered)};
-  for (auto& sender : senders) {
-    sender->todo['R'] = [&] {
-      queue.Enqueue(new Counted);
-      ++sent;
-    };
-  }
-  for (auto& taker : takers) {
-    taker->todo['R'] = [&, worker = taker.get()] {
-      QueueItem* item = nullptr;
-      if (queue.WaitDequeue(&item, kNoLimit) != 0) return worker->Stop();
-      ++taken;
-      item->Dispose();
-    };
-    taker->Start();
-  }
-  std::mt19937 random(1);
-  for (int turn = 0; turn < 400; ++turn) {
-    Steered& sender = *senders[random() % 2];
-    if (random() % 2) {
-      sender.Start();
-    } else {
-      sender.Pause();
-    }
-    if (turn % 16 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  for (auto& sender : senders) sender.reset();
-  while (queue.HasData()) std::this_thread::yield();
-  for (std::size_t i = 0; i < std::size(takers); ++i) abort.Increment();
-  for (auto& taker : takers) taker.reset();
-  EXPECT_EQ(taken, sent);
-  EXPECT_GT(taken, 0);
 }
 
 }  // namespace

@@ -49,19 +49,6 @@ void collectAll() {
   for (int i = 0; i < 100; ++i) ThreadContext::ThreadContextGC();
 }
 
-TEST(ThreadContext, TheStartingThreadIsTheMainThread) {
-  ThreadContext* const own = ThreadContext::Find();
-  EXPECT_EQ(own, ThreadContext::GetMainThreadContext());
-  EXPECT_EQ(ThreadContext::GetManagementPolicy(), eMultithreaded);
-  EXPECT_TRUE(own->IsMainThread());
-  EXPECT_FALSE(own->IsMac2WinSafe()) << "there is no toolbox";
-  EXPECT_TRUE(own->IsCoopThread());
-  EXPECT_EQ(own->GetThreadID(), GetCurrentOSThreadID());
-  const Reports reports;
-  ThreadContext::Initialize(eMultithreaded);
-  EXPECT_TRUE(reports.tell("ThreadContextManager::SetMainThreadContext: The main thread is already registered."));
-}
-
 TEST(ThreadContext, RegisterKeepsTheFlags) {
   for (const ULong flags : {0u, 6u, 8u, 16u}) {
     onThread([flags] {
@@ -79,29 +66,29 @@ TEST(ThreadContext, RegisterKeepsTheFlags) {
   }
 }
 
-TEST(ThreadContext, RegisteringTwiceIsReportedAndGivesTheOneThatStands) {
+TEST(ThreadContext, IsMadeOnceAndEndsOnce) {
   const Reports reports;
-  onThread([] {
-    ThreadContext* const own = ThreadContext::Register();
-    EXPECT_EQ(ThreadContext::Register(ThreadContext::kCoopFlags), own);
-    EXPECT_FALSE(own->IsCoopThread());
-    UnregisterThreadContext();
-  });
-  EXPECT_EQ(reports.count(), 1);
-  EXPECT_TRUE(reports.tell("ThreadContext::Register(): Thread context already exists."));
-}
-
-TEST(ThreadContext, UnregisterEndsTheContextOnce) {
-  const Reports reports;
+  static int sAlive;
+  struct Data : ThreadContextData {
+    Data() { ++sAlive; }
+    ~Data() override { --sAlive; }
+  };
   onThread([] {
     RegisterThreadContext();
+    ThreadContext::Find()->SetThreadContextData(new Data);
+    ThreadContext::Find()->SetThreadContextData(new Data);
+    EXPECT_EQ(sAlive, 1);
+    EXPECT_EQ(ThreadContext::Register(ThreadContext::kCoopFlags), ThreadContext::Find());
+    EXPECT_FALSE(ThreadContext::Find()->IsCoopThread());
     const ULong id = GetCurrentOSThreadID();
     EXPECT_NE(ThreadContext::Find(id), nullptr);
     ThreadContext::Unregister();
+    EXPECT_EQ(sAlive, 0);
     EXPECT_EQ(ThreadContext::Find(id), nullptr);
     ThreadContext::Unregister();
   });
-  EXPECT_EQ(reports.count(), 2);
+  EXPECT_EQ(reports.count(), 3);
+  EXPECT_TRUE(reports.tell("ThreadContext::Register(): Thread context already exists."));
   EXPECT_TRUE(reports.tell("ThreadContext::Find(OSThreadID_t): Thread context not registered."));
   EXPECT_TRUE(reports.tell("ThreadContext::Unregister(): Thread context does not exist."));
 }
@@ -141,6 +128,13 @@ TEST(ThreadContext, AtMostTenEndedThreadsAreCollectedAtATime) {
     ThreadContext::ThreadContextGC();
     EXPECT_EQ(std::count_if(ids.begin(), ids.end(), isListed), left);
   }
+  ThreadContext* killed = nullptr;
+  onThread([&] {
+    killed = ThreadContext::Register();
+    ids[0] = killed->GetThreadID();
+  });
+  ThreadContext::ThreadTerminated(killed);
+  EXPECT_FALSE(isListed(ids[0]));
   EXPECT_TRUE(isListed(GetCurrentOSThreadID()));
 }
 
@@ -181,38 +175,6 @@ TEST(ThreadContext, ACallBehindAThreadsEndGetsAContextOffTheList) {
   EXPECT_NE(id, 0u);
   collectAll();
   EXPECT_FALSE(isListed(id));
-}
-
-TEST(ThreadContext, AKilledThreadsContextIsTakenOffTheList) {
-  ThreadContext* context = nullptr;
-  ULong id = 0;
-  onThread([&] {
-    context = ThreadContext::Register();
-    id = context->GetThreadID();
-  });
-  {
-    const Reports reports;
-    ThreadContext::ThreadTerminated(context);
-    EXPECT_TRUE(reports.tell("TCM:threadTerminated, unlisting context x"));
-    EXPECT_TRUE(reports.tell("TC:threadTerminated, deleting context x"));
-  }
-  EXPECT_FALSE(isListed(id));
-}
-
-TEST(ThreadContext, ItsDataGoesWithIt) {
-  static int sAlive;
-  struct Data : ThreadContextData {
-    Data() { ++sAlive; }
-    ~Data() override { --sAlive; }
-  };
-  onThread([] {
-    ThreadContext* const own = ThreadContext::Register();
-    own->SetThreadContextData(new Data);
-    own->SetThreadContextData(new Data);
-    EXPECT_EQ(sAlive, 1);
-    ThreadContext::Unregister();
-    EXPECT_EQ(sAlive, 0);
-  });
 }
 
 BARE_TEST(ThreadContext, TheFirstFindSettlesOnASingleThread) {
