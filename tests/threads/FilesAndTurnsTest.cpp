@@ -56,11 +56,11 @@ TEST_F(FilesAndTurns, OthersRunWhileTheDiskWorks) {
   KySetAdditionalIOLatency(slow, false, 0);
 }
 
-TEST_F(FilesAndTurns, EachTransferEndsInATurnOfItsOwnEvenIfItFails) {
+TEST_F(FilesAndTurns, BothKindsOfThreadsShareAFileThoughWritesFail) {
   constexpr int kThreads = 4, kRounds = 150;
-  // Not atomic: between transfers only one of the threads runs.
-  int done = 0, failures = 0, wrong = 0, forced = 0;
-  const auto transfers = [&](int number) {
+  std::atomic<int> failures{0}, wrong{0}, forced{0}, ended{0};
+  int turns = 0;  // not atomic: between transfers only one of the cooperative threads runs
+  const auto transfers = [&](int number, bool cooperative) {
     fileRec_t** const file = openFile(path.c_str(), kFileReadWrite, 0, OSVolID());
     for (int round = 0; round < kRounds; ++round) {
       if (round % 10 == 9) {
@@ -75,55 +75,28 @@ TEST_F(FilesAndTurns, EachTransferEndsInATurnOfItsOwnEvenIfItFails) {
       });
       failures += code == "DISK_FULL";
       wrong += back != value || (code != "" && code != "DISK_FULL");
-      ++done;
-    }
-    KYCloseFile(file);
-  };
-  std::vector<std::unique_ptr<Worker>> workers;
-  int ended = 0;
-  for (int i = 0; i < kThreads; ++i) {
-    workers.push_back(std::make_unique<Worker>([&, i](Worker& it) {
-      transfers(i);
-      ++ended;
-      it.Terminate();
-    }));
-  }
-  for (const auto& worker : workers) worker->Resume();
-  transfers(kThreads);
-  ASSERT_TRUE(runUntil([&] { return ended == kThreads; }));
-  SetForceDiskWriteErr(0, 0);
-  EXPECT_EQ(done, (kThreads + 1) * kRounds);
-  EXPECT_EQ(wrong, 0);
-  EXPECT_GT(failures, 0);
-  EXPECT_LE(failures, forced);
-}
-
-TEST_F(FilesAndTurns, PreemptiveThreadsShareAFileBesideThem) {
-  std::vector<std::unique_ptr<Worker>> workers;
-  std::atomic<int> ended{0}, wrong{0};
-  const auto transfers = [&](int number) {
-    fileRec_t** const file = openFile((path + std::to_string(number / 2)).c_str(), kFileReadWrite, 0, OSVolID());
-    for (Long round = 0; round < 300; ++round) {
-      Long back = 0;
-      KYWriteFile(file, number * 4, kFromStart, 4, &round);
-      KYReadFile(file, &back, number * 4, kFromStart, 4);
-      wrong += back != round;
+      if (cooperative) ++turns;
     }
     KYCloseFile(file);
     ++ended;
   };
-  for (int i = 0; i < 4; ++i) {
+  std::vector<std::unique_ptr<Worker>> workers;
+  for (int i = 0; i < kThreads; ++i) {
     const auto type = i % 2 ? KyCoreThread_Preemptive : KyCoreThread_Cooperative;
     workers.push_back(std::make_unique<Worker>(
-        [&, i](Worker& it) {
-          transfers(i);
+        [&, i, type](Worker& it) {
+          transfers(i, type == KyCoreThread_Cooperative);
           it.Terminate();
         },
         type));
     workers.back()->Resume();
   }
-  ASSERT_TRUE(runUntil([&] { return ended == 4; }));
+  transfers(kThreads, true);
+  ASSERT_TRUE(runUntil([&] { return ended == kThreads + 1; }));
+  SetForceDiskWriteErr(0, 0);
+  EXPECT_EQ(turns, 3 * kRounds);
   EXPECT_EQ(wrong, 0);
+  EXPECT_TRUE(failures > 0 && failures <= forced);
 }
 
 }  // namespace

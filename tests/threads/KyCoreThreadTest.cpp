@@ -135,47 +135,34 @@ TEST_F(KyCoreThreads, OneThatBlocksIsKilledOnceTheBlockEnds) {
 // Its thread goes on in an object whose destructor has run, as the test means it to; the sanitizers may not see that.
 #ifndef KY_SANITIZED
 TEST_F(KyCoreThreads, AThreadThatDoesNotStopKeepsItsMemory) {
-  std::atomic<bool> blocked{false};
-  std::atomic<bool> data{false};
-  std::atomic<bool> ended{false};
   struct Stubborn : KyCoreThread {
-    void DoIt() override { step(); }
+    void DoIt() override {
+      KyCoreThreadServer::AboutToBlock();
+      blocked = true;
+      data.wait(false);
+      blocked = false;
+      blocked.notify_all();
+      KyCoreThreadServer::DoneBlocking();
+    }
     Boolean HasNothingToDo() override { return false; }
-    std::function<void()> step;
+    std::atomic<bool> blocked{false}, data{false};
   };
-  auto stubborn = std::make_unique<Stubborn>();
-  stubborn->step = [&, context = stubborn->GetID()] {
-    KyCoreThreadServer::AboutToBlock();
-    blocked = true;
-    data.wait(false);
-    ended = true;
-    ended.notify_all();
-    (void)context;
-    KyCoreThreadServer::DoneBlocking();
-  };
-  // What the step refers to outlives the object, as its memory does.
-  auto* const steps = new std::function<void()>(stubborn->step);
-  stubborn->step = [steps] { (*steps)(); };
+  auto* const stubborn = new Stubborn;
   stubborn->Resume();
-  ASSERT_TRUE(runUntil([&] { return blocked.load(); }));
+  ASSERT_TRUE(runUntil([&] { return stubborn->blocked.load(); }));
   const Long before = server().GetThreadCount();
   {
     const DebugOutput out;
     const SleptClock clock;
-    stubborn.reset();
+    delete stubborn;
     EXPECT_NE(out.text().find("does not stop"), std::string::npos);
   }
   EXPECT_EQ(server().GetThreadCount(), before - 1);
-  data = true;
-  data.notify_all();
-  ended.wait(false);
+  stubborn->data = true;
+  stubborn->data.notify_all();
+  stubborn->blocked.wait(true);
 }
 #endif
-
-TEST_F(KyCoreThreads, AnErrorIsRaisedAtOnceInItsOwnThread) {
-  EXPECT_EQ(codeRaisedBy([&] { self().RaiseException(XError("OWN_ERROR")); }), "OWN_ERROR");
-  EXPECT_EQ(codeRaisedBy([&] { self().RaiseException(XError()); }), "");
-}
 
 TEST_F(KyCoreThreads, AnErrorIsRaisedInAnotherThreadAtItsNextPoint) {
   std::string heard;
@@ -192,6 +179,8 @@ TEST_F(KyCoreThreads, AnErrorIsRaisedInAnotherThreadAtItsNextPoint) {
 }
 
 TEST_F(KyCoreThreads, DeferredErrorsComeInTheirOrderOrAreCleared) {
+  EXPECT_EQ(codeRaisedBy([&] { self().RaiseException(XError("AT_ONCE")); }), "AT_ONCE");
+  EXPECT_EQ(codeRaisedBy([&] { self().RaiseException(XError()); }), "");
   const auto defer = [&] {
     for (const char* code : {"FIRST", "SECOND", "THIRD"}) self().DeferException(XError(code));
   };
@@ -241,21 +230,18 @@ TEST_F(KyCoreThreads, WakingBetweenTheLookForWorkAndParkingIsNotMissed) {
 
 TEST_F(KyCoreThreads, ResourcesEndWithTheirThread) {
   struct Resource : KyCoreThreadResource {
-    explicit Resource(int& counter) : ended(counter) {}
-    ~Resource() override { ++ended; }
-    int& ended;
-  };
-  int ended = 0;
-  Resource removed(ended);
-  {
-    Worker worker([](Worker& it) { it.idle = true; });
-    worker.AddThreadResource(new Resource(ended));
-    worker.AddThreadResource(&removed);
-    worker.RemoveThreadResource(&removed);
-    worker.KillThead(false);
-    EXPECT_EQ(ended, 1);
-  }
-  EXPECT_EQ(ended, 1);
+    ~Resource() override { ++ended(); }
+    static int& ended() {
+      static int count = 0;
+      return count;
+    }
+  } removed;
+  Worker worker([](Worker& it) { it.idle = true; });
+  worker.AddThreadResource(new Resource);
+  worker.AddThreadResource(&removed);
+  worker.RemoveThreadResource(&removed);
+  worker.KillThead(false);
+  EXPECT_EQ(Resource::ended(), 1);
 }
 
 TEST_F(KyCoreThreads, AThreadThatCannotStartRaises) {

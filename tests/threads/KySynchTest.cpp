@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "core/threads/Blocking.h"
-#include "platform/Clock.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
+#include "tests/threads/CoreThreads.h"
 
 namespace {
 
@@ -25,53 +25,10 @@ auto elsewhere(Body body) {
   return std::async(std::launch::async, body).get();
 }
 
-/// Takes the place of sleeping for its life: every wait with a limit calls `onSleep` and is late.
-class HookedSleep {
- public:
-  explicit HookedSleep(std::function<void()> asleep = [] {}) {
-    slept = 0;
-    onSleep = std::move(asleep);
-    before = platform::setClockHooks({nullptr, [](Int64 milliseconds) {
-                                        slept += milliseconds;
-                                        onSleep();
-                                      }});
-  }
-  ~HookedSleep() { platform::setClockHooks(before); }
-  HookedSleep(const HookedSleep&) = delete;
-  HookedSleep& operator=(const HookedSleep&) = delete;
-
-  static inline std::atomic<Int64> slept{0};
-
- private:
-  static inline std::function<void()> onSleep;
-  platform::ClockHooks before;
-};
-
-/// Counts how often a wait was framed.
-class CountedBlocking {
- public:
-  CountedBlocking() {
-    begun = ended = 0;
-    before = installBlockingHooks({[]() -> Boolean {
-                                     ++begun;
-                                     return 1;
-                                   },
-                                   [] { ++ended; }});
-  }
-  ~CountedBlocking() { installBlockingHooks(before); }
-  CountedBlocking(const CountedBlocking&) = delete;
-  CountedBlocking& operator=(const CountedBlocking&) = delete;
-
-  static inline std::atomic<int> begun{0};
-  static inline std::atomic<int> ended{0};
-
- private:
-  BlockingHooks before;
-};
-
 TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
-  const HookedSleep hooked;
-  const CountedBlocking counted;
+  static std::atomic<int> begun, ended;
+  const BlockingHooks before = installBlockingHooks({[]() -> Boolean { return ++begun != 0; }, [] { ++ended; }});
+  const SleptClock hooked;
   KyMutex mutex;
   KySema sema(2);
   sema.Set();
@@ -80,18 +37,19 @@ TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
   EXPECT_EQ(sema.Lock(kNoLimit), 0);
   EXPECT_EQ(sema.Lock(0), 1);
   EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 1);
-  EXPECT_EQ(counted.begun, 0);
+  EXPECT_EQ(begun, 0);
 
   EXPECT_EQ(sema.Lock(7), 1);
   EXPECT_EQ(elsewhere([&] { return mutex.Lock(30); }), 1);
-  EXPECT_EQ(counted.begun, 2);
-  EXPECT_EQ(counted.ended, 2);
-  EXPECT_EQ(HookedSleep::slept, 37);
+  installBlockingHooks(before);
+  EXPECT_EQ(begun, 2);
+  EXPECT_EQ(ended, 2);
+  EXPECT_EQ(SleptClock::slept, 37);
 }
 
 TEST(KySynch, AWaitIsServedThoughItsTimePassed) {
   KySema sema(1);
-  const HookedSleep hooked([&] { sema.Increment(); });
+  const SleptClock hooked([&] { sema.Increment(); });
   EXPECT_EQ(sema.Lock(1), 0);
   EXPECT_FALSE(sema.IsSet());
 }

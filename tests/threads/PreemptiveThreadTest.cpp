@@ -279,24 +279,20 @@ TEST_F(PreemptiveThreads, AThreadThatDoesNotEndIsLeftRunningWithItsObject) {
 }
 
 TEST_F(PreemptiveThreads, MisuseFromTheWrongThreadIsFatal) {
-  const Owned<PreemptiveThread> plain(new PreemptiveThread);
-  const struct {
-    const char* want;
-    std::function<void()> misuse;
-  } outside[] = {
-      {"PreemptiveThread::ThreadRunning: don't call from outside thread!!", [&] { plain->ThreadRunning(); }},
-      {"PreemptiveThread::ThreadSleep: don't call from outside thread!!", [&] { plain->ThreadSleep(1); }},
-      {"PreemptiveThread::HandleThreadState: Bad Thread State!", [&] { plain->HandleThreadState(kOwnState); }},
-  };
-  for (const auto& c : outside) EXPECT_EQ(checkFailedBy(c.misuse), c.want);
-
   const Owned<Steered> worker(new Steered);
+  EXPECT_EQ(checkFailedBy([&] { worker->ThreadSleep(1); }),
+            "PreemptiveThread::ThreadSleep: don't call from outside thread!!");
+  EXPECT_EQ(checkFailedBy([&] { worker->ThreadIdle(); }),
+            "PreemptiveThread::ThreadIdle: don't call from outside thread!!");
   std::vector<std::string> said;
   worker->todo['S'] = [&] {
     EXPECT_EQ(PreemptiveThread::GetCurOSThreadID(), worker->GetMyThreadID());
     EXPECT_FALSE(ThreadContext::Find()->IsCoopThread());
-    said = {checkFailedBy([&] { worker->Start(); }), checkFailedBy([&] { worker->AwaitThreadState(PT_state_idle, 0); }),
-            checkFailedBy([&] { worker->Dispose(); })};
+    for (const auto& misuse : {std::function<void()>([&] { worker->Start(); }),
+                               std::function<void()>([&] { worker->AwaitThreadState(PT_state_idle, 0); }),
+                               std::function<void()>([&] { worker->Dispose(); })}) {
+      said.push_back(checkFailedBy(misuse));
+    }
     worker->Stop();
   };
   worker->Start();
