@@ -6,6 +6,17 @@
 #include "apps/reel/ReelCommands.h"
 #include "apps/support/Program.h"
 
+namespace {
+
+/// Returns:  what is wrong with a rate as it was typed, "" for nothing.
+std::string isRate(const std::string& text) {
+  const bool isNumber = !text.empty() && text.size() < 4 && text.find_first_not_of("0123456789") == std::string::npos;
+  if (isNumber && reel::isEdlRate(std::stoi(text))) return "";
+  return "one of 24, 25, 30, 48, 50, 60 was expected, not \"" + text + "\"";
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   CLI::App app{
       "Reads CMX3600 edit lists into object documents, lists them, and writes them back.\n\n"
@@ -35,9 +46,11 @@ int main(int argc, char** argv) {
       ->required();
   import
       ->add_option("--fps", options.fps,
-                   "frames per second; otherwise what a comment \"* FRAME RATE: n\" at the head says, else 30 for a "
+                   "frames per second, one of 24, 25, 30, 48, 50, 60; otherwise what a comment \"* FRAME RATE: n\" at "
+                   "the head says, else 30 for a "
                    "list with FCM: DROP FRAME and 24 for others")
-      ->check(CLI::IsMember({24, 25, 30, 48, 50, 60}));
+      ->type_name("N")
+      ->check(isRate, "");
   import->add_option("--title", options.title, "a title in place of the list's own");
 
   CLI::App* const list = app.add_subcommand("list", "Show the events of a document");

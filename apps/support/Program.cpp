@@ -90,6 +90,17 @@ std::string words(const XError& error) {
   return subject.empty() || text.find(subject) != std::string::npos ? text : subject + ": " + text;
 }
 
+/// The parser misses a command without telling which there are, or what was typed in its place.
+std::string wordsOfMisuse(const CLI::App& app, const CLI::ParseError& wrong) {
+  if (!app.get_subcommands().empty()) return wrong.what();
+  std::string text;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+    text += (text.empty() ? "one of " : ", ") + command->get_name();
+  text += " was expected";
+  const std::vector<std::string> typed = app.remaining();
+  return typed.empty() ? text : text + ", not \"" + typed.front() + "\"";
+}
+
 void flushOutput() {
   errno = 0;
   if (std::fflush(stdout) != 0 || std::ferror(stdout))
@@ -138,8 +149,8 @@ int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>&
     app.parse(argc, argv);
   } catch (const CLI::ParseError& wrong) {
     if (wrong.get_exit_code() == 0) return app.exit(wrong), kDone;
-    std::fprintf(stderr, "%s: %s\nRun %s --help for examples and options.\n", app.get_name().c_str(), wrong.what(),
-                 app.get_name().c_str());
+    std::fprintf(stderr, "%s: %s\nRun %s --help for examples and options.\n", app.get_name().c_str(),
+                 wordsOfMisuse(app, wrong).c_str(), app.get_name().c_str());
     return kWrongUsage;
   }
 

@@ -133,7 +133,8 @@ TEST_F(ReelProgram, PipesAreReadAndWritten) {
 
 TEST_F(ReelProgram, WrongUsageIsToldFromWrongInput) {
   write("a.edl", kCut);
-  for (const char* arguments : {"", "import a.edl", "import a.edl a.kyb --fps 29", "list", "frobnicate a"}) {
+  for (const char* arguments :
+       {"", "import a.edl", "import a.edl a.kyb --fps 29", "list", "frobnicate a", "import a.edl a.kyb --fps 29.97"}) {
     const Ran ran = run(arguments);
     EXPECT_EQ(ran.status, 2) << arguments;
     EXPECT_NE(ran.err.find("--help"), std::string::npos) << ran.err;
