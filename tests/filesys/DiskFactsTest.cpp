@@ -8,10 +8,10 @@
 #include <csignal>
 #include <functional>
 
-#include "core/error/Subsystems.h"
 #include "core/error/UnitTestBase.h"
 #include "platform/Files.h"
 #include "tests/filesys/DiskSupport.h"
+#include "tests/support/Faults.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 
@@ -28,31 +28,23 @@ TEST_F(DiskFacts, FailTheNthOperationOnce) {
   writeBytes(path, counted(5));
   const Opened file(path, kFileReadWrite);
   char data = 0;
-  const struct {
-    void (*force)(int, int);
-    int number;
-    const char* code;
-    std::function<void()> operation;
-  } kinds[] = {{SetForceDiskReadErr, 5, "DISK_ACCESS_DENIED", [&] { KYReadFile(file, &data, 0, kFromStart, 1); }},
-               {SetForceDiskWriteErr, 112, "DISK_FULL", [&] { KYWriteFile(file, 0, kFromStart, 1, "x"); }},
-               {SetForceDiskOpenErr, 1117, "DISK_IO_ERROR", [&] {
-                  EXPECT_EQ(Opened(path, kFileReadWrite), file);  // shared: asks nobody
-                  Opened(folder / "new", kFileCreate);
-                }}};
-  const auto descriptors = openDescriptors();
-  for (const auto& kind : kinds) {
-    for (int n = 0; n <= 3; ++n) {
-      SCOPED_TRACE(kind.code + std::to_string(n));
-      kind.force(kind.number, n);
-      for (int i = 1; i < n; ++i) EXPECT_EQ(codeRaisedBy(kind.operation), "");
-      const XError error = errorRaisedBy(kind.operation);
-      int status = 0;
-      EXPECT_EQ(std::string(error.GetCode() ? error.GetCode() : ""), n ? kind.code : "");
-      EXPECT_EQ(error.GetParm(&status, error.FindLevel("SYS_ERROR"), "status") ? status : 0, n ? kind.number : 0);
-      EXPECT_EQ(codeRaisedBy(kind.operation), "");
+  const std::function<void()> operations[] = {[&] { KYReadFile(file, &data, 0, kFromStart, 1); },
+                                              [&] { KYWriteFile(file, 0, kFromStart, 1, "x"); },
+                                              [&] {
+                                                EXPECT_EQ(Opened(path, kFileReadWrite), file);  // shared: asks nobody
+                                                Opened(folder / "new", kFileCreate);
+                                              }};
+  const std::vector<Fault> faults = diskFaults();
+  for (std::size_t kind = 0; kind < std::size(operations); ++kind) {
+    for (int n = 1; n <= 3; ++n) {
+      SCOPED_TRACE(faults[kind].name + std::to_string(n));
+      const auto disarm = faults[kind].arm(n);
+      for (int i = 1; i <= 4; ++i) EXPECT_EQ(codeRaisedBy(operations[kind]), i == n ? faults[kind].code : "");
+      EXPECT_TRUE(disarm());
     }
   }
-  EXPECT_EQ(openDescriptors(), descriptors);
+  SetForceDiskReadErr(5, 0);
+  EXPECT_EQ(codeRaisedBy(operations[0]), "");
 }
 
 // ---- locks
@@ -169,15 +161,6 @@ TEST_F(DiskFacts, AskTheVolumeForTheSizesThatPay) {
     KYGetEfficientWriteSize(c.file, &min, &max, &step);
     EXPECT_TRUE(min == c.write[0] && max == c.write[1] && step == c.write[2]);
   }
-  const int subsystem = dbgRegSubSystem("DiskRtnsIOSize");
-  dbgSetFlag(subsystem, kDbgPrint);
-  const DebugPrinted printed;
-  KYGetEfficientReadSize(shared, nullptr, nullptr, nullptr);
-  KYGetEfficientWriteSize(file, nullptr, nullptr, nullptr);
-  EXPECT_EQ(printed.text(),
-            "KyEfficientRead min= 131072, max= 262144, step=131072\n"
-            "KyEfficientWrite min= 524288, max= 524288, step= 512\n");
-  dbgClearFlag(subsystem, kDbgPrint);
   installVolumeServices(before);
   EXPECT_EQ(KYGetBlockSize(nullptr), 512);
   EXPECT_EQ(checkFailedBy([] { KYGetEfficientReadSize(nullptr, nullptr, nullptr, nullptr); }),

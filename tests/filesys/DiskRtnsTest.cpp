@@ -208,16 +208,6 @@ TEST_P(DiskModel, HoldsForRandomOperations) {
 
 INSTANTIATE_TEST_SUITE_P(Seeds, DiskModel, testing::Range(1u, 6u));
 
-TEST_F(DiskRtns, DeliverWhatThereIsBeforeTheEnd) {
-  writeBytes(path, counted(5));
-  const Opened file(path, kFileRead);
-  Bytes data(8);
-  const XError error = errorRaisedBy([&] { KYReadFile(file, data.data(), -3, kFromEnd, 8); });
-  EXPECT_STREQ(error.GetCode(), "DISK_EOF");
-  EXPECT_EQ(parm(error, "filename"), path);
-  EXPECT_EQ(data, (Bytes{3, 4, 5, 0, 0, 0, 0, 0}));
-}
-
 TEST_F(DiskRtns, RefuseWrongArguments) {
   const Opened file(path, kFileReadWrite);
   write(file, counted(5));
@@ -230,12 +220,7 @@ TEST_F(DiskRtns, RefuseWrongArguments) {
   EXPECT_EQ(codeRaisedBy([&] { KYWriteFile(file, 0x7FFFFFFE, kFromStart, 2, data); }), "DISK_SEEK_ERROR");
   EXPECT_EQ(codeRaisedBy([&] { KYWriteFile(file, 2, kFromStart, 0, data); }), "");
   EXPECT_EQ(KYGetLength(file), 5);
-}
-
-TEST_F(DiskRtns, TellTheLengthOfAFileBeyondTwoGigabytes) {
-  writeBytes(path, {});
   std::filesystem::resize_file(path, std::uintmax_t{3} << 30);
-  const Opened file(path, kFileRead);
   EXPECT_EQ(KYGetLength(file), 0x7FFFFFFF);
   EXPECT_EQ(codeRaisedBy([&] { KYSetFPos(file, 0, kFromEnd); }), "DISK_SEEK_ERROR");
 }
@@ -245,8 +230,7 @@ TEST_F(DiskRtns, MoveLargeTransfersInPiecesAsFastAsTheVolumeIsSaidToBe) {
   KySetAdditionalIOLatency(volume, true, 30);
   KySetAdditionalIOLatency(volume, false, 20);
   KySetAdditionalIOLatency(OSVolID(5000), true, 9);
-  EXPECT_EQ(KyGetAdditionalIOLatency(OSVolID(5000), true, 1), 0);
-  EXPECT_EQ(KyGetAdditionalIOLatency(OSVolID(76), true, 1), 0);
+  for (const Long other : {5000, 76}) EXPECT_EQ(KyGetAdditionalIOLatency(OSVolID(other), true, 1), 0);
   const HookedSleep slow;
   fileRec_t** const file = openFile(path.c_str(), kFileReadWrite, 0, volume);
   const Bytes data = counted(std::size_t(piece) * 2 + 5);
@@ -291,12 +275,6 @@ TEST_F(DiskRtns, CountWhatWasWrittenBeforeAFailure) {
     EXPECT_EQ(KYGetLastWriteCount(), ULong(room));
     EXPECT_EQ(KYGetLength(file), room);
   }
-}
-
-TEST_F(DiskRtns, NameAFullDevice) {
-  const Opened device("/dev/full", kFileWrite);
-  EXPECT_EQ(codeRaisedBy([&] { write(device, counted(9)); }), "DISK_FULL");
-  EXPECT_EQ(KYGetLastWriteCount(), 0u);
 }
 
 }  // namespace
