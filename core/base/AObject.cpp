@@ -7,6 +7,7 @@
 
 #include "core/error/Assert.h"
 #include "core/mem/KyMemory.h"
+#include "core/mem/TracedPtr.h"
 
 namespace {
 
@@ -62,7 +63,7 @@ void AObject::IObject() {
   if (iCreationCB) iCreationCB(this);
 }
 
-void* AObject::operator new(std::size_t size) { return KyAllocateClear(blockSize(size)); }
+void* AObject::operator new(std::size_t size) { return ky::newPtrClear(blockSize(size)); }
 
 void* AObject::operator new(std::size_t size, void* where) { return std::memset(where, 0, size); }
 

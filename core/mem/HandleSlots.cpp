@@ -80,15 +80,16 @@ void giveBackOldest(ThreadSlots& mine, ULong count) {
   mine.count -= count;
 }
 
-// Takes a batch as far as there are blocks with room, to be handed out in the blocks' order.
+// Takes a batch as far as there are blocks with room, to be handed out in the blocks' order. Expects none at hand.
 void fill(ThreadSlots& mine) {
+  void*** const end = mine.slot + kBatch;
   while (mine.count < kBatch && roomy.first()) {
     ZorvexMasterPointerBlock& block = *roomy.first();
-    mine.count += static_cast<ULong>(block.takeIdle(mine.slot + mine.count, kBatch - mine.count));
+    mine.count += static_cast<ULong>(block.takeIdle(end - mine.count, kBatch - mine.count));
     if (!block.isFull()) break;
     roomy.dropFirst();
   }
-  std::reverse(mine.slot, mine.slot + mine.count);
+  std::copy(end - mine.count, end, mine.slot);
 }
 
 // Above here, the lock is held.

@@ -1,7 +1,7 @@
 // The handle manager from within: slots without the detour of exported names, and failures as results.
 //
 // Each thread keeps a few free slots at hand, so that most handles are made and ended without a lock. A slot at hand
-// holds its own address: that lies among its block's slots, as the content of every free slot but the last does.
+// holds an address among its block's slots, as every free slot but the last does.
 #pragma once
 
 #include <algorithm>
@@ -63,7 +63,7 @@ inline void** newSlotAtHand(void* content) noexcept {
   if (!mine || mine->count == 0) [[unlikely]]
     return nullptr;
   void** const slot = mine->slot[mine->count - 1];
-  if (*slot != slot) [[unlikely]]
+  if (!ZorvexMasterPointerBlock::areNeighbours(slot, *slot)) [[unlikely]]
     return nullptr;
   --mine->count;
   *slot = content;

@@ -4,7 +4,7 @@
 
 #include "core/error/Assert.h"
 #include "core/error/XError.h"
-#include "core/mem/HandleSlots.h"
+#include "core/mem/FakeHandles.h"
 #include "core/mem/HandleTotals.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/MemoryMutex.h"
@@ -40,30 +40,6 @@ bool isFake(const void* handle) {
   return ZorvexHandleMgr::IsZorvexHandle(static_cast<void**>(const_cast<void*>(handle)));  // false, once it is started
 }
 
-// The block goes with the failure.
-[[gnu::noinline]] char** newFakeSlowly(void* block) {
-  auto failure = SlotFailure::none;
-  void** const slot = newSlotSlowly(block, failure);
-  if (!slot) {
-    if (block) disposePtr(block);
-    raiseSlotFailure(failure);
-  }
-  return reinterpret_cast<char**>(slot);
-}
-
-inline char** newFake(void* block) {
-  void** const slot = newSlotAtHand(block);
-  return slot ? reinterpret_cast<char**>(slot) : newFakeSlowly(block);
-}
-
-[[gnu::noinline]] char** newFakeOfSizeSlowly(Long size) { return newFake(newPtrSlowly(size)); }
-
-/// Nearly always both the block and the slot are at hand.
-inline char** newFakeOfSize(Long size) {
-  void* const block = newPtrAtHand(size);
-  return block ? newFake(block) : newFakeOfSizeSlowly(size);
-}
-
 char** countedReal(char** handle, Long size) {
   if (!handle) raiseOutOfMemory();
   ++handleTotals().numHdls;
@@ -85,6 +61,18 @@ Long offsetWithin(char** handle, const void* src) {
 }
 
 }  // namespace
+
+char** ky::newFakeSlowly(void* block) {
+  auto failure = SlotFailure::none;
+  void** const slot = newSlotSlowly(block, failure);
+  if (!slot) {
+    if (block) disposePtr(block);
+    raiseSlotFailure(failure);
+  }
+  return reinterpret_cast<char**>(slot);
+}
+
+char** ky::newFakeOfSizeSlowly(Long size) { return newFake(newPtrSlowly(size)); }
 
 // ---- making
 

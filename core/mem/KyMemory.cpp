@@ -36,10 +36,14 @@ bool dumperInstalled = false;
 
 }  // namespace
 
-void* newPtrSlowly(Long size) {
+[[gnu::noinline]] void* newPtrSlowly(Long size) {
   void* const p = newPtrUntraced(size);
   if (allocationWatch.traced()) KySlotAdd(p, size, 0);
   return p;
+}
+
+[[gnu::noinline]] void* newPtrClearSlowly(Long size) {
+  return std::memset(newPtrSlowly(size), 0, static_cast<std::size_t>(size));
 }
 
 MemoryTotals memoryTotals() {

@@ -25,6 +25,10 @@ class ZorvexMasterPointerBlock {
   bool owns(const void* address) const {
     return address >= static_cast<const void*>(slots_) && address <= static_cast<const void*>(&slots_[kSlots - 1]);
   }
+  /// Whether both addresses lie where one block could have its slots.
+  static bool areNeighbours(const void* one, const void* other) {
+    return (reinterpret_cast<std::uintptr_t>(one) ^ reinterpret_cast<std::uintptr_t>(other)) < kAlignment;
+  }
   bool isFull() const { return freeHead_ == nullptr; }
 
   /// Requires: not full.
@@ -39,16 +43,26 @@ class ZorvexMasterPointerBlock {
     return slot;
   }
 
-  /// Takes up to `count` slots, in the order of the free list, each of which then holds its own address.
+  /// Takes up to `count` slots in the order of the free list, and lists them downwards from `end`. As in the free list,
+  /// what each holds is an address among the block's slots.
   ///
   /// Returns:  how many; fewer if the block is full then, or its free list leads out of it.
-  std::size_t takeIdle(void*** slots, std::size_t count) {
-    std::size_t taken = 0;
-    for (void** slot = freeHead_; taken < count && slot; slot = freeHead_) {
-      if (!take(slot)) [[unlikely]]
+  std::size_t takeIdle(void*** end, std::size_t count) {
+    void*** at = end;
+    void** slot = freeHead_;
+    while (at != end - count && slot && owns(slot)) {
+      void** const next = static_cast<void**>(*slot);
+      if (!next) {
+        *slot = slot;
+      } else if (!owns(next)) [[unlikely]] {
         break;
-      slots[taken++] = slot;
+      }
+      *--at = slot;
+      slot = next;
     }
+    freeHead_ = slot;
+    const auto taken = static_cast<std::size_t>(end - at);
+    used_ += taken;
     return taken;
   }
 

@@ -8,8 +8,6 @@
 
 namespace ky {
 
-inline constexpr Long kMostClearedHere = 192;
-
 /// KyNewPtr() on the long way.
 void* newPtrSlowly(Long size);
 
@@ -19,8 +17,8 @@ inline void* newPtr(Long size) {
   return p ? p : newPtrSlowly(size);
 }
 
-/// Clears whole units, of which there is at least one. Most objects have a few dozen bytes, for which a call, or a turn
-/// of a loop for each unit, would cost more than the clearing.
+/// Clears whole units. Most objects have a few dozen bytes, for which a call, or a turn of a loop for each unit, would
+/// cost more than the clearing.
 inline void clearUnits(char* at, std::size_t units) {
   constexpr std::size_t kStride = 4 * kBlockUnit;
   char* const end = at + units * kBlockUnit;
@@ -32,14 +30,15 @@ inline void clearUnits(char* at, std::size_t units) {
   std::memset(end - kStride, 0, kStride);
 }
 
+/// KyNewPtrClear() on the long way.
+void* newPtrClearSlowly(Long size);
+
 /// KyNewPtrClear(), likewise. A small block ends on a whole unit, so that units can be cleared.
 inline void* newPtrClear(Long size) {
-  void* const p = newPtr(size);
-  if (isSmallPtr(size) && size <= kMostClearedHere && size > 0) [[likely]] {
-    clearUnits(static_cast<char*>(p), shelfFor(static_cast<std::size_t>(size)));
-  } else {
-    std::memset(p, 0, static_cast<std::size_t>(size));
-  }
+  void* const p = newPtrAtHand(size);
+  if (!p) [[unlikely]]
+    return newPtrClearSlowly(size);
+  clearUnits(static_cast<char*>(p), shelfFor(static_cast<std::size_t>(size)));
   return p;
 }
 

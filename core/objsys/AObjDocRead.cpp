@@ -9,6 +9,7 @@
 #include "core/mem/KyHandles.h"
 #include "core/objsys/AIODesc.h"
 #include "core/objsys/AObjDoc.h"
+#include "core/objsys/ClassRuns.h"
 #include "core/objsys/DomainTrace.h"
 #include "core/objsys/TypedRead.h"
 #include "core/objsys/WalkGuard.h"
@@ -206,7 +207,7 @@ void AObjDoc::CreateObject(AStream* theStream, Long number) {
     raiseBadStreamData("Object length out-of-bounds");
   if (number > listSlots) growLists(number);
   // With tags on, a body ends in a mark that is not the object's own.
-  listed.object[number - 1] = NewByClassID(classID, version >= 3 ? length - 1 : length);
+  listed.object[number - 1] = newOfClass(classID, version >= 3 ? length - 1 : length);
   listed.mark[number - 1] = 0;
   StreamWire::skip(*theStream, length);
 }

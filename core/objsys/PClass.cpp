@@ -9,10 +9,13 @@
 #include "core/lists/AHashTable.h"
 #include "core/mem/Owned.h"
 #include "core/objsys/AUnknown.h"
+#include "core/objsys/ClassRuns.h"
 
 using namespace ky;
 
 AUnknownArray* gUnknownArray = nullptr;
+
+ClassRun ky::classRun;
 
 namespace {
 
@@ -46,20 +49,12 @@ Boolean isEntryOf(void* const key, const void* item) {
   return (**static_cast<const EntryHandle*>(item))->classID == Long(reinterpret_cast<LongPtr>(key));
 }
 
-EntryHandle lastFound = nullptr;
-
-[[gnu::noinline]] EntryHandle lookUpEntry(Long classID) {
+EntryHandle findEntry(Long classID) {
   EntryHandle found = nullptr;
-  if (!table || !table->LocateItem(asKey(classID), &found, nullptr)) return nullptr;
-  return lastFound = found;
+  return table && table->LocateItem(asKey(classID), &found, nullptr) ? found : nullptr;
 }
 
-/// Documents hold long runs of one class, so the last entry found answers most questions. Entries are never taken out.
-inline EntryHandle findEntry(Long classID) {
-  return lastFound && (*lastFound)->classID == classID ? lastFound : lookUpEntry(classID);
-}
-
-[[gnu::noinline]] APortable* makeWatched(Entry& entry, Long size) {
+APortable* makeWatched(Entry& entry, Long size) {
   APortable* const object = entry.factory();
   if (!object) return nullptr;
   const bool unknown = Long(object->GetClassID()) == kUnknownID && object->IsInstanceOf("AUnknown");
@@ -68,7 +63,7 @@ inline EntryHandle findEntry(Long classID) {
   return object;
 }
 
-[[gnu::noinline]] APortable* makeUnknown(Long classID, Long size) {
+APortable* makeUnknown(Long classID, Long size) {
   if (classID == kUnknownID) +XError("PCREG_UNKNOWN_ENCOUNTERED", 0);
   ++unknownsEncountered;
   if (dbgTestFlag(subsystem, kDbgPrint)) {
@@ -171,10 +166,12 @@ Long GetWriteClassID(APortable* object) {
 }
 
 APortable* NewByClassID(Long classID, Long size) {
-  const EntryHandle entry = findEntry(classID);
-  if (!entry || classID == kUnknownID) [[unlikely]]
-    return makeUnknown(classID, size);
-  return (*entry)->product == Product::ordinary ? (*entry)->factory() : makeWatched(**entry, size);
+  const EntryHandle handle = findEntry(classID);
+  if (!handle || classID == kUnknownID) return makeUnknown(classID, size);
+  Entry& entry = **handle;
+  if (entry.product != Product::ordinary) return makeWatched(entry, size);
+  classRun = {classID, entry.factory};
+  return entry.factory();
 }
 
 void SetHandleUnknownsCB(void (*handleUnknown)(Long classID)) { unknownsCB = handleUnknown; }

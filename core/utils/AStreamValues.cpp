@@ -4,6 +4,7 @@
 
 #include "core/error/XError.h"
 #include "core/math/Rational.h"
+#include "core/mem/FakeHandles.h"
 #include "core/mem/Owned.h"
 #include "core/utils/StreamWire.h"
 
@@ -259,7 +260,7 @@ char** AStream::ReadStringHandle(const char* label) {
   char* text = nullptr;
   const Long inWindow = StreamWire::stringInWindow(*this, text);
   if (inWindow >= 0) [[likely]] {
-    char** const handle = KyNewHandleZorvex(inWindow + 1);
+    char** const handle = newFakeOfSize(inWindow + 1);
     copyText(*handle, text, static_cast<std::size_t>(inWindow));
     (*handle)[inWindow] = 0;
     cursor = text + inWindow;
