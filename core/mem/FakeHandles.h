@@ -2,7 +2,7 @@
 #pragma once
 
 #include "core/mem/HandleSlots.h"
-#include "core/mem/PtrBlocks.h"
+#include "core/mem/TracedPtr.h"
 
 namespace ky {
 
@@ -17,8 +17,11 @@ char** newFakeOfSizeSlowly(Long size);
 
 /// KyNewHandleZorvex(): nearly always both the block and the slot are at hand.
 [[gnu::always_inline]] inline char** newFakeOfSize(Long size) {
-  void* const block = newPtrAtHand(size);
-  return block ? newFake(block) : newFakeOfSizeSlowly(size);
+  if (void* const block = newPtrAtHand(size)) [[likely]]
+    return newFake(block);
+  char** const handle = newFakeOfSizeSlowly(size);
+  keepFrame();
+  return handle;
 }
 
 }  // namespace ky

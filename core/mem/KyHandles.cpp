@@ -72,7 +72,7 @@ char** ky::newFakeSlowly(void* block) {
   return reinterpret_cast<char**>(slot);
 }
 
-char** ky::newFakeOfSizeSlowly(Long size) { return newFake(newPtrSlowly(size)); }
+char** ky::newFakeOfSizeSlowly(Long size) { return newFake(newPtrSlowly(size, 1)); }
 
 // ---- making
 

@@ -36,14 +36,14 @@ bool dumperInstalled = false;
 
 }  // namespace
 
-[[gnu::noinline]] void* newPtrSlowly(Long size) {
+[[gnu::noinline]] void* newPtrSlowly(Long size, short skip) {
   void* const p = newPtrUntraced(size);
-  if (allocationWatch.traced()) KySlotAdd(p, size, 0);
+  if (allocationWatch.traced()) KySlotAdd(p, size, static_cast<short>(skip + 1));
   return p;
 }
 
 [[gnu::noinline]] void* newPtrClearSlowly(Long size) {
-  return std::memset(newPtrSlowly(size), 0, static_cast<std::size_t>(size));
+  return std::memset(newPtrSlowly(size, 1), 0, static_cast<std::size_t>(size));
 }
 
 MemoryTotals memoryTotals() {

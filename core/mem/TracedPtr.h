@@ -8,13 +8,20 @@
 
 namespace ky {
 
-/// KyNewPtr() on the long way.
-void* newPtrSlowly(Long size);
+/// KyNewPtr() on the long way; a trace leaves out `skip` frames beyond this one.
+void* newPtrSlowly(Long size, short skip);
+
+/// Stands behind the call of a long way, so that the caller, which a trace names first, is still there.
+[[gnu::always_inline]] inline void keepFrame() { asm volatile("" ::: "memory"); }
 
 /// KyNewPtr(), without the detour of an exported name.
 inline void* newPtr(Long size) {
-  void* const p = newPtrAtHand(size);
-  return p ? p : newPtrSlowly(size);
+  void* p = newPtrAtHand(size);
+  if (!p) [[unlikely]] {
+    p = newPtrSlowly(size, 0);
+    keepFrame();
+  }
+  return p;
 }
 
 /// Clears whole units. Most objects have a few dozen bytes, for which a call, or a turn of a loop for each unit, would
@@ -35,9 +42,12 @@ void* newPtrClearSlowly(Long size);
 
 /// KyNewPtrClear(), likewise. A small block ends on a whole unit, so that units can be cleared.
 inline void* newPtrClear(Long size) {
-  void* const p = newPtrAtHand(size);
-  if (!p) [[unlikely]]
-    return newPtrClearSlowly(size);
+  void* p = newPtrAtHand(size);
+  if (!p) [[unlikely]] {
+    p = newPtrClearSlowly(size);
+    keepFrame();
+    return p;
+  }
   clearUnits(static_cast<char*>(p), shelfFor(static_cast<std::size_t>(size)));
   return p;
 }
