@@ -62,7 +62,8 @@ class FoundList : public AArray {
 
   void meet(APortable* object) {
     prefetch(object);
-    if (last - first == kWaiting) settleOne();
+    if (last - first == kWaiting) [[unlikely]]
+      settleHalf();
     waiting[last++ % kWaiting] = object;
   }
   /// Returns:  whether there is an object of that number.
@@ -77,6 +78,10 @@ class FoundList : public AArray {
 
   FoundList() = default;
   ~FoundList() override = default;
+
+  [[gnu::noinline]] void settleHalf() {
+    for (ULong i = 0; i < kWaiting / 2; ++i) settleOne();
+  }
 
   void settleOne() {
     APortable& object = *waiting[first++ % kWaiting];
