@@ -31,20 +31,20 @@ struct alignas(64) TurnLock::Place {
   std::atomic<int> state{awake};  ///< a sleeper's place stays until it is `called`
 };
 
-bool TurnLock::comesSoon(Who who, int yields) const {
-  for (int look = 0; look < kLooks; ++look) {
+bool TurnLock::comesSoon(Who who, Patience patience) const {
+  for (int look = 0; look < patience.looks; ++look) {
     for (int i = look == 0 ? kPausesAtFirst : kPausesBetween; i > 0; --i) platform::pauseProcessor();
     if (heldBy() == who) return true;
   }
-  for (int i = 0; i < yields; ++i) {
+  for (int i = 0; i < patience.yields; ++i) {
     platform::yieldProcessor();
     if (heldBy() == who) return true;
   }
   return false;
 }
 
-void TurnLock::await(Place& self, int yields) {
-  if (yields > 0 && comesSoon(self.who, yields)) return;
+void TurnLock::await(Place& self, Patience patience) {
+  if (comesSoon(self.who, patience)) return;
   {
     const SpinTenure hold(gate);
     if (isHeldBy(self.who)) return;
@@ -128,7 +128,7 @@ void TurnLock::enter(Who who) {
     join(self);
     waiting.fetch_add(1, std::memory_order_relaxed);
   }
-  await(self, kYields);
+  await(self, {kLooks, kYields});
 }
 
 void TurnLock::leave() {
@@ -161,7 +161,8 @@ void TurnLock::pass(Who chosen) {
     join(self);
   }
   wake(call.sleeper);
-  await(self, call.sleeper ? kYieldsForSleeper : call.core == self.core ? 0 : kYields);
+  const bool sameCore = call.core == self.core;
+  await(self, {sameCore ? 0 : kLooks, call.sleeper ? kYieldsForSleeper : sameCore ? 0 : kYields});
 }
 
 // Only a holder offers, and only with nobody in line, so there is one offer at most.
@@ -192,7 +193,7 @@ void TurnLock::offer(int tries) {
       return;
     }
   }
-  await(self, kYields);
+  await(self, {kLooks, kYields});
 }
 
 }  // namespace ky

@@ -52,8 +52,14 @@ class TurnLock {
     int core = -1;             ///< on which it was when it joined the line
   };
 
-  bool comesSoon(Who who, int yields) const;
-  void await(Place& self, int yields);
+  /// How long a waiter stays awake: so many looks, then so many yields of the processor.
+  struct Patience {
+    int looks = 0;
+    int yields = 0;
+  };
+
+  bool comesSoon(Who who, Patience patience) const;
+  void await(Place& self, Patience patience);
   void join(Place& place);
   Call callNext();
   static void wake(Place* sleeper);
