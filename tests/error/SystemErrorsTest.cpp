@@ -37,7 +37,8 @@ TEST(SystemErrors, TextsAreTheHostsAndFitTheBuffer) {
   char text[64];
   platform::errorText(platform::fileErrorOf(ENOMEM), text, sizeof text);
   EXPECT_STREQ(text, std::strerror(ENOMEM));
-  platform::errorText(5, text, sizeof text);
+  const XError error = errorRaisedBy([] { xraiseWinFileError(5, "reel.bin"); });
+  EXPECT_TRUE(error.GetParmAsString(text, sizeof text, 1, "msg"));
   EXPECT_STREQ(text, std::strerror(EACCES));
   platform::errorText(5, text, 4);
   EXPECT_EQ(std::strlen(text), 3u);

@@ -1,7 +1,5 @@
 #include "core/error/XError.h"
 
-#include <thread>
-
 #include "platform/Threads.h"
 #include "tests/support/Test.h"
 
@@ -97,17 +95,13 @@ TEST(XError, PushingAnErrorPutsItsLevelsOnTop) {
 
 TEST(XError, ThreadsMayHoldAndDropOneStackAtOnce) {
   const XError shared("CODE", "int n", 1, 0);
-  const auto holdAndDrop = [&shared](int thread) {
+  onThreads(4, [&shared](int thread) {
     for (int i = 0; i < 500; ++i) {
       XError own = shared;
       own.AppendParms("int t", thread, 0);
       const XError raised = errorRaisedBy([&] { xreraise(own, "HIGH", "int i", i, 0); });
       if (parm(raised, "i") != std::to_string(i)) ADD_FAILURE() << "another thread's value";
     }
-  };
-  {
-    std::vector<std::jthread> threads;
-    for (int t = 0; t < 4; ++t) threads.emplace_back(holdAndDrop, t);
-  }
+  });
   EXPECT_EQ(wordsOf(shared), "Exception: CODE, n:1");
 }

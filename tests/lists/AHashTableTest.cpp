@@ -321,4 +321,10 @@ TEST(AHashTable, RefusesChainsOutOfRange) {
   });
   table->DebugCheck();
   EXPECT_EQ(walked(*table), (std::vector<Long>{1, 2, 3}));
+  const Long fourteen = 14;
+  table->AddItem(asKey(14), &fourteen, nullptr);
+  Long empty = 0, longest = 0;
+  table->GetStats(&empty, &longest);
+  EXPECT_EQ(empty, table->GetHTSize() - 3);
+  EXPECT_EQ(longest, 2);
 }

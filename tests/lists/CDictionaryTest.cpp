@@ -139,21 +139,17 @@ TEST(CDictionary, NamesTheOperationThatFailed) {
   const Owned<CStringDict> uncompared = names({"a"}, true, differs);
   const auto each = [](const void*, AObject*) { +XError("EACH", 0); };
   const std::string tooLong(40000, 'x');
-  const struct {
-    const char* code;
-    const char* cause;
-    std::function<void()> action;
-  } cases[] = {
+  const std::tuple<const char*, const char*, std::function<void()>> cases[] = {
       {"DICT_ADD_FAILED", "HASH", [&] { unhashed->Add("a", 0, nullptr); }},
       {"DICT_LOOKUP_FAILED", "HASH", [&] { unhashed->Lookup("a"); }},
       {"DICT_REMOVE_FAILED", "EQUALITY", [&] { uncompared->Remove("a"); }},
       {"DICT_DFE_FAILED", "EACH", [&] { uncompared->DoForEachSorted(each); }},
       {"DICT_ADD_FAILED", "CORE_INTEGER_TOO_BIG", [&] { uncompared->AddString(tooLong.c_str(), nullptr); }},
   };
-  for (const auto& c : cases) {
-    const XError error = errorRaisedBy(c.action);
-    EXPECT_STREQ(error.GetCode(), c.code);
-    EXPECT_STREQ(error.GetLevelCode(1), c.cause);
+  for (const auto& [code, cause, action] : cases) {
+    const XError error = errorRaisedBy(action);
+    EXPECT_STREQ(error.GetCode(), code);
+    EXPECT_STREQ(error.GetLevelCode(1), cause);
     EXPECT_EQ(uncompared->GetNumItems(), 1);
   }
 }
@@ -179,11 +175,7 @@ TEST(CDictionary, StaysAsItWasWhenMemoryRunsOut) {
 
 TEST(CStringDict, ComparesNamesAsItWasTold) {
   const std::string longName(80, 'n');
-  const struct {
-    bool caseSensitive;
-    std::string added, asked;
-    bool found;
-  } cases[] = {
+  const std::tuple<bool, std::string, std::string, bool> cases[] = {
       {true, "Exit", "Exit", true},
       {true, "Exit", "exit", false},
       {false, "exiT", "EXIT", true},
@@ -193,10 +185,10 @@ TEST(CStringDict, ComparesNamesAsItWasTold) {
       {true, longName + "a", longName + "b", false},
       {true, "", "", true},
   };
-  for (const auto& c : cases) {
-    const Owned<CStringDict> dictionary = names({}, c.caseSensitive);
-    dictionary->AddAbrevStr(c.added.c_str(), asValue(16));
-    EXPECT_EQ(dictionary->Lookup(c.asked.c_str()) != nullptr, c.found) << c.added << " " << c.asked;
+  for (const auto& [caseSensitive, added, asked, found] : cases) {
+    const Owned<CStringDict> dictionary = names({}, caseSensitive);
+    dictionary->AddAbrevStr(added.c_str(), asValue(16));
+    EXPECT_EQ(dictionary->Lookup(asked.c_str()) != nullptr, found) << added << " " << asked;
     EXPECT_EQ(dictionary->Lookup(nullptr), nullptr);
   }
 }

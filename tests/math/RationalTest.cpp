@@ -93,6 +93,7 @@ TEST(Rational, EdgesOfItsOperations) {
       {[] { return Rational(-0x40000000, -1); }, overflow},
       // Reducing helps where it can.
       {[] { return Rational(0x20000000) + Rational(0x20000000); }, overflow},
+      {[] { return Rational(-0x20000000) + Rational(-0x20000000); }, "-1073741824/1"},
       {[] { return Rational(1, 0x10000) + Rational(1, 0x10000); }, "1/32768"},
       {[] { return raw(0x30000000, 0x30000000) + raw(0x20000000, 0x10000000); }, "3/1"},
       {[] { return raw(0x30000000, 2) * raw(0x30000000, 0x30000000); }, "402653184/1"},

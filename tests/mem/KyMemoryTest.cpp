@@ -1,7 +1,5 @@
 #include "core/mem/KyMemory.h"
 
-#include "core/error/DumpTable.h"
-#include "tests/support/Printed.h"
 #include "tests/support/Test.h"
 
 using namespace ky;
@@ -65,16 +63,4 @@ TEST(KyMemory, BytesInPlace) {
   KyInplace16bitReordering(reinterpret_cast<unsigned short*>(&words[1]), 2);
   EXPECT_EQ(words[0], 0x04030201u);
   EXPECT_EQ(words[1], 0xBBAADDCCu);
-}
-
-TEST(KyMemory, EndedAndStartedAgainItHasOneDumpSection) {
-  KyMemCleanup();
-  KyMemInit();
-  KyMemInit();
-  Printed sections;
-  DmpListSections(Printed::print);
-  const auto first = sections.text().find("Memory");
-  EXPECT_NE(first, std::string::npos);
-  EXPECT_EQ(sections.text().find("Memory", first + 1), std::string::npos);
-  EXPECT_EQ(codeRaisedBy([] { KyDisposePtr(KyNewPtr(1)); }), "");
 }

@@ -20,12 +20,6 @@ namespace {
 constexpr int kThreads = 4;
 constexpr int kSteps = 20000;
 
-template <class Body>
-void onThreads(Body&& body) {
-  std::vector<std::jthread> threads;
-  for (int i = 0; i < kThreads; ++i) threads.emplace_back([&body, i] { body(static_cast<unsigned>(i)); });
-}
-
 struct Pointers {
   static char* make(Long size) { return static_cast<char*>(KyNewPtr(size)); }
   static char* bytes(char* p) { return p; }
@@ -160,8 +154,8 @@ TYPED_TEST(MemoryHistory, BlocksMayEndOnAnotherThread) {
     if (bytes[0] != static_cast<char>(size) || bytes[size - 1] != static_cast<char>(size)) ++wrong;
     TypeParam::end(block);
   };
-  onThreads([&](unsigned seed) {
-    std::mt19937 random(seed);
+  onThreads(kThreads, [&](int thread) {
+    std::mt19937 random(static_cast<unsigned>(thread));
     for (int step = 0; step < kSteps; ++step) {
       const Long size = static_cast<Long>(1 + random() % 1500);
       Block block = TypeParam::make(size);
@@ -177,8 +171,8 @@ TYPED_TEST(MemoryHistory, BlocksMayEndOnAnotherThread) {
 }
 
 TEST(MemoryThreads, MasterBlocksMayGoBackInBetween) {
-  onThreads([](unsigned seed) {
-    std::mt19937 random(seed);
+  onThreads(kThreads, [](int thread) {
+    std::mt19937 random(static_cast<unsigned>(thread));
     std::deque<void*> mine;
     for (int step = 0; step < kSteps; ++step) {
       mine.push_back(AltMalloc(static_cast<Long>(random() % 2000)));

@@ -24,7 +24,7 @@ TEST(ZorvexHandleMgr, AnyHistoryKeepsContentsOverSeveralBlocks) {
   std::mt19937 random(1);
   std::map<void**, void*> live;
   std::vector<void**> order;
-  const Int64 blocks = statistic("NumMasterBlocks");
+  const Int64 blocks = statistic("NumMasterBlocks"), others = statistic("NumCurrentHandles");
   for (int step = 0; step < 400000; ++step) {
     // Swings between nothing and some three blocks' worth.
     const bool grow = random() % 100 < (step / 100000 % 2 ? 10u : 90u);
@@ -40,6 +40,7 @@ TEST(ZorvexHandleMgr, AnyHistoryKeepsContentsOverSeveralBlocks) {
       order.pop_back();
     }
   }
+  EXPECT_EQ(statistic("NumCurrentHandles") - others, Int64(order.size()));
   for (void** h : order) ZorvexHandleMgr::DeleteHandle(h);
   EXPECT_LE(statistic("NumMasterBlocks") - blocks, 4) << "slots serve again";
 }

@@ -9,14 +9,8 @@ using namespace ky::test;
 namespace {
 
 /// Tells of its end; closing it may fail.
-class Watched : public AStream {
- public:
-  static Watched* New(bool fails) {
-    auto* stream = new Watched;
-    stream->IStream();
-    stream->fails = fails;
-    return stream;
-  }
+struct Watched : AStream {
+  explicit Watched(bool fails = false) : fails(fails) { IStream(); }
   void Dispose() override {
     ++ended;
     const bool raises = fails;
@@ -24,7 +18,7 @@ class Watched : public AStream {
     if (raises) +XError("STREAM_CLOSE", 0);
   }
   static inline int ended = 0;
-  bool fails = false;
+  const bool fails;
 };
 
 std::string prologueWith(std::size_t at, const char* bytes) {
@@ -50,16 +44,16 @@ TEST(ADomain, OpensByTheKeyAndRefusesAPrologueThatIsNone) {
 TEST(ADomain, ClosesTheStreamThatIsItsAndEndsEvenIfThatFails) {
   registerFilm();
   Watched::ended = 0;
-  AObjDoc* doc = AObjDoc::New(Watched::New(false), 1, 0);
-  doc->SetStream(Watched::New(false), 0);
+  AObjDoc* doc = AObjDoc::New(new Watched, 1, 0);
+  doc->SetStream(new Watched, 0);
   EXPECT_EQ(Watched::ended, 1);
   doc->SetDeleteDev(1);
   doc->Close();
   EXPECT_EQ(Watched::ended, 2);
-  Owned<Watched> mine(Watched::New(false));
+  Owned<Watched> mine(new Watched);
   AObjDoc::New(mine.get(), 0, 0)->Close();
   EXPECT_EQ(Watched::ended, 2);
-  doc = AObjDoc::New(Watched::New(true), 1, 0);
+  doc = AObjDoc::New(new Watched(true), 1, 0);
   EXPECT_EQ(codeRaisedBy([&] { doc->Close(); }), "STREAM_CLOSE");
   EXPECT_EQ(Watched::ended, 3);
 }

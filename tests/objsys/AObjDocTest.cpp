@@ -5,6 +5,7 @@
 #include "core/os/VersionInfo.h"
 #include "tests/objsys/Film.h"
 #include "tests/support/FormatPage.h"
+#include "tests/support/Printed.h"
 #include "tests/support/Test.h"
 
 using namespace ky;
@@ -83,22 +84,16 @@ std::string documentOfUnknown(const std::string& body) {
   return document;
 }
 
-class SlowDoc : public AObjDoc {
- public:
-  static SlowDoc* New(AStream* stream) {
-    auto* doc = new SlowDoc;
-    doc->IObjDoc(stream, 0, 1, Long(kFilmType));
-    return doc;
-  }
-  void SpeedyCopyIn(APortable*) override { +XError("MEM_OUT_OF_MEMORY", 0); }
-};
-
-std::string savedWithShortMemory(APortable* root) {
+/// What saving raises when there is no memory for the quick way.
+std::string refusalOfSlowSave(APortable* root) {
+  struct SlowDoc : AObjDoc {
+    explicit SlowDoc(AStream* stream) { IObjDoc(stream, 0, 1, Long(kFilmType)); }
+    void SpeedyCopyIn(APortable*) override { +XError("MEM_OUT_OF_MEMORY", 0); }
+  };
   registerFilm();
-  Bytes bytes;
-  Owned<SlowDoc> doc(SlowDoc::New(bytes.stream.get()));
-  doc->CopyIn(root);
-  return bytes.text();
+  const Bytes bytes;
+  const Owned<SlowDoc> doc(new SlowDoc(bytes.stream.get()));
+  return codeRaisedBy([&] { doc->CopyIn(root); });
 }
 
 }  // namespace
@@ -108,7 +103,9 @@ TEST(AObjDoc, WritesTheBytesThatThePageShows) {
   const Ring ring;
   const std::string page = bytesOfPage("object-document.md", "example");
   ASSERT_EQ(page.size(), 177u);
+  const DebugPrinted out;
   EXPECT_EQ(withIdentityOf(page, saved(ring.a.get())), page);
+  EXPECT_EQ(out.text(), "") << "a trace that nobody asked for";
 }
 
 TEST(AObjDoc, KeepsTheByteOrderAndIdentityOfADocumentThatItWritesBack) {
@@ -204,10 +201,10 @@ TEST(AObjDoc, TheLowMemoryWriteRefusesToNestTooDeep) {
     if (i) chain[std::size_t(i)]->next = chain[std::size_t(i - 1)].get();
   }
 #if !defined(KY_SANITIZED)  // whose frames are too large for so many
-  EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[20000].get()); }), "DOMAIN_COPYIN_FAILED");
-  EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[19999].get()); }), "");
+  EXPECT_EQ(refusalOfSlowSave(chain[20000].get()), "DOMAIN_COPYIN_FAILED");
+  EXPECT_EQ(refusalOfSlowSave(chain[19999].get()), "");
 #endif
-  EXPECT_EQ(codeRaisedBy([&] { savedWithShortMemory(chain[2000].get()); }), "");
+  EXPECT_EQ(refusalOfSlowSave(chain[2000].get()), "");
 }
 
 TEST(AObjDoc, AnUnknownClassIsCountedAndWrittenBackUnchanged) {
@@ -323,21 +320,18 @@ TEST(AObjDoc, AFailedLoadDisposesWhatNobodyRefersTo) {
 }
 
 TEST(AObjDoc, NeedsAStreamThatCanSeek) {
-  class Tape : public AStream {
-   public:
-    static Tape* New() {
-      auto* tape = new Tape;
-      tape->IStream();
-      return tape;
-    }
+  struct Tape : AStream {
+    Tape() { IStream(); }
     Boolean IsRandom() override { return 0; }
   };
   registerFilm();
-  Owned<Tape> tape(Tape::New());
-  EXPECT_EQ(codeRaisedBy([&] { AObjDoc::New(tape.get(), 1, 0); }), "DOMAIN_RAND_STRM_REQUIRED");
-  Bytes bytes;
-  Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, 0));
-  EXPECT_EQ(codeRaisedBy([&] { doc->SetStream(tape.get(), 0); }), "DOMAIN_RAND_STRM_REQUIRED");
+  const Owned<Tape> tape(new Tape);
+  const Bytes bytes;
+  const Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, 0));
+  expectRefusals({
+      {"DOMAIN_RAND_STRM_REQUIRED", [&] { AObjDoc::New(tape.get(), 1, 0); }},
+      {"DOMAIN_RAND_STRM_REQUIRED", [&] { doc->SetStream(tape.get(), 0); }},
+  });
 }
 
 TEST(AObjDoc, OneWalkAtATime) {

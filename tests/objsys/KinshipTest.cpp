@@ -1,6 +1,7 @@
 // Classes know their names and those of their bases: typed reads of documents and streams go by them.
 #include <sstream>
 
+#include "core/lists/AAssociation.h"
 #include "core/lists/AHashTable.h"
 #include "core/lists/AOrderedArray.h"
 #include "core/lists/ASimpleList.h"
@@ -29,6 +30,7 @@ TEST(Kinship, EveryClassIsAnInstanceOfItselfAndItsBasesAlone) {
   const Owned<AStream> parent(AStream::New());
   const auto order = [](const void*, const void*, void*) { return 0; };
   const std::pair<AObject*, const char*> rows[] = {
+      {AAssociation::New(0, {}), "AAssociation AObject"},
       {AArray2::New(elementProc<Long>), "AArray2 AArray ACollection AObject"},
       {AHashTable::New(1, 1, 4, nullptr, nullptr, HTNoDuplicates), "AHashTable ACollection AObject"},
       {AOrderedArray::New(4, typeLong), "AOrderedArray AArray ACollection AObject"},

@@ -104,8 +104,8 @@ TEST(RecursiveLock, KeepsThreadsApartAndLosesNoWaiter) {
   RecursiveLock locks[2];
   int counts[2] = {};
   int timeouts = 0;
-  const auto contend = [&](unsigned seed) {
-    std::mt19937 random(seed);
+  ky::test::onThreads(kThreads, [&](int thread) {
+    std::mt19937 random(static_cast<unsigned>(thread));
     for (int i = 0; i < kRounds; ++i) {
       const auto which = random() % 2;
       const bool patient = random() % 8 != 0;
@@ -118,11 +118,7 @@ TEST(RecursiveLock, KeepsThreadsApartAndLosesNoWaiter) {
       if (random() % 64 == 0) std::this_thread::yield();
       locks[which].unlock();
     }
-  };
-  {
-    std::vector<std::jthread> threads;
-    for (unsigned t = 0; t < kThreads; ++t) threads.emplace_back(contend, t);
-  }
+  });
   EXPECT_EQ(counts[0] + counts[1] + timeouts, kThreads * kRounds);
 }
 

@@ -95,14 +95,9 @@ TEST(PeriodicTimer, TicksByAbsoluteTimesAndCountsMissedTicksAsOne) {
 TEST(PeriodicTimer, TicksUntilItIsStoppedOrClosedByWhicheverThread) {
   {
     const Timer timer(200, keep, true);
-    {
-      std::vector<std::jthread> threads;
-      for (int thread = 0; thread < 3; ++thread) {
-        threads.emplace_back([&] {
-          for (int i = 0; i < 200; ++i) timer.start(), timer.stop();
-        });
-      }
-    }
+    onThreads(3, [&](int) {
+      for (int i = 0; i < 200; ++i) timer.start(), timer.stop();
+    });
     timer.start();
     awaitCalls(calls().size() + 10);
     timer.stop();
@@ -174,7 +169,7 @@ TEST(TimerDevice, MeasuresAndWaitsInMicroseconds) {
 TEST(Interrupts, KeepAllOthersAwayAndNest) {
   InterruptsInit();
   Long count = 0;
-  const auto countTwice = [&] {
+  onThreads(4, [&](int) {
     for (int i = 0; i < 1'000; ++i) {
       const ULong outer = InterruptsOff();
       const ULong inner = InterruptsOff();
@@ -183,10 +178,6 @@ TEST(Interrupts, KeepAllOthersAwayAndNest) {
       ++count;
       InterruptsOn(static_cast<Long>(outer));
     }
-  };
-  {
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 4; ++thread) threads.emplace_back(countTwice);
-  }
+  });
   EXPECT_EQ(count, 8'000);
 }

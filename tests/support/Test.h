@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/mem/KyMemory.h"
@@ -49,6 +50,13 @@ class NothingStays {
  private:
   const MemoryTotals before;
 };
+
+/// Runs `body(number)` on so many threads at once, and waits for all.
+template <class Body>
+void onThreads(int count, Body body) {
+  std::vector<std::jthread> threads;
+  for (int number = 0; number < count; ++number) threads.emplace_back([&body, number] { body(number); });
+}
 
 /// Runs `action` with its first allocation failing, then with its second, until none is left that could fail.
 ///
