@@ -79,12 +79,14 @@ bool runUntil(Reached reached) {
 /// Time that passes only in sleeps, and in waits with a limit; those take no time.
 class SleptClock {
  public:
-  explicit SleptClock(std::function<void()> asleep = [] {}) {
+  explicit SleptClock(
+      std::function<void()> asleep = [] {}, bool isRunning = true) {
     now = slept = 0;
+    runs = isRunning;
     onSleep = std::move(asleep);
     before = platform::setClockHooks({[] { return now.load(); },
                                       [](Int64 milliseconds) {
-                                        now += milliseconds * 1000;
+                                        if (runs) now += milliseconds * 1000;
                                         slept += milliseconds;
                                         onSleep();
                                       }});
@@ -93,6 +95,7 @@ class SleptClock {
   SleptClock(const SleptClock&) = delete;
   SleptClock& operator=(const SleptClock&) = delete;
 
+  static inline std::atomic<bool> runs{true};
   static inline std::atomic<Int64> now{0};    ///< microseconds
   static inline std::atomic<Int64> slept{0};  ///< milliseconds
 

@@ -15,7 +15,6 @@
 
 #include "core/mem/Owned.h"
 #include "core/threads/ThreadContext.h"
-#include "platform/Clock.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 #include "tests/threads/CoreThreads.h"
@@ -27,28 +26,6 @@ using namespace ky::test;
 
 constexpr PT_state_t kFinished{7};
 constexpr PT_state_t kOwnState{12};
-
-/// Makes sleeps short for its life, with a clock that can be made to run by them.
-class ShortSleeps {
- public:
-  ShortSleeps() : before(platform::setClockHooks({now, sleep})) { sClockRuns = false; }
-  ~ShortSleeps() { platform::setClockHooks(before); }
-  ShortSleeps(const ShortSleeps&) = delete;
-  ShortSleeps& operator=(const ShortSleeps&) = delete;
-
-  static void letClockRun(bool run = true) { sClockRuns = run; }
-
- private:
-  static Int64 now() { return sNow; }
-  static void sleep(Int64 milliseconds) {
-    if (sClockRuns) sNow += milliseconds * 1000;
-    std::this_thread::sleep_for(std::chrono::microseconds(milliseconds > 500 ? 20'000 : 200));
-  }
-
-  static inline std::atomic<bool> sClockRuns{false};
-  static inline std::atomic<Int64> sNow{0};
-  platform::ClockHooks before;
-};
 
 /// Keeps what its thread did, a letter each: Preprocess, Starting, Running (once in a row), sTopping, Aborting, Own
 /// state.
@@ -116,7 +93,8 @@ class PreemptiveThreads : public testing::Test {
  protected:
   ~PreemptiveThreads() override { EXPECT_EQ(Steered::alive, 0); }
 
-  ShortSleeps sleeps;
+  // Sleeps are short, and no time passes in them unless a test lets it.
+  SleptClock clock{[] { std::this_thread::sleep_for(std::chrono::microseconds(200)); }, false};
 };
 
 std::string ended(Steered& worker) {
@@ -229,7 +207,7 @@ TEST_F(PreemptiveThreads, AnAwaitedStateIsReachedInPassingOrTimesOutOrIsTaken) {
   worker->todo['S'] = [&held] {
     while (held) std::this_thread::yield();
   };
-  ShortSleeps::letClockRun();
+  SleptClock::runs = true;
   std::jthread awaiting([&] {
     while (worker->AwaitThreadState(PT_state_starting, kNoLimit) != 0) std::this_thread::yield();
   });
@@ -238,7 +216,7 @@ TEST_F(PreemptiveThreads, AnAwaitedStateIsReachedInPassingOrTimesOutOrIsTaken) {
   awaiting.join();
   EXPECT_EQ(worker->AwaitThreadState(PT_state_starting, 0), 0) << "in it, with nothing else asked for";
   EXPECT_EQ(worker->AwaitThreadState(PT_state_running, 60'000), 1);
-  ShortSleeps::letClockRun(false);
+  SleptClock::runs = false;
   held = false;
   EXPECT_EQ(worker->AwaitThreadState(PT_state_running, kNoLimit), 0);
 }
@@ -268,7 +246,7 @@ TEST_F(PreemptiveThreads, AThreadThatDoesNotEndIsLeftRunningWithItsObject) {
   };
   worker->Start();
   worker->awaitNote('R');
-  ShortSleeps::letClockRun();
+  SleptClock::runs = true;
   worker->Dispose();
   EXPECT_EQ(Steered::alive, 1);
   EXPECT_TRUE(PreemptiveThread::cDestructorTimedOut);
