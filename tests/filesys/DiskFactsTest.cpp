@@ -2,10 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <functional>
 
 #include "core/error/UnitTestBase.h"
@@ -48,77 +45,44 @@ TEST_F(DiskFacts, FailTheNthOperationOnce) {
 
 // ---- locks
 
-/// A process of its own that holds a lock on `path` until it is told to end.
-class LockHolder {
- public:
-  explicit LockHolder(const std::string& path) {
-    int held[2];
-    EXPECT_EQ(pipe(held), 0);
-    child = fork();
-    if (child == 0) {
-      const int file = ::open(path.c_str(), O_RDWR);
-      struct flock range = {};
-      range.l_type = F_WRLCK;
-      range.l_start = 0x7FFFFFF0;
-      const bool got = ::fcntl(file, F_OFD_SETLK, &range) == 0;
-      if (::write(held[1], got ? "y" : "n", 1) == 1) pause();
-      _exit(0);
-    }
-    char answer = 0;
-    EXPECT_EQ(::read(held[0], &answer, 1), 1);
-    EXPECT_EQ(answer, 'y');
-    ::close(held[0]);
-    ::close(held[1]);
-  }
-  void end() {
-    if (child > 0) ::kill(child, SIGKILL);
-    if (child > 0) ::waitpid(child, nullptr, 0);
-    child = 0;
-  }
-  ~LockHolder() { end(); }
+/// The locks are the open file's, so that one of this process excludes as one of another does.
+platform::File other;
 
- private:
-  pid_t child = 0;
-};
-
-LockHolder* holderToEnd = nullptr;
-
-TEST_F(DiskFacts, WaitForALockUntilTheOtherProcessEnds) {
+TEST_F(DiskFacts, WaitForALockUntilTheOtherEndsOrTwoMinutesAreOver) {
   writeBytes(path, {});
+  const auto openOther = [&] {
+    EXPECT_EQ(other.open(path.c_str(), platform::Access::readWrite, platform::Disposition::openExisting), 0);
+  };
+  const auto otherLocks = [] { return other.lock(0x7FFFFFF0, platform::LockKind::exclusive); };
   for (const unsigned short flags : {kFileRead, kFileWrite, kFileReadWrite}) {
-    LockHolder holder(path);
-    const HookedSleep hooked;
-    holderToEnd = &holder;
-    HookedSleep::onSleep = [] {
-      if (HookedSleep::sleeps == 3) holderToEnd->end();
-    };
+    openOther();
+    ASSERT_EQ(otherLocks(), 0);
     const Opened file(path, flags);
+    {
+      const HookedSleep hooked;
+      EXPECT_EQ(codeRaisedBy([&] { KYLockFileShared(file); }),
+                "Failed Lock:\nResource temporarily unavailable\n" + path + "\n");
+      EXPECT_EQ(HookedSleep::sleeps, 119);
+    }
+    const HookedSleep hooked;
+    HookedSleep::onSleep = [] {
+      if (HookedSleep::sleeps == 3) other.close();
+    };
     EXPECT_TRUE(KYLockFileExclusive(file));
+    HookedSleep::onSleep = nullptr;
     EXPECT_EQ(HookedSleep::sleeps, 3);
     EXPECT_EQ(HookedSleep::last, 1000);
-    HookedSleep::onSleep = nullptr;
 
     const Opened second(folder / "../" + folder.path.substr(folder.path.rfind('/') + 1) + "/Reel.kyb", kFileRead);
     EXPECT_TRUE(KYLockFileShared(second));  // shared by all who ask through the library
-    EXPECT_EQ(HookedSleep::sleeps, 3);
-    platform::File writer;
-    ASSERT_EQ(writer.open(path.c_str(), platform::Access::readWrite, platform::Disposition::openExisting), 0);
-    EXPECT_EQ(writer.lock(0x7FFFFFF0, platform::LockKind::exclusive), 33);
+    openOther();
+    EXPECT_EQ(otherLocks(), 33);
     KYUnlockFile(second);
-    EXPECT_EQ(writer.lock(0x7FFFFFF0, platform::LockKind::exclusive), 33);
+    EXPECT_EQ(otherLocks(), 33);
     KYUnlockFile(file);
-    EXPECT_EQ(writer.lock(0x7FFFFFF0, platform::LockKind::exclusive), 0);
+    EXPECT_EQ(otherLocks(), 0);
+    other.close();
   }
-}
-
-TEST_F(DiskFacts, GiveUpOnALockAfterTwoMinutes) {
-  writeBytes(path, {});
-  const LockHolder holder(path);
-  const HookedSleep hooked;
-  const Opened file(path, kFileRead);
-  EXPECT_EQ(codeRaisedBy([&] { KYLockFileShared(file); }),
-            "Failed Lock:\nResource temporarily unavailable\n" + path + "\n");
-  EXPECT_EQ(HookedSleep::sleeps, 119);
 }
 
 // ---- facts and traces

@@ -8,9 +8,8 @@
 #include "core/mem/KyMemory.h"
 #include "core/mem/Owned.h"
 #include "core/utils/MemStreams.h"
-#include "tests/support/Printed.h"
+#include "tests/support/Faults.h"
 #include "tests/support/Raised.h"
-#include "tests/support/TempFolder.h"
 #include "tests/utils/SomeValues.h"
 
 using namespace ky;
@@ -115,44 +114,24 @@ TEST_P(FileStreamModel, HoldsForRandomTransfersSeeksAndCuts) {
   EXPECT_EQ(onDisk(), model);
 }
 
-std::string traceOf(AStream* stream, const std::function<void()>& body) {
-  Printed out;
-  stream->SetTraceFunc(out.print);
-  body();
-  stream->SetTraceFunc(nullptr);
-  return out.text();
-}
-
 TEST_P(FileStreamModel, TypedValuesPassAsThroughMemory) {
-  constexpr int count = 400;
   for (const Coding coding : allCodings) {
-    for (const bool isTraced : {false, true}) {
-      SCOPED_TRACE(coding.tagged * 100 + coding.swapped * 10 + isTraced);
-      const auto seed = static_cast<unsigned>(GetParam());
-      const Owned<AVariMemStream> memory = streamOf({});
-      const Owned<AFileStream> file = open(kFileCreate | kFileReadWrite, GetParam());
-      std::string traces[2];
-      for (AStream* const stream : {static_cast<AStream*>(memory.get()), static_cast<AStream*>(file.get())}) {
-        apply(coding, stream);
-        std::mt19937 random(seed);
-        const auto write = [&] {
-          for (int i = 0; i < count; ++i) values[random() % std::size(values)].put(stream);
-        };
-        (isTraced ? traces[stream == file.get()] = traceOf(stream, write) : (write(), traces[0]));
-        EXPECT_EQ(stream->GetLength(), stream->GetPosition());
-      }
-      EXPECT_TRUE(traces[0] == traces[1]);
-      EXPECT_EQ(contents(file.get()), contents(memory.get()));
-      EXPECT_EQ(onDisk(), contents(memory.get()));
-
-      file->SetPosition(0);
-      std::mt19937 random(seed);
-      const auto read = [&] {
-        for (int i = 0; i < count; ++i) ASSERT_TRUE(values[random() % std::size(values)].comesBack(file.get())) << i;
-      };
-      isTraced ? void(traceOf(file.get(), read)) : read();
-      EXPECT_EQ(codeRaisedBy([&] { file->ReadDouble("past the end"); }), "DISK_EOF");
+    SCOPED_TRACE(coding.tagged * 10 + coding.swapped);
+    const Owned<AVariMemStream> memory = streamOf({});
+    const Owned<AFileStream> file = open(kFileCreate | kFileReadWrite, GetParam());
+    std::vector<std::size_t> kinds(400);
+    std::generate(kinds.begin(), kinds.end(),
+                  [random = std::mt19937(7)]() mutable { return random() % std::size(values); });
+    for (AStream* const stream : {static_cast<AStream*>(memory.get()), static_cast<AStream*>(file.get())}) {
+      apply(coding, stream);
+      for (const std::size_t kind : kinds) values[kind].put(stream);
+      EXPECT_EQ(stream->GetLength(), stream->GetPosition());
     }
+    EXPECT_EQ(contents(file.get()), contents(memory.get()));
+    EXPECT_EQ(onDisk(), contents(memory.get()));
+    file->SetPosition(0);
+    for (const std::size_t kind : kinds) ASSERT_TRUE(values[kind].comesBack(file.get()));
+    EXPECT_EQ(codeRaisedBy([&] { file->ReadDouble("past the end"); }), "DISK_EOF");
   }
 }
 
@@ -272,26 +251,19 @@ TEST_F(FileStream, KeepsWhatAFailedWriteDidNotWrite) {
 TEST_F(FileStream, ReadsOnAfterAFailedRead) {
   writeBytes(path, counted(60));
   for (const Long buffer : {0, 7, 30}) {
-    for (int n = 1; n <= 4; ++n) {
-      const Owned<AFileStream> stream = open(kFileReadWrite, buffer);
+    Owned<AFileStream> stream;
+    char next = 1;
+    const auto begin = [&] {
+      stream = open(kFileReadWrite, buffer);
       stream->AllocSeqBuf();
       stream->SetTrailingBufLen(3);
-      SetForceDiskReadErr(1117, n);
-      int failures = 0;
-      for (int i = 0; i < 60; ++i) {
-        char got = 0;
-        const std::string code = codeRaisedBy([&] { got = stream->ReadChar("v"); });
-        if (code.empty()) {
-          ASSERT_EQ(got, i + 1);
-          continue;
-        }
-        EXPECT_EQ(code, "DISK_IO_ERROR");
-        ++failures;
-        --i;
-      }
-      SetForceDiskReadErr(0, 0);
-      EXPECT_EQ(failures, buffer == 30 && n > 3 ? 0 : 1) << buffer << " " << n;
-    }
+      next = 1;
+    };
+    const auto readOn = [&] {
+      for (; next <= 60; ++next) EXPECT_EQ(stream->ReadChar("v"), next);
+    };
+    const int met = failEachStep(diskFaults()[0], begin, readOn, [&](const XError&) { readOn(); });
+    EXPECT_EQ(met, buffer == 0 ? 60 : buffer == 7 ? 10 : 3);
   }
 }
 
