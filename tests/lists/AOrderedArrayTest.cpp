@@ -40,6 +40,11 @@ TEST(AOrderedArray, OrdersByTheTypeOfItsKeys) {
   for (const char* text : {"A", "a", "ab", "\x80"}) texts.push_back(owners.emplace_back(KyNewSHdl(text)).get());
   expectOrder<char**>(typeStrHdl, texts);
   EXPECT_EQ(codeRaisedBy([] { AOrderedArray::New(4, typechoice(7)); }), "BAD_TYPE_IN_ORDERED_ARRAY");
+
+  const Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));
+  const NothingStays memory;
+  failEachAllocation([&] { Owned<AObject>(array->Copy()); },
+                     [](const std::string& code) { EXPECT_EQ(code, "MEM_OUT_OF_MEMORY"); });
 }
 
 // Into 10, 20, 30, 40. The element at the index itself is not compared with: hence 35 may go to index 3.
