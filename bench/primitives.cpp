@@ -16,7 +16,7 @@
 #include "core/utils/ASectionStream.h"
 #include "core/utils/MemStreams.h"
 
-#ifdef HAS_QT
+#if defined(KY_HAS_QT6CORE)
 #include <QBuffer>
 #include <QDataStream>
 #endif
@@ -204,7 +204,7 @@ BENCHMARK(longReadStringStream);
 
 // ---- QDataStream on QBuffer: argument 0 little-endian, 1 a tag byte ahead, 2 big-endian
 
-#ifdef HAS_QT
+#if defined(KY_HAS_QT6CORE)
 
 struct QtStream {
   explicit QtStream(State& state) : tags(state.range(0) == 1) {
