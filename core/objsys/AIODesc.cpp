@@ -4,10 +4,6 @@
 #include <utility>
 #include <vector>
 
-namespace {
-enum ioKind_t { kStore = 1, kUndo = 2, kPrint = 3, kConv55 = 6, kConv62 = 7 };
-}
-
 namespace ky {
 struct DeferredChecks {
   struct Check {
@@ -113,6 +109,6 @@ Boolean AConv62Desc::IsInstanceOf(const char* name) {
 }
 
 void ky::deferCheck(AIODesc* desc, AObject* object, void (*verify)(AObject* object)) {
-  if (desc && desc->GetIOKind() == kStore && desc->IsInstanceOf("AStoreDesc"))
+  if (desc && desc->GetIOKind() == AIODesc::kStore && desc->IsInstanceOf("AStoreDesc"))
     static_cast<AStoreDesc*>(desc)->DeferCheck(object, verify);
 }

@@ -6,12 +6,14 @@
 /// The purpose of a `Put` or `Get`, passed down every call of it.
 class KY_API AIODesc : public AObject {
  public:
+  enum IOKind { kStore = 1, kUndo = 2, kPrint = 3, kConv55 = 6, kConv62 = 7 };
+
   const char* ClassName() override;
   Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations behind AObject's, in slot order.
 
-  /// 1 storage, 2 undo, 3 printing, 6 and 7 conversions; a class's `Put` chooses its fields by it.
+  /// One of `IOKind`; a class's `Put` chooses its fields by it.
   virtual int GetIOKind();
   /// When true, a `Put` is asked to pass only its object pointers.
   virtual void SetPtrsOnly(Boolean only);
@@ -23,6 +25,7 @@ class KY_API AIODesc : public AObject {
       return heldKind;
     return GetIOKind();
   }
+  bool IsForUndo() { return Kind() == kUndo; }
   /// Asks `GetIOKind` once for all calls of `Kind` until it is let go.
   void HoldKind(Boolean hold) { heldKind = hold ? GetIOKind() : 0; }
 

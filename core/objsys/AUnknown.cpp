@@ -10,9 +10,7 @@
 
 using namespace ky;
 
-namespace {
-constexpr int kUndo = 2;
-}
+namespace {}
 
 AUnknown* AUnknown::RegNew() { return new AUnknown; }
 void AUnknown::PCRegister() {
@@ -54,13 +52,13 @@ Long AUnknown::GetOrigClassID() { return origClassID; }
 // No class mark and no begin mark: the bag holds the object's own, and goes out bare.
 void AUnknown::Put(AStream* stream, AIODesc* desc) {
   AUndoable::Put(stream, desc);
-  if (desc->GetIOKind() == kUndo) stream->WriteLong("BagSize", bagSize);
+  if (desc->IsForUndo()) stream->WriteLong("BagSize", bagSize);
   if (bagSize > 0) stream->WriteBytes("bits_is_bits", *Bag_o_bits, bagSize);
 }
 
 void AUnknown::Get(AStream* stream, AIODesc* desc) {
   AUndoable::Get(stream, desc);
-  if (desc->GetIOKind() == kUndo) bagSize = stream->ReadLong("BagSize");
+  if (desc->IsForUndo()) bagSize = stream->ReadLong("BagSize");
   if (bagSize <= 0) return;
   if (!Bag_o_bits) {
     Bag_o_bits = KyNewHandle(bagSize);

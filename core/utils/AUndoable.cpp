@@ -17,7 +17,6 @@ void* DeferredObject = nullptr;
 
 namespace {
 
-constexpr int kUndo = 2;
 constexpr ULong kGenerationMask = 0x07FFFFFF;
 constexpr ULong kFlagMasks[] = {0x80000000, 0x40000000, 0x20000000, 0x10000000};
 
@@ -64,20 +63,8 @@ AObject* AUndoable::Copy() {
   return copy;
 }
 
-void AUndoable::Put(AStream* stream, AIODesc* desc) {
-  APortable::Put(stream, desc);
-  if (desc->Kind() == kUndo) stream->WriteLong("lastSave", Long(lastSave));
-}
-
-void AUndoable::Get(AStream* stream, AIODesc* desc) {
-  APortable::Get(stream, desc);
-  if (desc->Kind() == kUndo) {
-    lastSave = ULong(stream->ReadLong("lastSave"));
-    return;
-  }
-  lastSave = 0;
-  lifeID = 0;
-}
+void AUndoable::putHistory(AStream* stream) const { stream->WriteLong("lastSave", Long(lastSave)); }
+void AUndoable::getHistory(AStream* stream) { lastSave = ULong(stream->ReadLong("lastSave")); }
 
 void AUndoable::SaveUndoState() {
   AUndoMgr* const manager = AUndoMgr::GetUndoMgr();

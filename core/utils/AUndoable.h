@@ -1,6 +1,7 @@
 // The base of everything whose changes the undo manager follows.
 #pragma once
 
+#include "core/objsys/AIODesc.h"
 #include "core/objsys/PortableClass.h"
 
 struct aliasSpec_struct;
@@ -23,8 +24,16 @@ class KY_API AUndoable : public APortable {
   void Dispose() override;
   /// The copy starts a life of its own: no life number, no flags.
   AObject* Copy() override;
-  void Put(AStream* stream, AIODesc* desc) override;
-  void Get(AStream* stream, AIODesc* desc) override;
+  void Put(AStream* stream, AIODesc* desc) override {
+    APortable::Put(stream, desc);
+    if (desc->IsForUndo()) putHistory(stream);
+  }
+  void Get(AStream* stream, AIODesc* desc) override {
+    APortable::Get(stream, desc);
+    if (desc->IsForUndo()) return getHistory(stream);
+    lastSave = 0;
+    lifeID = 0;
+  }
 
   // Virtual operations behind APortable's, in slot order.
   virtual void SaveUndoState();
@@ -60,6 +69,10 @@ class KY_API AUndoable : public APortable {
 
   Long lifeID = 0;
   ULong lastSave = 0;
+
+ private:
+  void putHistory(AStream* stream) const;
+  void getHistory(AStream* stream);
 };
 
 /// Storage between a destructor whose object the undo manager still needs and the `operator delete` that then spares
