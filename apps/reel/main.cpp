@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
       app,
       "reel import examples/feature-reel.edl cut.kyb       save an edit list as a document\n"
       "reel import examples/advert-25.edl ad.kyb --fps 25  a list counted at 25 frames per second\n"
+      "cat cut.edl | reel import /dev/stdin cut.kyb        read it from a pipe\n"
       "reel list cut.kyb                                   show its events\n"
       "reel list cut.kyb --json                            the same for programs\n"
       "reel export cut.kyb back.edl                        write an edit list again");

@@ -44,17 +44,6 @@ std::string nameOf(AFileSystemLocator& locator) {
   return locator.GetName(name, sizeof name);
 }
 
-std::set<std::string> namesIn(CKyList* list) {
-  std::set<std::string> names;
-  for (Long i = 1; i <= list->GetNumItems(); ++i) {
-    auto* const item = static_cast<AFileSystemLocator*>(list->NthItem(i));
-    names.insert(nameOf(*item) + (item->GetLocatorType() == LOC_DIRECTORY ? "/" : ""));
-  }
-  list->DisposeItems();
-  list->Dispose();
-  return names;
-}
-
 struct OwnFiles final : AFileLocatorManufacturer {
   AFileLocator* New() override { return CoreWinFileLocator::New("own", nullptr); }
 };
@@ -187,7 +176,15 @@ TEST_F(Locators, AFolderIsReadWithoutHiddenEntriesAndBrokenLinks) {
   for (const char* name : {"b", "a:colon", ".hidden", ".HSResource"}) write(name, "");
   dir("sub")->Create(0);
   std::filesystem::create_symlink("nowhere", folder / "broken");
-  EXPECT_EQ(namesIn(dir()->ReadDir()), (std::set<std::string>{"a:colon", "b", "sub/"}));
+  std::set<std::string> names;
+  CKyList* const list = dir()->ReadDir();
+  for (Long i = 1; i <= list->GetNumItems(); ++i) {
+    auto* const item = static_cast<AFileSystemLocator*>(list->NthItem(i));
+    names.insert(nameOf(*item) + (item->GetLocatorType() == LOC_DIRECTORY ? "/" : ""));
+  }
+  list->DisposeItems();
+  list->Dispose();
+  EXPECT_EQ(names, (std::set<std::string>{"a:colon", "b", "sub/"}));
 }
 
 TEST_F(Locators, ACopyTakesThePlaceOfAnotherFileOnlyIfItMay) {

@@ -172,29 +172,21 @@ TEST(CmxEdl, SpeedLinesBehindATransitionGoToTheLineOfTheirReel) {
   EXPECT_EQ(read(pair + "M2 CX 12 00:00:00:00\n").list.events[1].speed->reel, "CX");
 }
 
-TEST(CmxEdl, TheModeLineDecidesHowLabelsCount) {
+TEST(CmxEdl, TheModeLineDecidesHowTheLabelsBehindItCount) {
   const std::string label = "001 AX V C 00:00:59:28 00:01:00:02 01:00:59;29 01;01;00;02\n";
-  const Told drop = read("FCM: DROP FRAME\n" + label);
-  EXPECT_EQ(drop.list.fps, 30);
-  EXPECT_TRUE(drop.list.drop);
-  EXPECT_EQ(times(drop.list.events[0]), "00:00:59;28 00:01:00;02 01:00:59;29 01:01:00;02");
-  EXPECT_EQ(eventDuration(drop.list.events[0]), 1);
-  const Told nonDrop = read("fcm: non-drop frame\n" + label, 30);
-  EXPECT_FALSE(nonDrop.list.drop);
-  EXPECT_EQ(eventDuration(nonDrop.list.events[0]), 3);
-}
-
-TEST(CmxEdl, AModeLineInTheMiddleCountsForWhatFollows) {
-  const Told told = read(
-      "FCM: NON-DROP FRAME\n001 AX V C 00:00:00:00 00:00:01:00 00:01:00:00 00:01:01:00\n"
-      "FCM: DROP FRAME\n002 AX V C 00:00:00:00 00:00:01:00 00:01:01:00 00:01:02:00\n"
-      "FCM: NON-DROP FRAME\n003 AX V C 00:00:00:00 00:00:01:00 00:01:02:00 00:01:03:00\n");
-  EXPECT_FALSE(told.list.drop);
-  ASSERT_EQ(told.list.events.size(), 3u);
-  EXPECT_EQ(timecodeText(told.list.events[0].recordIn), "00:01:00:00");
-  EXPECT_EQ(timecodeText(told.list.events[1].recordIn), "00:01:01;00");
-  EXPECT_EQ(timecodeText(told.list.events[2].recordIn), "00:01:02:00");
-  EXPECT_EQ(listDuration(told.list), 90);
+  const EdlText list =
+      read("FCM: DROP FRAME\n" + label + "fcm: non-drop frame\n" + label + "FCM: DROP FRAME\n" + label).list;
+  EXPECT_EQ(list.fps, 30);
+  EXPECT_TRUE(list.drop);
+  ASSERT_EQ(list.events.size(), 3u);
+  for (const bool drop : {true, false}) {
+    const EdlEvent& event = list.events[drop ? 2 : 1];
+    EXPECT_EQ(times(event), drop ? "00:00:59;28 00:01:00;02 01:00:59;29 01:01:00;02"
+                                 : "00:00:59:28 00:01:00:02 01:00:59:29 01:01:00:02");
+    EXPECT_EQ(eventDuration(event), drop ? 1 : 3);
+  }
+  EXPECT_EQ(times(list.events[0]), times(list.events[2]));
+  EXPECT_FALSE(read("FCM: NON-DROP FRAME\n" + label + "FCM: DROP FRAME\n" + label).list.drop);
 }
 
 TEST(CmxEdl, TheRateIsGivenOrToldOrUsual) {
