@@ -281,6 +281,7 @@ TEST(AObjDoc, RefusesWhatCannotBeRight) {
       {"unknown on file", ringDoc, kFirstRecord, "NKNU", "PCREG_UNKNOWN_ENCOUNTERED"},
       {"pointer beyond the last", ringDoc, kFirstRecord + 8 + 9, "\x03", "Object ID out-of-bounds"},
       {"pointer to another class", reelDoc, kFirstRecord, "PILC", "STRM_ILLEGAL_OBJECT_VERSION"},
+      {"no class mark", ringDoc, kFirstRecord + 8, "\x04", "STRM_UNEXPECTED_TAG"},
       {"newer major version", ringDoc, kFirstRecord + 9, "\x02", "STRM_ILLEGAL_OBJECT_VERSION"},
       {"two owners", reelDoc, outerItems, "\x01", "An object has two owners"},
       {"owned root", reelDoc, outerItems, "\x03", "The root object has an owner"},
