@@ -314,6 +314,7 @@ bool KyCoreThreadServerBase::sleepEndsEarly(KyCoreThread* thread, Int64 millisec
 }
 
 void KyCoreThreadServerBase::SuspendThread(KyCoreThread* thread) {
+  if (!check(thread != nullptr, "thread")) return;
   if (check(runningCoreThread() == thread, "thread == GetRunningThread()")) return standStill(thread, false);
   const std::lock_guard hold(CoreThreadState::of(thread).gate);
   thread->iState = KyCoreThread::kSuspended;
