@@ -17,7 +17,7 @@
 
 namespace ky {
 
-struct CoreThreadState {
+struct alignas(64) CoreThreadState {
   static CoreThreadState& of(KyCoreThread* thread) { return *thread->iOwn; }
 
   /// Tells whether the thread and its context know each other.

@@ -10,9 +10,9 @@ namespace {
 //
 // A look takes the line away from whoever is about to write to it, which costs that one more than a look gains. So the
 // first comes about when the turn could be back at the earliest, and the others stand apart.
-constexpr int kPausesAtFirst = 6;
-constexpr int kPausesBetween = 2;
-constexpr int kLooks = 64;
+constexpr int kPausesAtFirst = 8;
+constexpr int kPausesBetween = 4;
+constexpr int kLooks = 32;
 constexpr int kYields = 8;
 
 // One that slept takes so long to come up that who called it had better not sleep as well, or both would for ever.
