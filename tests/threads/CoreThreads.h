@@ -88,6 +88,7 @@ class SleptClock {
                                       [](Int64 milliseconds) {
                                         if (runs) now += milliseconds * 1000;
                                         slept += milliseconds;
+                                        std::this_thread::yield();  // or patience would end before others run
                                         onSleep();
                                       }});
   }

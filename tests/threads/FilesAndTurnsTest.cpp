@@ -53,6 +53,8 @@ TEST_F(FilesAndTurns, OthersRunWhileTheDiskWorks) {
   awake.set_value();
   ASSERT_TRUE(runUntil([&] { return isRead; }));
   EXPECT_EQ(got[2], 3);
+  // By the hooked clock the patience of the worker's end would be over at once.
+  ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
   KySetAdditionalIOLatency(slow, false, 0);
 }
 
