@@ -9,18 +9,8 @@ namespace {
 
 constexpr Long kFreshBytes = kAltMasterBytes - static_cast<Long>(sizeof(AltMaster));  // 131,044
 
-// Blocks begin at multiples of 4 and end below 131,072: 15 bits of place, and 13 of slot ahead of them.
-constexpr int kPlaceBits = 15;
-constexpr AltLink kPlaceMask = (1u << kPlaceBits) - 1;
-
 // In the `previous` of a block that was taken off its free list because its master block is dead.
 constexpr AltLink kOnDeadList = 0x80000000;
-
-char* startOf(AltMaster& master) { return reinterpret_cast<char*>(&master); }
-
-AltFreeBlock* blockIn(AltMaster& master, Long offset) {
-  return reinterpret_cast<AltFreeBlock*>(startOf(master) + offset);
-}
 
 }  // namespace
 
@@ -39,77 +29,52 @@ void AltTables::dispose() {
 
 void AltHeap::start(const AltTables& tables) { tables_ = tables; }
 
-AltMaster* AltHeap::masterOf(AltLink link) const { return tables_.slots[link >> kPlaceBits]; }
-
-AltFreeBlock* AltHeap::blockAt(AltLink link) const {
-  return blockIn(*masterOf(link), static_cast<Long>(link & kPlaceMask) * 4);
+AltCounts AltHeap::counts() const {
+  AltCounts counts{masterBytes_, masterBytes_ + largeBytes_, largeBlocks_};
+  if (!tables_.entries) return counts;
+  for (Long i = 0; i < kAltEntries; ++i) {
+    const AltEntry& entry = tables_.entries[i];
+    counts.freeBytes -= entry.used * (entry.size + kAltHeader);
+    counts.numBlocks += entry.used;
+  }
+  return counts;
 }
 
 // Whether it may be followed, if a client wrote into a free block.
 bool AltHeap::leadsToBlock(AltLink link) const {
-  const AltLink slot = link >> kPlaceBits;
-  const Long offset = static_cast<Long>(link & kPlaceMask) * 4;
+  const AltLink slot = link >> kAltPlaceBits;
+  const auto offset = static_cast<Long>(placeOf(link));
   if (slot >= static_cast<AltLink>(slotsUsed_) || !tables_.slots[slot]) return false;
   return offset >= static_cast<Long>(sizeof(AltMaster)) && offset < tables_.slots[slot]->next;
 }
 
-AltLink AltHeap::linkTo(const AltMaster& master, const AltFreeBlock* block) {
-  const auto offset = reinterpret_cast<const char*>(block) - reinterpret_cast<const char*>(&master);
-  return static_cast<AltLink>(master.slot) << kPlaceBits | static_cast<AltLink>(offset / 4);
-}
-
 void* AltHeap::take(Long size) {
-  const Long real = altRealSize(size);
-  AltEntry& entry = tables_.entries[altEntryFor(real)];
-  if (counts_.deadMasters > 0) moveDeadHead(entry);
+  AltEntry& entry = entryFor(static_cast<ULong>(size));
+  if (deadMasters_ > 0) moveDeadHead(entry);
+  if (entry.head) return takeFirst(entry, size);
 
-  AltFreeBlock* block = nullptr;
-  AltMaster* master = nullptr;
-  if (const AltLink link = entry.head) {
-    master = masterOf(link);
-    block = blockAt(link);
-    entry.head = block->next;
-    if (entry.head) {
-      __builtin_prefetch(blockAt(entry.head), 1);  // freed long ago, so it is far away by the time it is wanted
-    } else {
-      entry.tail = 0;
-    }
-    --entry.free;
-    block->header.size = static_cast<std::uint16_t>(size);
-  } else {
-    master = masterWith(altPitch(real));
-    if (!master) return nullptr;
-    block = carve(*master, size, altPitch(real));
-  }
+  const Long pitch = altPitch(altRealSize(size));
+  AltMaster* const master = masterWith(pitch);
+  if (!master) return nullptr;
+  AltFreeBlock* const block = carve(*master, size, pitch);
   ++master->used;
   ++entry.used;
-  counts_.freeBytes -= real;
-  ++counts_.numBlocks;
+  ++entry.blocks;
   return &block->header + 1;
 }
 
 void AltHeap::give(void* p) {
+  if (giveAtHand(p)) return;
   auto* const block = reinterpret_cast<AltFreeBlock*>(altHeader(p));
   AltMaster& master = *tables_.slots[block->header.master];
-  const Long real = altRealSize(block->header.size);
-  AltEntry& entry = tables_.entries[altEntryFor(real)];
-
-  const AltLink link = linkTo(master, block);
-  block->next = 0;
-  block->previous = entry.tail;
-  (entry.head ? blockAt(entry.tail)->next : entry.head) = link;
-  entry.tail = link;
-
-  --entry.used;
-  ++entry.free;
-  counts_.freeBytes += real;
-  --counts_.numBlocks;
-  if (--master.used == 0 && &master != current_) ++counts_.deadMasters;
+  --master.used;
+  ++deadMasters_;
+  putLast(entryFor(block->header.size), *block, linkTo(block->header.master, master, block));
 }
 
 void AltHeap::countLarge(Long real) {
-  counts_.totalBytes += real;
-  ++counts_.numBlocks;
+  largeBytes_ += real;
+  ++largeBlocks_;
 }
 
 // No allocation is to reopen a master block that waits to be reclaimed.
@@ -120,8 +85,7 @@ void AltHeap::moveDeadHead(AltEntry& entry) {
       return;
     AltFreeBlock* const block = blockAt(link);
     entry.head = block->next;
-    if (!entry.head) entry.tail = 0;
-    --entry.free;
+    --entry.blocks;
 
     block->next = deadHead_;
     block->previous = kOnDeadList;
@@ -131,7 +95,7 @@ void AltHeap::moveDeadHead(AltEntry& entry) {
 }
 
 AltFreeBlock* AltHeap::carve(AltMaster& master, Long size, Long pitch) {
-  AltFreeBlock* const block = blockIn(master, master.next);
+  AltFreeBlock* const block = blockIn(master, static_cast<std::size_t>(master.next));
   block->header = {static_cast<std::uint16_t>(size), static_cast<std::uint16_t>(master.slot)};
   ++master.carved;
   master.next += pitch;
@@ -154,17 +118,17 @@ void AltHeap::keepSpare(AltMaster* master) {
 }
 
 void AltHeap::setCurrent(AltMaster* master) {
-  if (master && isDead(*master)) --counts_.deadMasters;
+  if (master && isDead(*master)) --deadMasters_;
   AltMaster* const before = current_;
   current_ = master;
-  if (before && isDead(*before)) ++counts_.deadMasters;
+  if (before && isDead(*before)) ++deadMasters_;
 }
 
 // Returns a fresh master block: a reclaimed one, else a new one.
 AltMaster* AltHeap::chooseMaster() {
   setCurrent(nullptr);
   Long freeSlot = slotsUsed_;
-  if (counts_.deadMasters > 0 || holes_ > 0) {
+  if (deadMasters_ > 0 || holes_ > 0) {
     for (Long i = 0; i < slotsUsed_; ++i) {
       AltMaster* const master = tables_.slots[i];
       if (!master) {
@@ -191,9 +155,8 @@ AltMaster* AltHeap::makeMaster(Long slot) {
   } else {
     --holes_;
   }
-  counts_.totalBytes += kAltMasterBytes;
-  counts_.freeBytes += kAltMasterBytes;
-  ++counts_.deadMasters;  // until it becomes the current one
+  masterBytes_ += kAltMasterBytes;
+  ++deadMasters_;  // until it becomes the current one
   return master;
 }
 
@@ -201,9 +164,8 @@ void AltHeap::dropMaster(AltMaster& master) {
   if (spare_ == &master) spare_ = nullptr;
   tables_.slots[master.slot] = nullptr;
   ++holes_;
-  counts_.totalBytes -= kAltMasterBytes;
-  counts_.freeBytes -= kAltMasterBytes;
-  --counts_.deadMasters;
+  masterBytes_ -= kAltMasterBytes;
+  --deadMasters_;
   returnCountedPages(&master, kAltMasterBytes);
 }
 
@@ -214,8 +176,8 @@ void AltHeap::reset(AltMaster& master) {
     return;
   }
   for (Long offset = sizeof(AltMaster); offset < master.next;) {
-    AltFreeBlock* const block = blockIn(master, offset);
-    if (!unlink(*block, linkTo(master, block))) {
+    AltFreeBlock* const block = blockIn(master, static_cast<std::size_t>(offset));
+    if (!unlink(*block, linkTo(static_cast<ULong>(master.slot), master, block))) {
       fault_ = AltFault::onNoList;
       return;
     }
@@ -228,7 +190,7 @@ void AltHeap::reset(AltMaster& master) {
 
 bool AltHeap::unlink(AltFreeBlock& block, AltLink link) {
   const bool onDeadList = (block.previous & kOnDeadList) != 0 && deadHead_ != 0;
-  AltEntry& entry = tables_.entries[altEntryFor(altRealSize(block.header.size))];
+  AltEntry& entry = entryFor(block.header.size);
   AltLink& head = onDeadList ? deadHead_ : entry.head;
   const AltLink previous = head == link ? 0 : block.previous & ~kOnDeadList;
   if (head != link && !(leadsToBlock(previous) && blockAt(previous)->next == link)) return false;
@@ -240,7 +202,7 @@ bool AltHeap::unlink(AltFreeBlock& block, AltLink link) {
   } else if (!onDeadList) {
     entry.tail = previous;
   }
-  if (!onDeadList) --entry.free;
+  if (!onDeadList) --entry.blocks;
   return true;
 }
 
@@ -253,14 +215,14 @@ bool AltHeap::contains(const void* address) const {
 }
 
 void AltHeap::freshen() {
-  for (Long i = 0; i < slotsUsed_ && counts_.deadMasters > 0; ++i) {
+  for (Long i = 0; i < slotsUsed_ && deadMasters_ > 0; ++i) {
     AltMaster* const master = tables_.slots[i];
     if (master && isDead(*master) && master->carved > 0) reset(*master);
   }
 }
 
 Long AltHeap::returnMasters(Long bytes) {
-  if (counts_.deadMasters == 0) return 0;
+  if (deadMasters_ == 0) return 0;
   freshen();
   Long returned = 0;
   for (Long i = 0; i < slotsUsed_ && returned < bytes; ++i) {

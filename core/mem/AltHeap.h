@@ -34,17 +34,23 @@ static_assert(sizeof(AltHeader) == kAltHeader);
 inline AltHeader* altHeader(void* block) { return static_cast<AltHeader*>(block) - 1; }
 inline const AltHeader* altHeader(const void* block) { return static_cast<const AltHeader*>(block) - 1; }
 
-constexpr Long altRealSize(Long size) {
-  const Long real = ((size + 3) & ~Long{3}) + kAltHeader;
-  return real < kAltLeastReal ? kAltLeastReal : real;
+/// The caller's part of the real size in units of 4, which is the index of its list.
+constexpr ULong altUnits(ULong size) {
+  constexpr ULong kLeast = (kAltLeastReal - kAltHeader) / 4;
+  const ULong units = (size + 3) / 4;
+  return units < kLeast ? kLeast : units;
 }
+constexpr Long altRealSize(Long size) { return static_cast<Long>(altUnits(static_cast<ULong>(size))) * 4 + kAltHeader; }
 /// What a block takes up.
 constexpr Long altPitch(Long real) { return (real + 7) & ~Long{7}; }
-constexpr Long altEntryFor(Long real) { return (real - kAltHeader) / 4; }
-constexpr bool altIsLarge(Long size) { return altEntryFor(altRealSize(size)) >= kAltEntries; }
+/// A negative size is none that is small.
+constexpr bool altIsSmall(Long size) { return static_cast<ULong>(size) <= (kAltEntries - 1) * 4; }
 
-/// Names a block: slot of its master block and place in it; 0 names none.
+/// Names a block: slot of its master block and place in it, in units of 4; 0 names none. Blocks begin at multiples of 4
+/// and end below 131,072: 15 bits of place, and 13 of slot ahead of them.
 using AltLink = ULong;
+inline constexpr int kAltPlaceBits = 15;
+inline constexpr AltLink kAltPlaceMask = (1u << kAltPlaceBits) - 1;
 
 /// What lies in a free block.
 struct AltFreeBlock {
@@ -57,10 +63,12 @@ static_assert(sizeof(AltFreeBlock) == kAltLeastReal);
 /// The list of one real size.
 struct AltEntry {
   AltLink head;
-  AltLink tail;
+  AltLink tail;  ///< of no meaning while there is no head
   Long size;
   Long used;
-  Long free;
+  Long blocks;  ///< in use or on the list, so that only `used` changes with each take and give
+
+  Long free() const { return blocks - used; }
 };
 
 struct AltMaster {
@@ -87,7 +95,6 @@ struct AltCounts {
   Long freeBytes = 0;
   Long totalBytes = 0;
   Long numBlocks = 0;
-  Long deadMasters = 0;
 };
 
 enum class AltFault {
@@ -107,16 +114,23 @@ struct AltMasterRow {
 /// A master block is dead when none of its blocks are in use and it is not the current one; fresh when nothing is
 /// carved out of it.
 ///
-/// Invariant: counts().deadMasters is the number of dead master blocks.
+/// Invariant: deadMasters() is the number of dead master blocks.
 class AltHeap {
  public:
   void start(const AltTables& tables);
+
+  /// The short way of most blocks: from the list, and back onto it.
+  ///
+  /// Requires: a small block, and a heap that was started.
+  /// Returns:  null, or false, if it takes the long way; nothing is changed then.
+  void* takeAtHand(Long size);
+  bool giveAtHand(void* block);
 
   /// Returns:  null if there is no memory.
   void* take(Long size);
   void give(void* block);
   void countLarge(Long real);
-  void uncountLarge() { --counts_.numBlocks; }
+  void uncountLarge() { --largeBlocks_; }
 
   bool contains(const void* address) const;
   void freshen();
@@ -124,18 +138,29 @@ class AltHeap {
   Long returnMasters(Long bytes);
   void describe(std::vector<AltEntry>& entries, std::vector<AltMasterRow>& masters) const;
 
-  const AltCounts& counts() const { return counts_; }
+  AltCounts counts() const;
+  Long deadMasters() const { return deadMasters_; }
   bool isFull() const { return slotsUsed_ == kAltSlots && holes_ == 0; }
   /// Returns:  what was found broken since it was asked last.
   AltFault takeFault() { return fault_ == AltFault::none ? fault_ : std::exchange(fault_, AltFault::none); }
 
  private:
   bool isDead(const AltMaster& master) const { return master.used == 0 && &master != current_; }
-  AltMaster* masterOf(AltLink link) const;
-  AltFreeBlock* blockAt(AltLink link) const;
+  AltMaster* masterOf(AltLink link) const { return tables_.slots[link >> kAltPlaceBits]; }
+  AltFreeBlock* blockAt(AltLink link) const { return blockIn(*masterOf(link), placeOf(link)); }
   bool leadsToBlock(AltLink link) const;
-  static AltLink linkTo(const AltMaster& master, const AltFreeBlock* block);
+  static std::size_t placeOf(AltLink link) { return std::size_t{link & kAltPlaceMask} * 4; }
+  static AltFreeBlock* blockIn(AltMaster& master, std::size_t place) {
+    return reinterpret_cast<AltFreeBlock*>(reinterpret_cast<char*>(&master) + place);
+  }
+  static AltLink linkTo(ULong slot, const AltMaster& master, const AltFreeBlock* block) {
+    const auto place = reinterpret_cast<const char*>(block) - reinterpret_cast<const char*>(&master);
+    return slot << kAltPlaceBits | static_cast<AltLink>(place) / 4;
+  }
+  AltEntry& entryFor(ULong size) { return tables_.entries[altUnits(size)]; }
 
+  void* takeFirst(AltEntry& entry, Long size);
+  void putLast(AltEntry& entry, AltFreeBlock& block, AltLink link);
   void setCurrent(AltMaster* master);
   void moveDeadHead(AltEntry& entry);
   static AltFreeBlock* carve(AltMaster& master, Long size, Long pitch);
@@ -153,8 +178,51 @@ class AltHeap {
   Long slotsUsed_ = 0;
   Long holes_ = 0;  ///< null slots below slotsUsed_
   AltLink deadHead_ = 0;
-  AltCounts counts_;
+  Long deadMasters_ = 0;
+  Long masterBytes_ = 0;
+  Long largeBytes_ = 0;   ///< of all there ever were
+  Long largeBlocks_ = 0;  ///< in use
   AltFault fault_ = AltFault::none;
 };
+
+inline void* AltHeap::takeFirst(AltEntry& entry, Long size) {
+  AltFreeBlock* const block = blockAt(entry.head);
+  ++masterOf(entry.head)->used;
+  ++entry.used;
+  entry.head = block->next;
+  block->header.size = static_cast<std::uint16_t>(size);
+  return &block->header + 1;
+}
+
+inline void AltHeap::putLast(AltEntry& entry, AltFreeBlock& block, AltLink link) {
+  block.next = 0;
+  block.previous = entry.tail;
+  if (entry.head) [[likely]] {
+    blockAt(entry.tail)->next = link;
+  } else {
+    entry.head = link;
+  }
+  entry.tail = link;
+  --entry.used;
+}
+
+// The short ways call nothing: so little is done that a call would show.
+inline void* AltHeap::takeAtHand(Long size) {
+  AltEntry& entry = entryFor(static_cast<ULong>(size));
+  if (!entry.head || isDead(*masterOf(entry.head))) [[unlikely]]
+    return nullptr;
+  return takeFirst(entry, size);
+}
+
+inline bool AltHeap::giveAtHand(void* p) {
+  auto* const block = reinterpret_cast<AltFreeBlock*>(altHeader(p));
+  const ULong slot = block->header.master;
+  AltMaster& master = *tables_.slots[slot];
+  if (master.used == 1 && &master != current_) [[unlikely]]
+    return false;  // it dies
+  --master.used;
+  putLast(entryFor(block->header.size), *block, linkTo(slot, master, block));
+  return true;
+}
 
 }  // namespace ky

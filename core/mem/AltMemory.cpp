@@ -3,20 +3,21 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <vector>
 
 #include "core/error/Assert.h"
 #include "core/mem/AltHeap.h"
+#include "core/mem/BiasedLock.h"
 #include "core/mem/KyMemory.h"
-#include "core/mem/SpinLock.h"
 #include "core/mem/TracedPtr.h"
 
 using namespace ky;
 
 namespace {
 
-// Guards the heap. What it finds broken is reported behind it, for reports may allocate.
-constinit SpinLock altMutex;
+// Guards the heap, and favours who started it. What it finds broken is reported behind it, for reports may allocate.
+constinit BiasedLock altMutex;
 constinit AltHeap heap;
 std::atomic<bool> initialised{false};
 
@@ -38,7 +39,7 @@ void* takeLarge(Long size) {
   const Long real = altRealSize(size);
   char* const block = static_cast<char*>(newPtr(real + kLargeLead - kAltHeader)) + kLargeLead;
   *altHeader(block) = AltHeader::large(size);
-  const SpinTenure held(altMutex);
+  const BiasedTenure held(altMutex);
   heap.countLarge(real);
   return block;
 }
@@ -48,7 +49,7 @@ void* takeSmall(Long size) {
   auto fault = AltFault::none;
   bool full = false;
   {
-    const SpinTenure held(altMutex);
+    const BiasedTenure held(altMutex);
     block = heap.take(size);
     fault = heap.takeFault();
     full = !block && heap.isFull();
@@ -62,15 +63,40 @@ void* takeSmall(Long size) {
   return block;
 }
 
+// Apart from the short ways, so that these save no registers for them.
+[[gnu::noinline]] void* mallocSlowly(Long size) {
+  if (size < 0) return nullptr;
+  if (!check(size < kAltSizeLimit, "sz < MAX_BLK_SIZE")) return nullptr;
+  AltMemInit();
+  void* const block = altIsSmall(size) ? takeSmall(size) : takeLarge(size);
+  if (allocationWatch.traced()) [[unlikely]]
+    KySlotAdd(block, size, kTracedFramesSkipped);
+  return block;
+}
+
+[[gnu::noinline]] void freeSlowly(void* ptr) {
+  AltMemInit();
+  if (!ptr) return;
+  if (allocationWatch.freesWatched()) [[unlikely]]
+    KySlotRemove(ptr);
+  const bool large = altHeader(ptr)->isLarge();
+  {
+    const BiasedTenure held(altMutex);
+    large ? heap.uncountLarge() : heap.give(ptr);
+  }
+  if (large) disposePtr(static_cast<char*>(ptr) - kLargeLead);
+}
+
 }  // namespace
 
 void AltMemInit() {
   if (initialised) return;
   AltTables tables = AltTables::make();
   {
-    const SpinTenure held(altMutex);
+    const std::lock_guard held(altMutex);
     if (!initialised) {
       heap.start(tables);
+      altMutex.favourHolder();
       initialised = true;
       return;
     }
@@ -79,13 +105,15 @@ void AltMemInit() {
 }
 
 void* AltMalloc(Long size) {
-  if (size < 0) return nullptr;
-  if (!check(size < kAltSizeLimit, "sz < MAX_BLK_SIZE")) return nullptr;
-  if (!initialised) [[unlikely]]
-    AltMemInit();
-  void* const block = altIsLarge(size) ? takeLarge(size) : takeSmall(size);
-  if (allocationWatch.traced()) [[unlikely]]
-    KySlotAdd(block, size, kTracedFramesSkipped);
+  if (!altIsSmall(size) || allocationWatch.watching() || !altMutex.enterFavoured()) [[unlikely]]
+    return mallocSlowly(size);
+  void* block = nullptr;
+  {
+    const FavouredScope<altMutex> held;
+    block = heap.takeAtHand(size);
+  }
+  if (!block) [[unlikely]]
+    return mallocSlowly(size);
   return block;
 }
 
@@ -96,17 +124,15 @@ void* AltMallocClear(Long size) {
 }
 
 void AltFree(void* ptr) {
-  if (!initialised) [[unlikely]]
-    AltMemInit();
-  if (!ptr) return;
-  if (allocationWatch.freesWatched()) [[unlikely]]
-    KySlotRemove(ptr);
-  const bool large = altHeader(ptr)->isLarge();
+  if (!ptr || altHeader(ptr)->isLarge() || allocationWatch.watching() || !altMutex.enterFavoured()) [[unlikely]]
+    return freeSlowly(ptr);
+  bool given = false;
   {
-    const SpinTenure held(altMutex);
-    large ? heap.uncountLarge() : heap.give(ptr);
+    const FavouredScope<altMutex> held;
+    given = heap.giveAtHand(ptr);
   }
-  if (large) disposePtr(static_cast<char*>(ptr) - kLargeLead);
+  if (!given) [[unlikely]]
+    freeSlowly(ptr);
 }
 
 void* AltCopy(const void* ptr) {
@@ -117,29 +143,29 @@ void* AltCopy(const void* ptr) {
 Long AltGetBlockSize(const void* ptr) { return altHeader(ptr)->size; }
 
 Long AltGetFreeBytes() {
-  const SpinTenure held(altMutex);
+  const BiasedTenure held(altMutex);
   return heap.counts().freeBytes;
 }
 
 Long AltGetTotalBytes() {
-  const SpinTenure held(altMutex);
+  const BiasedTenure held(altMutex);
   return heap.counts().totalBytes;
 }
 
 Long AltGetNumBlocks() {
-  const SpinTenure held(altMutex);
+  const BiasedTenure held(altMutex);
   return heap.counts().numBlocks;
 }
 
 Boolean AltIsInAltRange(const void* ptr) {
-  const SpinTenure held(altMutex);
+  const BiasedTenure held(altMutex);
   return heap.contains(ptr);
 }
 
 void AltFreshen() {
   auto fault = AltFault::none;
   {
-    const SpinTenure held(altMutex);
+    const BiasedTenure held(altMutex);
     heap.freshen();
     fault = heap.takeFault();
   }
@@ -151,10 +177,10 @@ Long AltReturnMemToMac(Long bytes) {
   auto fault = AltFault::none;
   bool countHolds = true;
   {
-    const SpinTenure held(altMutex);
+    const BiasedTenure held(altMutex);
     returned = heap.returnMasters(bytes);
     fault = heap.takeFault();
-    countHolds = heap.counts().deadMasters >= 0;
+    countHolds = heap.deadMasters() >= 0;
   }
   report(fault);
   check(countHolds, "gNumDeadMblks >= 0");
@@ -184,7 +210,7 @@ void printSizes(KyPrint print, const std::vector<AltEntry>& entries, long limit)
   print("     -   -------   -------  ---------   ---------\n");
   for (const AltEntry& entry : entries) {
     const long used = entry.used;
-    const long free = entry.free;
+    const long free = entry.free();
     if (used + free <= limit) continue;
     const long bytes = entry.size + kAltHeader;
     print("   % 4ld  % 6ld    % 6ld    % 8ld     % 8ld\n", static_cast<long>(entry.size), used, free, used * bytes,
@@ -198,7 +224,7 @@ void printSums(KyPrint print, const std::vector<AltEntry>& entries) {
   for (const AltEntry& entry : entries) {
     const long bytes = entry.size + kAltHeader;
     used = {used.blocks + entry.used, used.bytes + entry.used * bytes};
-    free = {free.blocks + entry.free, free.bytes + entry.free * bytes};
+    free = {free.blocks + entry.free(), free.bytes + entry.free() * bytes};
   }
   const long bytes = used.bytes + free.bytes;
   print("            Blocks       Bytes\n");
@@ -233,7 +259,7 @@ void AltPrintStats(KyPrint print, const char* options) {
   entries.reserve(kAltEntries);
   masters.reserve(kAltSlots);
   {
-    const SpinTenure held(altMutex);
+    const BiasedTenure held(altMutex);
     heap.describe(entries, masters);
   }
   printSizes(print, entries, options ? std::strtol(options, nullptr, 10) : 0);

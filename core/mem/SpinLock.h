@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "core/base/KyTypes.h"
 #include "platform/SingleThread.h"
 
 namespace ky {
@@ -11,13 +12,16 @@ namespace ky {
 /// waiter need not give up the cooperative section.
 ///
 /// Requires: not taken again by the thread that holds it.
-class SpinLock {
+class KY_API SpinLock {
  public:
   void lock() {
     if (taken_.exchange(true, std::memory_order_acquire)) [[unlikely]]
       lockSlow();
   }
   void unlock() { taken_.store(false, std::memory_order_release); }
+
+  /// What a waiter does after so many vain looks.
+  static void rest(int tries);
 
  private:
   void lockSlow();
