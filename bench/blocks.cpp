@@ -82,6 +82,13 @@ void churn(State& state) {
   for (char* p : block) A::give(p);
 }
 
+// Once another thread has come, the sub-allocator favours none any more, so this comes last.
+template <class A>
+void churnShared(State& state) {
+  std::thread([] { A::give(A::take(16)); }).join();
+  churn<A>(state);
+}
+
 // 100,000 blocks taken, then given back in another order.
 template <class A>
 void batch(State& state) {
@@ -144,6 +151,8 @@ WASTE(Alt);
 BLOCKS(Malloc);
 BLOCKS(Alt);
 BLOCKS(Ptr);
+BENCHMARK_TEMPLATE(churnShared, Malloc)->Arg(1000);
+BENCHMARK_TEMPLATE(churnShared, Alt)->Arg(1000);
 
 // A process of one thread needs no locks, neither here nor in the C library; `--single` as the last argument keeps it
 // so.
