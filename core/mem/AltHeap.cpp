@@ -17,7 +17,7 @@ constexpr AltLink kOnDeadList = 0x80000000;
 AltTables AltTables::make() {
   AltTables tables;
   tables.entries = static_cast<AltEntry*>(KyNewPtrClear(kAltEntries * static_cast<Long>(sizeof(AltEntry))));
-  tables.slots = static_cast<AltMaster**>(KyNewPtrClear(kAltSlots * static_cast<Long>(sizeof(AltMaster*))));
+  tables.slots = static_cast<AltSlot*>(KyNewPtrClear(kAltSlots * static_cast<Long>(sizeof(AltSlot))));
   for (Long i = 0; i < kAltEntries; ++i) tables.entries[i].size = i * 4;
   return tables;
 }
@@ -44,8 +44,8 @@ AltCounts AltHeap::counts() const {
 bool AltHeap::leadsToBlock(AltLink link) const {
   const AltLink slot = link >> kAltPlaceBits;
   const auto offset = static_cast<Long>(placeOf(link));
-  if (slot >= static_cast<AltLink>(slotsUsed_) || !tables_.slots[slot]) return false;
-  return offset >= static_cast<Long>(sizeof(AltMaster)) && offset < tables_.slots[slot]->next;
+  if (slot >= static_cast<AltLink>(slotsUsed_) || !tables_.slots[slot].master) return false;
+  return offset >= static_cast<Long>(sizeof(AltMaster)) && offset < tables_.slots[slot].master->next;
 }
 
 void* AltHeap::take(Long size) {
@@ -57,7 +57,7 @@ void* AltHeap::take(Long size) {
   AltMaster* const master = masterWith(pitch);
   if (!master) return nullptr;
   AltFreeBlock* const block = carve(*master, size, pitch);
-  ++master->used;
+  ++tables_.slots[master->slot].used;
   ++entry.used;
   ++entry.blocks;
   return &block->header + 1;
@@ -66,10 +66,10 @@ void* AltHeap::take(Long size) {
 void AltHeap::give(void* p) {
   if (giveAtHand(p)) return;
   auto* const block = reinterpret_cast<AltFreeBlock*>(altHeader(p));
-  AltMaster& master = *tables_.slots[block->header.master];
-  --master.used;
+  AltSlot& slot = tables_.slots[block->header.master];
+  --slot.used;
   ++deadMasters_;
-  putLast(entryFor(block->header.size), *block, linkTo(block->header.master, master, block));
+  putLast(entryFor(block->header.size), *block, linkTo(block->header.master, *slot.master, block));
 }
 
 void AltHeap::countLarge(Long real) {
@@ -81,7 +81,7 @@ void AltHeap::countLarge(Long real) {
 void AltHeap::moveDeadHead(AltEntry& entry) {
   while (entry.head) {
     const AltLink link = entry.head;
-    if (!isDead(*masterOf(link))) [[likely]]
+    if (!isDead(slotOf(link))) [[likely]]
       return;
     AltFreeBlock* const block = blockAt(link);
     entry.head = block->next;
@@ -104,7 +104,7 @@ AltFreeBlock* AltHeap::carve(AltMaster& master, Long size, Long pitch) {
 }
 
 AltMaster* AltHeap::masterWith(Long bytes) {
-  if (spare_ && spare_->used > 0 && spare_->left >= bytes) return spare_;
+  if (spare_ && !isDead(*spare_) && spare_->left >= bytes) return spare_;
   if (!current_ || current_->left < bytes) {
     AltMaster* const before = current_;
     setCurrent(chooseMaster());
@@ -130,7 +130,7 @@ AltMaster* AltHeap::chooseMaster() {
   Long freeSlot = slotsUsed_;
   if (deadMasters_ > 0 || holes_ > 0) {
     for (Long i = 0; i < slotsUsed_; ++i) {
-      AltMaster* const master = tables_.slots[i];
+      AltMaster* const master = tables_.slots[i].master;
       if (!master) {
         if (freeSlot == slotsUsed_) freeSlot = i;
         continue;
@@ -149,7 +149,7 @@ AltMaster* AltHeap::makeMaster(Long slot) {
   master->next = sizeof(AltMaster);
   master->left = kFreshBytes;
   master->slot = slot;
-  tables_.slots[slot] = master;
+  tables_.slots[slot] = {master, 0};
   if (slot == slotsUsed_) {
     ++slotsUsed_;
   } else {
@@ -162,7 +162,7 @@ AltMaster* AltHeap::makeMaster(Long slot) {
 
 void AltHeap::dropMaster(AltMaster& master) {
   if (spare_ == &master) spare_ = nullptr;
-  tables_.slots[master.slot] = nullptr;
+  tables_.slots[master.slot] = {};
   ++holes_;
   masterBytes_ -= kAltMasterBytes;
   --deadMasters_;
@@ -208,7 +208,7 @@ bool AltHeap::unlink(AltFreeBlock& block, AltLink link) {
 
 bool AltHeap::contains(const void* address) const {
   for (Long i = 0; i < slotsUsed_; ++i) {
-    const char* const start = reinterpret_cast<const char*>(tables_.slots[i]);
+    const char* const start = reinterpret_cast<const char*>(tables_.slots[i].master);
     if (start && address >= start && address < start + kAltMasterBytes) return true;
   }
   return false;
@@ -216,7 +216,7 @@ bool AltHeap::contains(const void* address) const {
 
 void AltHeap::freshen() {
   for (Long i = 0; i < slotsUsed_ && deadMasters_ > 0; ++i) {
-    AltMaster* const master = tables_.slots[i];
+    AltMaster* const master = tables_.slots[i].master;
     if (master && isDead(*master) && master->carved > 0) reset(*master);
   }
 }
@@ -226,7 +226,7 @@ Long AltHeap::returnMasters(Long bytes) {
   freshen();
   Long returned = 0;
   for (Long i = 0; i < slotsUsed_ && returned < bytes; ++i) {
-    AltMaster* const master = tables_.slots[i];
+    AltMaster* const master = tables_.slots[i].master;
     if (!master || master == current_ || master->carved > 0) continue;
     dropMaster(*master);
     returned += kAltMasterBytes;
@@ -237,10 +237,10 @@ Long AltHeap::returnMasters(Long bytes) {
 void AltHeap::describe(std::vector<AltEntry>& entries, std::vector<AltMasterRow>& masters) const {
   entries.assign(tables_.entries, tables_.entries + kAltEntries);
   for (Long i = 0; i < slotsUsed_; ++i) {
-    const AltMaster* const master = tables_.slots[i];
+    const auto [master, used] = tables_.slots[i];
     if (!master) continue;
     const char mark = master == current_ ? '*' : isDead(*master) ? 'd' : ' ';
-    masters.push_back({mark, i, master->used, master->carved - master->used, reinterpret_cast<std::uintptr_t>(master)});
+    masters.push_back({mark, i, used, master->carved - used, reinterpret_cast<std::uintptr_t>(master)});
   }
 }
 

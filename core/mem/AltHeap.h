@@ -73,18 +73,23 @@ struct AltEntry {
 
 struct AltMaster {
   Long carved;
-  Long used;
   Long next;  ///< offset of the next byte to carve
   Long left;
   Long slot;
-  Long reserved;
-  Long padding;  ///< puts the first header 4 bytes short of a multiple of 8
+  Long reserved[3];  ///< puts the first header 4 bytes short of a multiple of 8
 };
 static_assert(sizeof(AltMaster) == 28);
 
+/// The blocks in use are counted here, for each take and give counts: the heads of the master blocks lie whole pages
+/// apart, so that they would push each other out of the processor's cache.
+struct AltSlot {
+  AltMaster* master;  ///< null in a free slot
+  Long used;
+};
+
 struct AltTables {
   AltEntry* entries = nullptr;
-  AltMaster** slots = nullptr;
+  AltSlot* slots = nullptr;
 
   /// Raises:   MEM_OUT_OF_MEMORY.
   static AltTables make();
@@ -145,9 +150,10 @@ class AltHeap {
   AltFault takeFault() { return fault_ == AltFault::none ? fault_ : std::exchange(fault_, AltFault::none); }
 
  private:
-  bool isDead(const AltMaster& master) const { return master.used == 0 && &master != current_; }
-  AltMaster* masterOf(AltLink link) const { return tables_.slots[link >> kAltPlaceBits]; }
-  AltFreeBlock* blockAt(AltLink link) const { return blockIn(*masterOf(link), placeOf(link)); }
+  bool isDead(const AltSlot& slot) const { return slot.used == 0 && slot.master != current_; }
+  bool isDead(const AltMaster& master) const { return isDead(tables_.slots[master.slot]); }
+  AltSlot& slotOf(AltLink link) const { return tables_.slots[link >> kAltPlaceBits]; }
+  AltFreeBlock* blockAt(AltLink link) const { return blockIn(*slotOf(link).master, placeOf(link)); }
   bool leadsToBlock(AltLink link) const;
   static std::size_t placeOf(AltLink link) { return std::size_t{link & kAltPlaceMask} * 4; }
   static AltFreeBlock* blockIn(AltMaster& master, std::size_t place) {
@@ -187,7 +193,7 @@ class AltHeap {
 
 inline void* AltHeap::takeFirst(AltEntry& entry, Long size) {
   AltFreeBlock* const block = blockAt(entry.head);
-  ++masterOf(entry.head)->used;
+  ++slotOf(entry.head).used;
   ++entry.used;
   entry.head = block->next;
   block->header.size = static_cast<std::uint16_t>(size);
@@ -209,19 +215,18 @@ inline void AltHeap::putLast(AltEntry& entry, AltFreeBlock& block, AltLink link)
 // The short ways call nothing: so little is done that a call would show.
 inline void* AltHeap::takeAtHand(Long size) {
   AltEntry& entry = entryFor(static_cast<ULong>(size));
-  if (!entry.head || isDead(*masterOf(entry.head))) [[unlikely]]
+  if (!entry.head || isDead(slotOf(entry.head))) [[unlikely]]
     return nullptr;
   return takeFirst(entry, size);
 }
 
 inline bool AltHeap::giveAtHand(void* p) {
   auto* const block = reinterpret_cast<AltFreeBlock*>(altHeader(p));
-  const ULong slot = block->header.master;
-  AltMaster& master = *tables_.slots[slot];
-  if (master.used == 1 && &master != current_) [[unlikely]]
-    return false;  // it dies
-  --master.used;
-  putLast(entryFor(block->header.size), *block, linkTo(slot, master, block));
+  AltSlot& slot = tables_.slots[block->header.master];
+  if (slot.used == 1 && slot.master != current_) [[unlikely]]
+    return false;  // its master block dies
+  --slot.used;
+  putLast(entryFor(block->header.size), *block, linkTo(block->header.master, *slot.master, block));
   return true;
 }
 
