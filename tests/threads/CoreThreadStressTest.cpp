@@ -1,7 +1,9 @@
 // Many threads of both kinds at once, for KY_STRESS_SECONDS or a little while: every turn is counted, none is lost.
+// A busy machine gets through less in that time, so they go on until each thing that may befall them has.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <memory>
@@ -22,7 +24,8 @@ using namespace ky::test;
 
 constexpr int kCooperative = 8;
 constexpr int kAll = 12;
-constexpr Int64 kHour = Int64{3'600} * 1'000'000;
+constexpr Int64 kMinute = Int64{60} * 1'000'000;
+constexpr Int64 kHour = 60 * kMinute;
 
 Int64 stressMicroseconds() {
 #ifdef __SANITIZE_THREAD__
@@ -40,7 +43,7 @@ enum Stage : int { unborn, running, asleep, listening, reading, stages };
 struct Done {
   std::minstd_rand random;
   long turns = 0, recursive = 0, once = 0, section = 0, wrong = 0;
-  long lastError = 0;
+  std::atomic<long> lastError{0};
   std::atomic<int> stage{unborn};
   std::atomic<bool> killed{false};  ///< the signal is on its way
   std::atomic<bool> fed{false};
@@ -61,7 +64,7 @@ struct Lane {
     bool taken = false;
   };
 
-  explicit Lane(std::unique_ptr<KyQueue> made) : queue(std::move(made)) {}
+  Lane(std::unique_ptr<KyQueue> made, bool mayOverflow) : queue(std::move(made)), overflows(mayOverflow) {}
 
   void put(int producer) {
     ++in;
@@ -80,6 +83,7 @@ struct Lane {
   }
 
   std::unique_ptr<KyQueue> queue;
+  const bool overflows;
   std::array<long, kAll> serials = {};
   std::array<std::array<long, kAll>, kAll + 1> seen = {};
   std::atomic<long> in{0}, out{0}, displaced{0}, outOfOrder{0};
@@ -95,9 +99,10 @@ struct Shared {
   long underSection = 0;
   long turns = 0;
   KyCoreThreadEvent event;
-  Lane lanes[4] = {Lane(std::make_unique<WrapQueue>(2, kWaitForRoom)), Lane(std::make_unique<DynamicQueue>()),
-                   Lane(std::make_unique<WrapQueue>(5, kRejectNew)),
-                   Lane(std::make_unique<WrapQueue>(5, kOverwriteOldest))};
+  Lane lanes[4] = {Lane(std::make_unique<WrapQueue>(2, kWaitForRoom), false),
+                   Lane(std::make_unique<DynamicQueue>(), false),
+                   Lane(std::make_unique<WrapQueue>(5, kRejectNew), true),
+                   Lane(std::make_unique<WrapQueue>(5, kOverwriteOldest), true)};
 };
 
 /// Where the thread stands while `body` runs.
@@ -194,7 +199,7 @@ void stepAndHear(Shared& shared, Done& done, int number, Worker& it) {
   } catch (const XError& error) {
     if (error.FindCode("STRESS") == 0) throw;
     const long serial = std::stol(parm(error, "serial"));
-    if (serial <= std::exchange(done.lastError, serial)) ++done.wrong;
+    if (serial <= done.lastError.exchange(serial)) ++done.wrong;
   }
 }
 
@@ -284,6 +289,13 @@ class Crowd {
     return std::accumulate(all.begin(), all.end(), 0L, [&](long so, const Done& done) { return so + done.*count; });
   }
 
+  /// Whether each lane was used and overflowed if it may, errors were heard, and threads were killed at each stage.
+  bool hasMetAll() const {
+    const auto isMet = [](const Lane& lane) { return lane.out > 0 && (lane.displaced > 0 || !lane.overflows); };
+    return std::ranges::all_of(shared.lanes, isMet) && sum(&Done::lastError) > 0 &&
+           std::ranges::all_of(kills, [](int killed) { return killed > 0; });
+  }
+
   Shared shared;
   std::array<Done, kAll> all;
   std::array<std::unique_ptr<Worker>, kAll> threads;
@@ -322,8 +334,9 @@ TEST(CoreThreadStress, EveryTurnIsCounted) {
   Crowd crowd;
   std::minstd_rand random(99);
   const Int64 until = KyMicroseconds() + stressMicroseconds();
+  const Int64 patience = until + kMinute;
   int wanted = running;
-  for (Long round = 1; KyMicroseconds() < until; ++round) {
+  for (Long round = 1; KyMicroseconds() < (crowd.hasMetAll() ? until : patience); ++round) {
     disturb(crowd, random, round);
     if (round % 64 == 0 && crowd.replaceOneAt(wanted) && ++wanted == stages) {
       crowd.replaceOneAt(unborn);
@@ -344,7 +357,7 @@ TEST(CoreThreadStress, EveryTurnIsCounted) {
     SCOPED_TRACE(&lane - shared.lanes);
     EXPECT_GT(lane.out, 0);
     EXPECT_EQ(lane.in, lane.out + lane.displaced);
-    EXPECT_EQ(lane.displaced > 0, &lane - shared.lanes >= 2);
+    EXPECT_EQ(lane.displaced > 0, lane.overflows);
     EXPECT_EQ(lane.outOfOrder, 0);
   }
   for (const int killed : crowd.kills) EXPECT_GT(killed, 0);
