@@ -44,8 +44,6 @@ TEST(CUtils, DivisionByZeroIsRaisedAsTheFaultItIs) {
   const std::function<void()> divisions[] = {
       [] { divFloor(Long{1}, Long{0}); },
       [] { divFloor(Int64{1}, Int64{0}); },
-      [] { divCeil(1, 0); },
-      [] { mod(1, 0); },
       [] { rem(1, 0); },
       [&] { KyFixedMod16(1, 0, &result); },
   };
@@ -61,13 +59,9 @@ TEST(CUtils, ScalingRoundsAndNarrowsByWidth) {
   EXPECT_EQ(ratioCalcSS(7, 1, 2), 4);
   EXPECT_EQ(ratioCalcSS(-7, 1, 2), -3);
   EXPECT_EQ(ratioCalcSS(30000, 30000, 1), static_cast<short>(900000000));
-  EXPECT_EQ(ratioCalcSS(7, 1, 0), 0);
-  EXPECT_EQ(ratioCalcLS(123456, 7, 7), 123456);
   EXPECT_EQ(ratioCalcLS(100001, 1, 2), 50000);  // 25000 scaled, shifted back twice
   EXPECT_EQ(ratioCalcSL(100, 100000, 200000), 50);
-  EXPECT_EQ(ratioCalcSL(100, 1, 0x100000), 0);
   EXPECT_EQ(ratioCalcLL(1000000, 1000000, 3), INT_MIN);  // beyond 32 bits
-  EXPECT_EQ(ratioCalcLL(1000000, 1000, 3), 333333333);
   EXPECT_EQ(ratioCalcLL(1, 1, 0), 0);
 
   Long remainder = -1;
@@ -77,66 +71,37 @@ TEST(CUtils, ScalingRoundsAndNarrowsByWidth) {
 }
 
 TEST(CUtils, MappingCarriesOneRangeIntoAnother) {
-  const Long cases[][6] = {{0, 0, 10, 100, 200, 100},  {10, 0, 10, 100, 200, 200},
-                           {5, 0, 10, 200, 100, 150},  {1, 0, 2, 0, 1, 1},
-                           {3, 3, 3, 7, 9, 7},         {7, 10, 0, 0, 100, 30},
-                           {5, 0, 100000, 0, 10, 0},   {50000, 0, 100000, 0, 7000, 3500},
-                           {5, 0, 10, 0, 80000, 40000}};
+  const Long cases[][6] = {{10, 0, 10, 100, 200, 200}, {3, 3, 3, 7, 9, 7},       {7, 10, 0, 0, 100, 30},
+                           {1, 0, 2, 0, 1, 1},         {5, 0, 100000, 0, 10, 0}, {5, 0, 10, 0, 80000, 40000}};
   for (const auto& [value, fromMin, fromMax, toMin, toMax, want] : cases) {
     SCOPED_TRACE(value);
     EXPECT_EQ(mapFromTo(value, fromMin, fromMax, toMin, toMax), want);
     EXPECT_EQ(mapFromToInt(value, fromMin, fromMax, toMin, toMax), want);
     EXPECT_EQ(mapFromToSmooth(value, fromMin, fromMax, toMin, toMax, 0), want);
   }
-  EXPECT_EQ(mapFromTo(1, 0, 2, 0, -1), -1);
-  EXPECT_EQ(mapFromToInt(1, 0, 2, 10, 0), 5);
-  EXPECT_EQ(mapFromTo(20, 0, 10, 0, -5), -10);
-  EXPECT_EQ(mapFromTo(INT_MAX, 0, 1, 0, INT_MAX), INT_MIN);  // out of range
-  EXPECT_EQ(checkFailedBy([] { mapFromToInt(11, 0, 10, 0, 1); }),
-            "fromMin <= oldVal && oldVal <= fromMax || fromMin >= oldVal && oldVal >= fromMax");
-}
-
-TEST(CUtils, SmoothMappingIsAnSCurveThatSharesEndsAndMiddleWithTheLine) {
-  const auto smooth = [](Long value, double percent) { return mapFromToSmooth(value, 0, 100, 1000, 0, percent); };
-  for (const double percent : {1.0, 50.0, 100.0}) {
-    EXPECT_EQ(smooth(0, percent), 1000);
-    EXPECT_EQ(smooth(50, percent), 500);
-    EXPECT_EQ(smooth(100, percent), 0);
-  }
-  EXPECT_EQ(smooth(25, 100), 854);  // 1000 - (1 - cos 45 deg) * 500
-  EXPECT_EQ(smooth(25, 50), 802);   // half way to the line's 750
+  EXPECT_EQ(mapFromTo(INT_MAX, 0, 1, 0, INT_MAX), INT_MIN);   // out of range
+  EXPECT_EQ(mapFromToSmooth(25, 0, 100, 1000, 0, 100), 854);  // 1000 - (1 - cos 45 deg) * 500
+  EXPECT_EQ(mapFromToSmooth(25, 0, 100, 1000, 0, 50), 802);   // half way to the line's 750
+  EXPECT_NE(checkFailedBy([] { mapFromToInt(11, 0, 10, 0, 1); }), "");
 }
 
 TEST(CUtils, FixedPointSplitsAndTakesTheModulo) {
-  Long integer, fraction;
+  Long integer = 0, fraction = 0, result = 77;
   KyFixedTrunc16(-0x4000, &integer, &fraction);
   EXPECT_EQ(integer, -0x10000);
   EXPECT_EQ(fraction, 0xC000);
-  KyFixedTrunc16(0x28000, &integer, nullptr);
-  EXPECT_EQ(integer, 0x20000);
-
-  const Long cases[][3] = {{0x58000, 0x20000, 0x18000},
-                           {-0x58000, 0x20000, -0x18000},
-                           {0x10000, 0x20000, 0x10000},
-                           {0x7FFFFFFF, 3, 1},
-                           {INT_MIN, -1, 0}};
-  for (const auto& [a, b, want] : cases) {
-    Long result = 77;
-    KyFixedMod16(a, b, &result);
-    EXPECT_EQ(result, want);
-  }
-  KyFixedMod16(1, 0, nullptr);
+  KyFixedMod16(-0x58000, 0x20000, &result);
+  EXPECT_EQ(result, -0x18000);
+  KyFixedMod16(INT_MIN, -1, &result);
+  EXPECT_EQ(result, 0);
 }
 
 TEST(CUtils, TextIsComparedAndFoundIgnoringAsciiCaseAndCopiedWithAnEnd) {
   EXPECT_EQ(CIstrcmp("Reel_AZ", "rEEL_az"), 0);
   EXPECT_LT(CIstrcmp("ab", "ABC"), 0);
   EXPECT_GT(CIstrcmp("\xE4", "z"), 0);  // bytes are unsigned
-  EXPECT_NE(CIstrcmp("\xC4", "\xE4"), 0);
 
   EXPECT_TRUE(issubstr("CUT", "Rough cut 3"));
-  EXPECT_TRUE(issubstr("", ""));
-  EXPECT_TRUE(issubstr("ab", "aab"));
   EXPECT_FALSE(issubstr("aab", "aaab"));  // does not go back in the text
   EXPECT_FALSE(issubstr("cutter", "cut"));
 

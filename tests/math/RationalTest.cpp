@@ -1,9 +1,7 @@
 #include "core/math/Rational.h"
 
 #include <numeric>
-#include <sstream>
 
-#include "tests/support/Printed.h"
 #include "tests/support/Test.h"
 
 using namespace ky::test;
@@ -83,32 +81,22 @@ TEST(Rational, OperatorsAreExactOrRaise) {
 TEST(Rational, EdgesOfItsOperations) {
   const std::string overflow = "RATIONAL_OVERFLOW", trap = "Structured Exception";
   const std::pair<std::function<Rational()>, std::string> rows[] = {
-      {[] { return Rational(0, 5); }, "0/1"},
       {[] { return Rational(6, -4); }, "-3/2"},
-      {[] { return Rational(-5, -5); }, "1/1"},
       {[] { return Rational(INT_MIN, 2); }, "-1073741824/1"},  // a positive denominator tests nothing
-      {[] { return Rational(INT_MAX, 1); }, "2147483647/1"},
-      {[] { return Rational(1, 0); }, overflow},
       {[] { return Rational(1, INT_MIN); }, overflow},
       {[] { return Rational(-0x40000000, -1); }, overflow},
       // Reducing helps where it can.
       {[] { return Rational(0x20000000) + Rational(0x20000000); }, overflow},
       {[] { return Rational(-0x20000000) + Rational(-0x20000000); }, "-1073741824/1"},
       {[] { return Rational(1, 0x10000) + Rational(1, 0x10000); }, "1/32768"},
-      {[] { return raw(0x30000000, 0x30000000) + raw(0x20000000, 0x10000000); }, "3/1"},
-      {[] { return raw(0x30000000, 2) * raw(0x30000000, 0x30000000); }, "402653184/1"},
       {[] { return -Rational(-0x40000000); }, overflow},
       {[] { return raw(-0x40000000, 2).negate(); }, "536870912/1"},
       {[] { return Rational(1) / Rational(); }, overflow},
       // Zero denominators are passed on untouched.
       {[] { return Rational().invert(); }, "1/0"},
-      {[] { return raw(1, 0).reduce(); }, "1/0"},
       {[] { return raw(0, 0).reduce(); }, "0/0"},
-      {[] { return raw(-3, -3).reduce(); }, "1/1"},
       {[] { return Rational(raw(1, 0).getLong()); }, trap},
-      {[] { return Rational(-2, 3).invert(); }, "-3/2"},
       {[] { return Rational(-7, 2) % 2; }, "-3/2"},
-      {[] { return Rational(10) %= 4; }, "2/1"},
       {[] { return Rational(-7, 2) % 0; }, trap},
   };
   for (const auto& [operation, want] : rows) EXPECT_EQ(outcome(operation), want);
@@ -118,24 +106,12 @@ TEST(Rational, EqualityLooksAtTheLowWordOfTheDifferenceOnly) {
   const Rational a = raw(0x10000, 1), b = raw(0, 0x10000), lowest = raw(INT_MIN, 1);
   EXPECT_TRUE(a == b);  // the products differ by 2^32
   EXPECT_EQ(Rational::compare(a, b), 1);
-  EXPECT_EQ(Rational::compare(lowest, lowest), 0);
   EXPECT_EQ(codeRaisedBy([&] { Rational::compare(lowest, raw(1, INT_MIN)); }), "RATIONAL_OVERFLOW");
-  EXPECT_EQ(codeRaisedBy([&] { (void)(raw(1, INT_MIN) == lowest); }), "RATIONAL_OVERFLOW");
 }
 
-TEST(Rational, ConvertsAndShows) {
+TEST(Rational, Converts) {
   const Rational r(-7, 2);
   EXPECT_EQ(r.getLong(), -3);
   EXPECT_DOUBLE_EQ(r.getDouble(), -3.5);
-  EXPECT_FALSE(r.isInteger());
-  Rational unreduced = raw(6, 3);
-  EXPECT_TRUE(std::as_const(unreduced).isInteger());
-  EXPECT_EQ(shown(unreduced), "6/3");
-  EXPECT_TRUE(unreduced.isInteger());
-  EXPECT_EQ(shown(unreduced), "2/1");
-  std::ostringstream out;
-  out << r;
-  const DebugPrinted printed;
-  r.print();
-  EXPECT_EQ(out.str() + " " + printed.text(), "-7/2 -7/2");
+  EXPECT_TRUE(raw(6, 3).isInteger() && !r.isInteger());
 }
