@@ -79,13 +79,8 @@ TEST(PeriodicTimer, TicksByAbsoluteTimesAndCountsMissedTicksAsOne) {
     HeldClock::advance(advances[tick]);
     awaitCalls(tick + 2);
   }
-  HeldClock::advance(2'300);
-  timer.start();
-  timer.start();
-  HeldClock::advance(2'400);
   timer.stop();
   HeldClock::advance(1'000'000);
-  timer.stop();
   EXPECT_EQ(calls(), (Calls{{kTimerInit, 0}, {kTimerTick, 2}, {kTimerTick, 3}, {kTimerTick, 10}}));
   timer.start();
   HeldClock::advance(2'500);
@@ -136,34 +131,22 @@ TEST(PeriodicTimer, ACallbackMayRaiseButNotCommandItsTimer) {
     +XError("TICK_FAILED", 0);
   };
   const Timer timer(100, commandOrRaise);
-  ASSERT_NE(timer.handle, nullptr);
   sCommanded = timer.handle;
   timer.start();
   while (ticks < 3) std::this_thread::yield();
   EXPECT_EQ(calls(), (Calls{{1, 0}}));
-  EXPECT_EQ(checkFailedBy([] { InitPeriodicTimer(nullptr, false, 1); }), "callback != NULL");
 }
 
 TEST(TimerDevice, MeasuresAndWaitsInMicroseconds) {
   const HeldClock clock;
   TIMERDevice timer;
-  Int64 start = 0, elapsed = 0;
-  const auto sinceMark = [&] {
-    HeldClock::stepAtEachLook(0);
-    timer.GetTimeSinceMark(&elapsed);
-    return elapsed;
-  };
-  timer.GetCurTime(&start);
-  timer.MarkStartTime();
-  HeldClock::stepAtEachLook(100);
-  timer.WaitAbsoluteTime(5'000, false);
-  EXPECT_EQ(sinceMark(), 100 + 5'000);
-  timer.DeltaTime(&start, &elapsed);
-  EXPECT_EQ(elapsed, 100 + 5'000);
+  Int64 elapsed = 0;
   HeldClock::stepAtEachLook(100);
   timer.WaitAbsoluteTime(1'000, true);
   timer.WaitRemainingTime(3'000);
-  EXPECT_EQ(sinceMark(), 3'000);
+  HeldClock::stepAtEachLook(0);
+  timer.GetTimeSinceMark(&elapsed);
+  EXPECT_EQ(elapsed, 3'000);
 }
 
 TEST(Interrupts, KeepAllOthersAwayAndNest) {
