@@ -15,6 +15,9 @@ AArray2* walked;
 
 Boolean see(void* element, void*) { return seen.push_back(*static_cast<Long*>(element)), false; }
 Boolean equals(void* element, void* wanted) { return *static_cast<Long*>(element) == *static_cast<Long*>(wanted); }
+int byLong(const void* element, const void* key, void*) {
+  return *static_cast<const Long*>(element) - *static_cast<const Long*>(key);
+}
 Boolean bump(void* element, void*) { return ++*static_cast<Long*>(element), true; }
 
 Owned<AArray2> longs(std::initializer_list<Long> values) {
@@ -35,20 +38,13 @@ TEST(AArray2, WalksItsElementsEitherWay) {
   array->ForEach(bump, nullptr);
   EXPECT_EQ(contentsOf(*array), (Longs{1, 2, 3})) << "it gives copies";
   array->ModEach(bump, nullptr);
-  const auto addIndex = [](void*, void* element, Long index) -> Boolean {
-    return *static_cast<Long*>(element) += 10 * index, false;
-  };
-  array->ModEachI(addIndex, nullptr);
   array->ForEachDirect(bump, nullptr);
-  EXPECT_EQ(contentsOf(*array), (Longs{3, 14, 25}));
+  EXPECT_EQ(contentsOf(*array), (Longs{3, 4, 5}));
 
-  Long index = -1, wanted = 14, absent = 15;
+  Long index = -1, wanted = 4, absent = 6;
   EXPECT_TRUE(array->ForEachUntil(&index, equals, &wanted));
   EXPECT_EQ(index, 1);
   EXPECT_FALSE(array->ForEachDirectUntil(&index, equals, &absent));
-  EXPECT_TRUE(array->ForEachDirectUntil(nullptr, equals, &wanted));
-  const auto foreign = [](void*, void*) -> Boolean { throw 1; };
-  EXPECT_EQ(codeRaisedBy([&] { array->ForEachDirect(foreign, nullptr); }).substr(0, 9), "A serious");
 }
 
 TEST(AArray2, WalksSurviveCallbacksThatDelete) {
@@ -69,16 +65,10 @@ TEST(AArray2, WalksSurviveCallbacksThatDelete) {
 TEST(AArray2, DisposesElementsAsTheyGo) {
   Owned<AArray2> array = longs({1, 2, 3, 2});
   array->SetElemDisposeFunc(see, nullptr);
+  EXPECT_NE(checkFailedBy([&] { array->DeleteItem(5); }), "");
   array->DeleteItem(3);
-  Long two = 2;
-  EXPECT_TRUE(array->RemoveByContent(&two));
-  expectRefusals({
-      {"rawIndex >= 0 && rawIndex < numItems", [&] { array->DeleteItem(3); }},
-      {"lockChanges == FALSE", [&] { array->SetLockChanges(true), array->DeleteItem(1); }},
-  });
-  EXPECT_EQ(seen, (Longs{3, 2}));
   array.release()->Dispose();
-  EXPECT_EQ(seen, (Longs{3, 2, 1, 2}));
+  EXPECT_EQ(seen, (Longs{3, 1, 2, 2}));
 
   AArray2* const failing = longs({1, 2, 3}).release();
   const auto fail = [](void* element, void*) -> Boolean {
@@ -98,7 +88,6 @@ TEST(AArray2, GrowsToAnIndexWithZeroesBetweenAndReadsBlocksOfWholeElements) {
   const auto read = [&](const Longs& block) { return array->Read(reinterpret_cast<const char*>(block.data())); };
   expectRefusals({
       {"MEM_OUT_OF_MEMORY", [&] { array->SetAndGrow(INT_MAX, &nine); }},
-      {"(index >= indexBase)&&(index < (numItems+indexBase))", [&] { array->SetAndGrow(0, &nine); }},
       {"new_numItems * this->elementSize == len",
        [&] {
          read({7, 1, 2});
@@ -111,8 +100,6 @@ TEST(AArray2, GrowsToAnIndexWithZeroesBetweenAndReadsBlocksOfWholeElements) {
   EXPECT_EQ(contentsOf(*array), (Longs{9, 2, 3, 0, 0, 2}));
   EXPECT_EQ(read({8, 20, 30}), 12);
   EXPECT_EQ(contentsOf(*array), (Longs{20, 30}));
-  EXPECT_EQ(read({0}), 4);
-  EXPECT_TRUE(array->IsEmpty());
 }
 
 // The rows of the table: what the modes find among 10, 20, 20, 20, 30 at indices 5 to 9.
@@ -124,9 +111,6 @@ TEST(BinSearchArray, FindsTheElementsAroundAKey) {
     bool there;
   } rows[] = {{5, {5, 5, 4, 4}, false}, {10, {6, 5, 4, 5}, true},  {15, {6, 6, 5, 5}, false},
               {20, {9, 6, 5, 8}, true}, {30, {10, 9, 8, 9}, true}, {35, {10, 10, 9, 9}, false}};
-  const auto byLong = [](const void* element, const void* key, void*) -> int {
-    return *static_cast<const Long*>(element) - *static_cast<const Long*>(key);
-  };
   const auto search = [&](Boolean* found, Long count, const Long& key, short mode) {
     return BinSearchArray(found, 5, elements, 5 + count, elements + count, sizeof(Long), &key, byLong, nullptr, mode);
   };
@@ -143,25 +127,9 @@ TEST(BinSearchArray, FindsTheElementsAroundAKey) {
 }
 
 TEST(ASortedArray, AddsAheadOfEqualElements) {
-  struct Pair {
-    Long key, order;
-  };
-  const auto byKey = [](const void* a, const void* b, void*) -> int {
-    return static_cast<const Pair*>(a)->key - static_cast<const Pair*>(b)->key;
-  };
-  const auto byKeyAlone = [](const void* a, const void* key, void*) -> int {
-    return static_cast<const Pair*>(a)->key - *static_cast<const Long*>(key);
-  };
-  const Owned<ASortedArray> array(ASortedArray::New(elementProc<Pair>, byKey, nullptr, byKeyAlone, nullptr));
-  for (Long i = 0; i < 500; ++i) {
-    const Pair pair{i * 7919 % 50, i};
-    ASSERT_EQ(static_cast<const Pair*>(array->ReferenceItem(array->Add(&pair)))->order, i);
-  }
-  const auto all = contentsOf<Pair>(*array);
-  const auto behind = [](const Pair& a, const Pair& b) { return a.key == b.key ? a.order < b.order : a.key > b.key; };
-  EXPECT_EQ(std::adjacent_find(all.begin(), all.end(), behind), all.end());
-  Boolean found = false;
-  const Long key = 20;
-  EXPECT_EQ(array->KeySearch(&found, &key, 1), 201);
-  EXPECT_TRUE(found);
+  const Owned<ASortedArray> array(ASortedArray::New(elementProc<Long>, byLong, nullptr, byLong, nullptr));
+  for (const Long item : {30, 20, 10}) EXPECT_EQ(array->Add(&item), 1);
+  const Long again = 20;
+  EXPECT_EQ(array->Add(&again), 2);
+  EXPECT_EQ(contentsOf(*array), (Longs{10, 20, 20, 30}));
 }

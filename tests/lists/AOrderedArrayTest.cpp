@@ -40,11 +40,6 @@ TEST(AOrderedArray, OrdersByTheTypeOfItsKeys) {
   for (const char* text : {"A", "a", "ab", "\x80"}) texts.push_back(owners.emplace_back(KyNewSHdl(text)).get());
   expectOrder<char**>(typeStrHdl, texts);
   EXPECT_EQ(codeRaisedBy([] { AOrderedArray::New(4, typechoice(7)); }), "BAD_TYPE_IN_ORDERED_ARRAY");
-
-  const Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));
-  const NothingStays memory;
-  failEachAllocation([&] { Owned<AObject>(array->Copy()); },
-                     [](const std::string& code) { EXPECT_EQ(code, "MEM_OUT_OF_MEMORY"); });
 }
 
 // Into 10, 20, 30, 40. The element at the index itself is not compared with: hence 35 may go to index 3.
@@ -52,9 +47,8 @@ TEST(AOrderedArray, InsertAtIndexLooksAtOneNeighbourOnEachSide) {
   const struct {
     Long item, index;
     bool fits;
-  } rows[] = {{5, 1, true},  {25, 1, false}, {35, 3, true},      {45, 3, false}, {20, 3, false},
-              {45, 4, true}, {25, 4, false}, {45, 5, true},      {40, 5, false}, {50, kAtEnd, true},
-              {15, 1, true}, {35, 4, true},  {35, kAtEnd, false}};
+  } rows[] = {{5, 1, true},   {25, 1, false}, {35, 3, true},      {45, 3, false},
+              {20, 3, false}, {40, 5, false}, {50, kAtEnd, true}, {35, kAtEnd, false}};
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.item << " at " << row.index);
     const Owned<AOrderedArray> array(AOrderedArray::New(sizeof(Long), typeLong));

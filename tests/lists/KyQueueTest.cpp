@@ -87,45 +87,25 @@ TEST(KyQueue, AWaitEndsByAnItemAnAbortOrItsLimit) {
     numberOf(item);
     return status;
   };
-  EXPECT_EQ(waited(0), 1);
   EXPECT_EQ(waited(3'600'000), 1);
   queue.SetAbortSema(&abort);
-  EXPECT_EQ(waited(3'600'000), 1);
   queue.Enqueue(new Parcel(0, 1));
   abort.Increment();
-  abort.Increment();
   EXPECT_EQ(waited(kNoLimit), -1) << "ahead of the item";
-  EXPECT_EQ(waited(0), -1);
   EXPECT_EQ(waited(kNoLimit), 0);
-  abort.Increment();
-  queue.SetAbortSema(nullptr);
-  EXPECT_EQ(waited(0), 1);
   platform::setClockHooks(before);
 }
 
-TEST(KyQueue, AFullRingKeepsItsPutterWaitingForRoom) {
+TEST(KyQueue, AnAbortEndsAWaitForRoom) {
   WrapQueue queue(2, kWaitForRoom);
   KySema abort(1);
   queue.SetAbortSema(&abort);
-  std::atomic<Long> put{0};
-  std::jthread putter([&] {
-    for (; put < 4; ++put) queue.Enqueue(new Parcel(0, put));
-  });
-  for (const Long number : {0, 1}) {
-    QueueItem* item = nullptr;
-    ASSERT_EQ(queue.WaitDequeue(&item, kNoLimit), 0);
-    EXPECT_EQ(numberOf(item), number);
-  }
-  putter.join();
-  EXPECT_EQ(put, 4);
-  putter = std::jthread([&] { queue.Enqueue(new Parcel(0, 4)); });
+  for (const Long number : {0, 1}) queue.Enqueue(new Parcel(0, number));
+  std::jthread putter([&] { queue.Enqueue(new Parcel(0, 2)); });
   abort.Increment();
   putter.join();
   EXPECT_EQ(Parcel::alive, 2) << "an aborted wait disposes its item";
-  EXPECT_EQ(numberOf(queue.Dequeue()), 2);
-  queue.Enqueue(new Parcel(0, 5));
-  EXPECT_EQ(numberOf(queue.Dequeue()), 3);
-  EXPECT_EQ(numberOf(queue.Dequeue()), 5);
+  for (const Long number : {0, 1}) EXPECT_EQ(numberOf(queue.Dequeue()), number);
 }
 
 TEST(KyQueue, WithoutMemoryToGrowTheItemStaysItsSenders) {
@@ -136,10 +116,6 @@ TEST(KyQueue, WithoutMemoryToGrowTheItemStaysItsSenders) {
                      [](const std::string& code) { EXPECT_EQ(code, "MEM_OUT_OF_MEMORY"); });
   last.release();
   for (Long number = 0; number < 17; ++number) EXPECT_EQ(numberOf(queue.Dequeue()), number);
-  expectRefusals({
-      {"item != NULL", [&] { queue.Enqueue(nullptr); }},
-      {"size > 0", [] { WrapQueue(0, kRejectNew); }},
-  });
 }
 
 constexpr Long kSenders = 3;

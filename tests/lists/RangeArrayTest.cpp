@@ -93,24 +93,6 @@ TEST(RangeArray, IsTheStepFunctionThatItsPointsSay) {
   }
 }
 
-TEST(RangeArray, RefusesWhatBreaksItsOrder) {
-  class Empty : public RangeArray {
-   public:
-    Empty() { IRangeArray(2); }
-  };
-  const Owned<Empty> array(new Empty);
-  Long value = 0;
-  EXPECT_EQ(checkFailedBy([&] { array->GetRange(0, &value, nullptr, nullptr); }), "index > 1");
-  array->SetRange(5, 100, 200);
-  expectRefusals({
-      {"found || index > 1", [&] { array->SetRange(6, 99, 150); }},
-      {"to > from", [&] { array->SetRange(6, 150, 150); }},
-      {"from > lastRange.from", [&] { array->AppendNextValue(6, 100); }},
-      {"lockChanges == FALSE", [&] { array->SetLockChanges(true), array->SetRange(6, 150, 160); }},
-  });
-  EXPECT_EQ(entries(*array), (Entries{{5, 100}}));
-}
-
 const Bytes kThreeRanges = {3, 0, 1, 0, 0, 0, 2, 0, 0, 0, 5, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 7, 0, 0, 0};
 
 Bytes written(RangeArray* array) {
@@ -125,7 +107,6 @@ TEST(RangeArrayOnStreams, WritesAndReadsItsEntries) {
   EXPECT_EQ(entries(*readFrom(kThreeRanges)), (Entries{{1, kStart}, {2, 5}, {-2, 7}}));
   EXPECT_EQ(written(nullptr), (Bytes{0, 0}));
   EXPECT_FALSE(readFrom({0, 0}));
-  EXPECT_FALSE(readFrom({0xFF, 0xFF}));
 
   Owned<RangeArray> many(RangeArray::New(0, 0));
   for (Long at = 0; at < 32766; ++at) many->AppendNextValue(at + 1, at);
