@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -42,7 +43,8 @@ enum Stage : int { unborn, running, asleep, listening, reading, stages };
 /// What one thread did.
 struct Done {
   std::minstd_rand random;
-  long turns = 0, recursive = 0, once = 0, section = 0, wrong = 0;
+  long turns = 0, wrong = 0;
+  std::array<long, 3> locked = {};  ///< how often each lock of `Shared` was taken
   std::atomic<long> lastError{0};
   std::atomic<int> stage{unborn};
   std::atomic<bool> killed{false};  ///< the signal is on its way
@@ -89,14 +91,12 @@ struct Lane {
   std::atomic<long> in{0}, out{0}, displaced{0}, outOfOrder{0};
 };
 
-/// What all share; what stands beside a lock is changed only under it, and `turns` only by who has the turn.
+/// What all share; each count of `locked` is changed only under its lock, and `turns` only by who has the turn.
 struct Shared {
   KyCoreThreadMutex recursive;
-  long underRecursive = 0;
   KyCoreThreadMutex once{kNonrecursiveMutex};
-  long underOnce = 0;
   KyCoreThreadCriticalSection section;
-  long underSection = 0;
+  std::array<long, 3> locked = {};
   long turns = 0;
   KyCoreThreadEvent event;
   Lane lanes[4] = {Lane(std::make_unique<WrapQueue>(2, kWaitForRoom), false),
@@ -136,28 +136,23 @@ void readWhatNobodyWrites(Done& done) {
 }
 
 void lockAndCount(Shared& shared, Done& done) {
-  switch (done.random() % 3) {
-    case 0: {
-      const KyAutoLockThreadMutex outer(&shared.recursive);
-      ++shared.underRecursive;
-      ++done.recursive;
-      if (done.random() % 4 == 0) SafeThreadYield();
-      const KyAutoLockThreadMutex inner(&shared.recursive);
-      ++shared.underRecursive;
-      ++done.recursive;
-      break;
-    }
-    case 1: {
-      const KyAutoLockThreadMutex hold(&shared.once);
-      ++shared.underOnce;
-      ++done.once;
-      break;
-    }
-    default: {
-      const KyAutoLockCS hold(&shared.section);
-      ++shared.underSection;
-      ++done.section;
-    }
+  const auto which = done.random() % 3;
+  const auto count = [&] {
+    ++shared.locked[which];
+    ++done.locked[which];
+  };
+  if (which == 0) {
+    const KyAutoLockThreadMutex outer(&shared.recursive);
+    count();
+    if (done.random() % 4 == 0) SafeThreadYield();
+    const KyAutoLockThreadMutex inner(&shared.recursive);
+    count();
+  } else if (which == 1) {
+    const KyAutoLockThreadMutex hold(&shared.once);
+    count();
+  } else {
+    const KyAutoLockCS hold(&shared.section);
+    count();
   }
 }
 
@@ -348,9 +343,9 @@ TEST(CoreThreadStress, EveryTurnIsCounted) {
 
   const Shared& shared = crowd.shared;
   EXPECT_EQ(shared.turns, crowd.sum(&Done::turns));
-  EXPECT_EQ(shared.underRecursive, crowd.sum(&Done::recursive));
-  EXPECT_EQ(shared.underOnce, crowd.sum(&Done::once));
-  EXPECT_EQ(shared.underSection, crowd.sum(&Done::section));
+  std::array<long, 3> locked = {};
+  for (const Done& done : crowd.all) std::ranges::transform(locked, done.locked, locked.begin(), std::plus{});
+  EXPECT_EQ(shared.locked, locked);
   EXPECT_EQ(crowd.sum(&Done::wrong), 0);
   EXPECT_GT(crowd.sum(&Done::lastError), 0);
   for (const Lane& lane : shared.lanes) {
@@ -363,8 +358,6 @@ TEST(CoreThreadStress, EveryTurnIsCounted) {
   for (const int killed : crowd.kills) EXPECT_GT(killed, 0);
   EXPECT_FALSE(shared.recursive.WasLocked() || shared.once.WasLocked());
   EXPECT_EQ(GetCoreThreadServer()->GetThreadCount(), 1);
-  RecordProperty("turns", static_cast<int>(shared.turns));
-  RecordProperty("kills", std::accumulate(crowd.kills.begin(), crowd.kills.end(), 0));
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // Files that are read and written by threads which take turns.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <future>
 #include <memory>
 #include <vector>
 
@@ -23,40 +21,6 @@ class FilesAndTurns : public testing::Test {
   const TempFolder folder;
   const std::string path = folder / "shared";
 };
-
-TEST_F(FilesAndTurns, OthersRunWhileTheDiskWorks) {
-  writeBytes(path, {1, 2, 3});
-  const OSVolID slow(90);
-  KySetAdditionalIOLatency(slow, false, 5);
-  std::promise<void> asleep, awake;
-  const auto wake = awake.get_future();
-  std::atomic<bool> once{false};
-  const SleptClock clock([&] {
-    if (once.exchange(true)) return;
-    asleep.set_value();
-    wake.wait();
-  });
-  char got[3] = {};
-  bool isRead = false;
-  Worker worker([&](Worker& it) {
-    fileRec_t** const file = openFile(path.c_str(), kFileRead, 0, slow);
-    KYReadFile(file, got, 0, kFromStart, 3);
-    isRead = true;
-    KYCloseFile(file);
-    it.Terminate();
-  });
-  worker.Resume();
-  // The reader stands in the middle of its read, and this thread has its turn all the same.
-  auto isAsleep = asleep.get_future();
-  ASSERT_TRUE(runUntil([&] { return isAsleep.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
-  EXPECT_EQ(got[2], 0);
-  awake.set_value();
-  ASSERT_TRUE(runUntil([&] { return isRead; }));
-  EXPECT_EQ(got[2], 3);
-  // By the hooked clock the patience of the worker's end would be over at once.
-  ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
-  KySetAdditionalIOLatency(slow, false, 0);
-}
 
 TEST_F(FilesAndTurns, BothKindsOfThreadsShareAFileThoughWritesFail) {
   constexpr int kThreads = 4, kRounds = 150;

@@ -4,13 +4,11 @@
 
 #include <array>
 #include <atomic>
-#include <functional>
 #include <future>
 #include <thread>
 #include <vector>
 
 #include "core/threads/Blocking.h"
-#include "tests/support/Printed.h"
 #include "tests/support/Raised.h"
 #include "tests/threads/CoreThreads.h"
 
@@ -54,9 +52,8 @@ TEST(KySynch, AWaitIsServedThoughItsTimePassed) {
   EXPECT_FALSE(sema.IsSet());
 }
 
-TEST(KyMutex, LocksAsOftenAsItIsUnlockedAndTells) {
-  const DebugOutput out;
-  KyMutex mutex(true, "gate");
+TEST(KyMutex, IsFreeAfterAsManyUnlocksAsLocks) {
+  KyMutex mutex;
   mutex.Lock(kNoLimit);
   mutex.Lock(kNoLimit);
   mutex.Unlock();
@@ -64,10 +61,7 @@ TEST(KyMutex, LocksAsOftenAsItIsUnlockedAndTells) {
   mutex.Unlock();
   const XError error = errorRaisedBy([&] { mutex.Unlock("here", 12); });
   EXPECT_STREQ(error.GetCode(), "KyMutex::Unlock cannot release mutex");
-  EXPECT_EQ(parm(error, "err"), "288");
   EXPECT_EQ(parm(error, "fname") + parm(error, "fline"), "here12");
-  EXPECT_NE(out.text().find("KyMutex: Locked gate, status = 0, locker="), std::string::npos);
-  EXPECT_NE(out.text().find("KyMutex: Unlocked gate, err = 288, unlocker=here, line=12"), std::string::npos);
 }
 
 TEST(KyMutex, OneLeftByAThreadThatEndedCountsAsAcquired) {
@@ -78,39 +72,8 @@ TEST(KyMutex, OneLeftByAThreadThatEndedCountsAsAcquired) {
   EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 0);
 }
 
-TEST(KyMutexTenure, HoldsForItsScopeOrRaises) {
-  KyMutex mutex;
-  {
-    const KyMutexTenure hold(mutex);
-    EXPECT_EQ(elsewhere([&] { return codeRaisedBy([&] { KyMutexTenure late(mutex, 0); }); }),
-              "KyMutexTenure: could NOT LOCK mutex.");
-  }
-  EXPECT_EQ(elsewhere([&] { return codeRaisedBy([&] { KyMutexTenure free(mutex, 0); }); }), "");
-}
-
-TEST(KyMutexCells, AnswerByNumbers) {
-  void* cell = nullptr;
-  ASSERT_EQ(KyMutex_init(&cell), 0);
-  EXPECT_EQ(KyMutex_stat(&cell), 0);
-  EXPECT_EQ(KyMutex_acquire(&cell), 0);
-  EXPECT_EQ(elsewhere([&] { return KyMutex_acquire(&cell); }), -1);
-  EXPECT_EQ(elsewhere([&] { return KyMutex_stat(&cell); }), 1);
-  EXPECT_EQ(elsewhere([&] { return KyMutex_wait(&cell, 1); }), 1);
-  EXPECT_NE(elsewhere([&] { return KyMutex_release(&cell); }), 0);
-  EXPECT_EQ(KyMutex_release(&cell), 0);
-  EXPECT_EQ(elsewhere([&] { return KyMutex_spin_lock(&cell); }), 0);
-  EXPECT_EQ(KyMutex_stat(&cell), 0);
-  EXPECT_EQ(elsewhere([&] { return KyMutex_stat(&cell); }), 0);
-  EXPECT_EQ(KyMutex_destroy(&cell), 0);
-  EXPECT_EQ(KyMutex_acquire(&cell), -1);
-}
-
 TEST(KySema, CountsFromNoneToItsLimit) {
   KySema sema(2);
-  EXPECT_FALSE(sema.IsSet());
-  sema.Set();
-  sema.Set();
-  EXPECT_EQ(sema.Decrement(0), 0);
   EXPECT_FALSE(sema.IsSet());
   sema.Increment();
   sema.Increment();
@@ -137,40 +100,29 @@ TEST(KySema, GivesEachOfItsItemsToOneWaiter) {
   EXPECT_FALSE(sema.IsSet());
 }
 
-TEST(KyWaitMultiple, TakesTheFirstThatIsThereOrAll) {
+TEST(KyWaitMultiple, TakesOneOrAllOrNone) {
   KySema a(2);
   KySema b(2);
   KyMutex mutex;
   KySynch* all[] = {&a, &b, &mutex};
   Long index = -1;
-  b.Set();
+  b.Increment();
   EXPECT_EQ(KyWaitMultiple(2, all, false, &index, kNoLimit), 0);
   EXPECT_EQ(index, 1);
-  EXPECT_EQ(KyWaitMultiple(2, all, false, &index, 0), 1);
-  EXPECT_EQ(index, 1);
-
-  b.Set();
+  b.Increment();
   EXPECT_EQ(KyWaitMultiple(3, all, true, nullptr, 0), 1);
   EXPECT_TRUE(b.IsSet());
   EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 0);
-  a.Set();
-  EXPECT_EQ(KyWaitMultiple(3, all, true, nullptr, 0), 0);
-  EXPECT_FALSE(a.IsSet() || b.IsSet());
-  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 1);
-  mutex.Unlock();
 }
 
 TEST(KyWaitMultiple, RefusesTooManyAndTheSameTwice) {
   KySema sema(1);
-  sema.Set();
   std::array<KySynch*, 65> many;
   many.fill(&sema);
   EXPECT_EQ(checkFailedBy([&] { KyWaitMultiple(65, many.data(), false, nullptr, 0); }),
             "nCount <= MAXIMUM_WAIT_OBJECTS");
+  EXPECT_EQ(KyWaitMultiple(64, many.data(), false, nullptr, 0), 1);
   EXPECT_EQ(KyWaitForBoth(&sema, &sema, 0), -1);
-  Long index = -1;
-  EXPECT_EQ(KyWaitMultiple(64, many.data(), false, &index, 0), 0);
-  EXPECT_EQ(index, 0);
 }
 
 // Philosophers: neighbours share a fork, one eats with both, and the middle one needs all.
