@@ -14,7 +14,6 @@ Longs seen;
 AArray2* walked;
 
 Boolean see(void* element, void*) { return seen.push_back(*static_cast<Long*>(element)), false; }
-Boolean equals(void* element, void* wanted) { return *static_cast<Long*>(element) == *static_cast<Long*>(wanted); }
 int byLong(const void* element, const void* key, void*) {
   return *static_cast<const Long*>(element) - *static_cast<const Long*>(key);
 }
@@ -40,11 +39,6 @@ TEST(AArray2, WalksItsElementsEitherWay) {
   array->ModEach(bump, nullptr);
   array->ForEachDirect(bump, nullptr);
   EXPECT_EQ(contentsOf(*array), (Longs{3, 4, 5}));
-
-  Long index = -1, wanted = 4, absent = 6;
-  EXPECT_TRUE(array->ForEachUntil(&index, equals, &wanted));
-  EXPECT_EQ(index, 1);
-  EXPECT_FALSE(array->ForEachDirectUntil(&index, equals, &absent));
 }
 
 TEST(AArray2, WalksSurviveCallbacksThatDelete) {

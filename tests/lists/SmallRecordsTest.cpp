@@ -41,8 +41,7 @@ TEST(ASimpleList, KeepsEntriesThroughResizingAndRefusesBadNumbers) {
 
 TEST(AAssociation, KeepsACopyOfTheBytes) {
   const NothingStays memory;
-  for (const LongPtr size : {-3, 0, 1, 16, 17, 5000}) {
-    SCOPED_TRACE(size);
+  for (const LongPtr size : {-3, 0, 1, 5000}) {
     std::string bytes(5000, 'a');
     const aliasSpec_struct spec = {LongPtr{1} << 40, size, bytes.data(), [](AUndoable*, const aliasSpec_struct*) {},
                                    nullptr};
