@@ -1,6 +1,5 @@
 #include "core/os/AHwOsInfo.h"
 
-#include "core/objsys/AObjDoc.h"
 #include "core/os/VersionInfo.h"
 #include "platform/Clock.h"
 #include "tests/support/Test.h"
@@ -30,15 +29,6 @@ TEST(AHwOsInfo, TimesThatHaveADateShowItAndOthersQuestionMarks) {
     EXPECT_EQ(text(dateAndTimeText, bad), "?\?/?\?/?\?\?\? ?\?:?\?:?\?");
     EXPECT_EQ(text(dateText, bad), "?\?/?\?/?\?\?\?");
   }
-}
-
-TEST(AHwOsInfo, TheHostTellsWhoAndWhereItIs) {
-  KyUid uid;
-  MakeUid(&uid);
-  EXPECT_EQ(uid.high, AHwOsInfo::current()->GetHostID());
-  EXPECT_NEAR(double(uid.low), double(AHwOsInfo::current()->GetTime()), 60);
-  EXPECT_STREQ(KyNetwork::HostName2in_addr("127.0.0.1"), "127.0.0.1");
-  EXPECT_EQ(KyNetwork::HostName2in_addr("no host has blanks"), nullptr);
 }
 
 TEST(VersionInfo, EachFormShowsTheNumbersThatTheProgramTold) {
