@@ -60,7 +60,8 @@ Long AObject::Size() { return KySize(this); }
 void AObject::DebugCheck() {}
 
 void AObject::IObject() {
-  if (iCreationCB) iCreationCB(this);
+  if (iCreationCB) [[unlikely]]
+    iCreationCB(this);
 }
 
 void* AObject::operator new(std::size_t size) { return ky::newPtrClear(blockSize(size)); }

@@ -50,14 +50,16 @@ class ZorvexMasterPointerBlock {
   std::size_t takeIdle(void*** end, std::size_t count) {
     void*** at = end;
     void** slot = freeHead_;
-    while (at != end - count && slot && owns(slot)) {
+    while (at != end - count && owns(slot)) {
       void** const next = static_cast<void**>(*slot);
-      if (!next) {
-        *slot = slot;
-      } else if (!owns(next)) [[unlikely]] {
-        break;
-      }
       *--at = slot;
+      if (!owns(next)) [[unlikely]] {
+        if (next) {
+          ++at;  // one that leads out is not taken
+          break;
+        }
+        *slot = slot;
+      }
       slot = next;
     }
     freeHead_ = slot;

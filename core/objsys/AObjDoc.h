@@ -123,6 +123,7 @@ class KY_API AObjDoc : public ADomain {
   void createAndLoad();
   void createObjects();
   void loadObjects();
+  void noteIfUnknown(Long number);
   void growLists(Long number);
   ULong readNumber(AStream* stream, const char* label);
   void disposeUnreferred();

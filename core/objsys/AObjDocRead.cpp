@@ -203,12 +203,13 @@ void AObjDoc::CreateObject(AStream* theStream, Long number) {
   showReadProgress("Reading %ld objects (allocating)...", number, numObjects);
   const auto [id, length] = StreamWire::getRecordHead(*theStream);
   const auto classID = Long(id);
-  if (length < 0 || length > contentEnd - StreamWire::place(*theStream))
+  const bool fits = StreamWire::hasToRead(*theStream, length) || length <= contentEnd - StreamWire::place(*theStream);
+  if (length < 0 || !fits) [[unlikely]]
     raiseBadStreamData("Object length out-of-bounds");
-  if (number > listSlots) growLists(number);
+  if (number > listSlots) [[unlikely]]
+    growLists(number);
   // With tags on, a body ends in a mark that is not the object's own.
   listed.object[number - 1] = newOfClass(classID, version >= 3 ? length - 1 : length);
-  listed.mark[number - 1] = 0;
   StreamWire::skip(*theStream, length);
 }
 
@@ -221,9 +222,13 @@ void AObjDoc::LoadObject(AStream* theStream, Long number) {
   if (!object) [[unlikely]]
     return theStream->Skip(length);
   object->GetObjectFromStream(theStream, ioDesc);
-  if (dropsUnknowns && object->GetClassID() == kUnknownID) [[unlikely]]
-    listed.mark[number - 1] |= kDropped;
+  if (dropsUnknowns) [[unlikely]]
+    noteIfUnknown(number);
   if (body.gone() > length) raiseBadStreamData("Object read past its end");
+}
+
+[[gnu::noinline]] void AObjDoc::noteIfUnknown(Long number) {
+  if (listed.object[number - 1]->GetClassID() == kUnknownID) listed.mark[number - 1] |= kDropped;
 }
 
 /// Settles at once what nearly every pointer is: the number, bare in the window, of an object that is there and that
