@@ -11,7 +11,7 @@
 namespace ky {
 
 constinit MasterBlockTable masterBlocks;
-std::atomic<bool> uniqueSlotsForced{false};
+std::atomic<bool> cDbgForceUniqueHandles{false};
 constinit thread_local ThreadSlots* tSlots = nullptr;
 
 namespace {
@@ -151,7 +151,7 @@ void endSlotSlowly(ZorvexMasterPointerBlock& owner, void** slot) noexcept {
   const SpinTenure held(cHandleMgrMutex);
   if (mine) handIn(*mine);
   countDirectly(0, -1);
-  if (uniqueSlotsForced) {
+  if (cDbgForceUniqueHandles) {
     *slot = nullptr;
     return;
   }

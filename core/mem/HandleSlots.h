@@ -27,7 +27,7 @@ bool slotsStarted();
 void countSlotError();
 ZorvexHandleMgrStats slotStatistics();
 
-extern std::atomic<bool> uniqueSlotsForced;
+extern std::atomic<bool> cDbgForceUniqueHandles;
 
 /// What one thread has at hand, and its part of the statistics since it was last handed in.
 struct ThreadSlots {
@@ -82,7 +82,8 @@ inline void* endSlot(ZorvexMasterPointerBlock& owner, void** slot, SlotFailure& 
     return nullptr;
   }
   ThreadSlots* const mine = tSlots;
-  if (!mine || mine->count == ThreadSlots::kKept || uniqueSlotsForced.load(std::memory_order_relaxed)) [[unlikely]] {
+  if (!mine || mine->count == ThreadSlots::kKept || cDbgForceUniqueHandles.load(std::memory_order_relaxed))
+      [[unlikely]] {
     endSlotSlowly(owner, slot);
     return content;
   }

@@ -8,8 +8,6 @@ using namespace ky;
 
 namespace {
 
-bool checkInit() { return check(slotsStarted(), "cInitialized"); }
-
 void raiseCounted(const char* code) {
   countSlotError();
   +XError(code, 0);
@@ -22,7 +20,7 @@ void ky::raiseSlotFailure(SlotFailure failure) {
     case SlotFailure::none:
       break;
     case SlotFailure::notStarted:
-      checkInit();
+      check(false, "cInitialized");
       raiseCounted("MEM_OUT_OF_MEMORY");
       break;
     case SlotFailure::noMemory:
@@ -45,6 +43,10 @@ ZorvexHandleMgr::ZorvexHandleMgr() { fatal("Cannot create an instance of ZorvexH
 
 ZorvexHandleMgr::~ZorvexHandleMgr() { fatal("There should be no ZorvexHandleMgr to destruct."); }
 
+bool ZorvexHandleMgr::CheckInit() { return check(slotsStarted(), "cInitialized"); }
+
+ZorvexMasterPointerBlock* ZorvexHandleMgr::GetMasterBlock(void** handle) { return slotOwner(handle); }
+
 void ZorvexHandleMgr::ZorvexHandleMgrInit() {
   if (!slotsStarted()) check(startSlots(), "currentBlock != NULL");
 }
@@ -59,9 +61,9 @@ void** ZorvexHandleMgr::CreateHandle(void* block) {
 }
 
 void* ZorvexHandleMgr::DeleteHandle(void** handle) {
-  if (!checkInit()) return nullptr;
+  if (!CheckInit()) return nullptr;
   auto failure = SlotFailure::none;
-  ZorvexMasterPointerBlock* const owner = slotOwner(handle);
+  ZorvexMasterPointerBlock* const owner = GetMasterBlock(handle);
   void* const block = owner ? endSlot(*owner, handle, failure) : nullptr;
   if (!owner) failure = SlotFailure::unknown;
   if (failure != SlotFailure::none) [[unlikely]]
@@ -70,9 +72,9 @@ void* ZorvexHandleMgr::DeleteHandle(void** handle) {
 }
 
 unsigned char ZorvexHandleMgr::IsZorvexHandle(void** handle) {
-  if (slotOwner(handle)) [[likely]]
+  if (GetMasterBlock(handle)) [[likely]]
     return true;
-  checkInit();
+  CheckInit();
   return false;
 }
 
@@ -87,6 +89,6 @@ void ZorvexHandleMgr::DumpStatistics(KyPrint print) {
   print("\tMaxCurrentHandles\t= %*.0f\n", kWidth, static_cast<double>(stats.MaxCurrentHandles));
 }
 
-void ZorvexHandleMgr::SetForceUniqueHandles(unsigned char force) { uniqueSlotsForced = force != 0; }
+void ZorvexHandleMgr::SetForceUniqueHandles(unsigned char force) { cDbgForceUniqueHandles = force != 0; }
 
-unsigned char ZorvexHandleMgr::GetForceUniqueHandles() { return uniqueSlotsForced; }
+unsigned char ZorvexHandleMgr::GetForceUniqueHandles() { return cDbgForceUniqueHandles; }

@@ -3,6 +3,8 @@
 
 #include "core/base/KyTypes.h"
 
+class ZorvexMasterPointerBlock;
+
 struct ZorvexHandleMgrStats {
   Int64 NumMasterBlocks = 0;
   Int64 NumErrors = 0;
@@ -41,6 +43,8 @@ class KY_API ZorvexHandleMgr {
   static void SetForceUniqueHandles(unsigned char force);
   static unsigned char GetForceUniqueHandles();
 
-  /// Registers the commands HandleStats and ForceUniqueHandles; once.
-  static void InitConsoleCommands();
+ private:
+  static bool CheckInit();
+  /// Returns:  the block that the handle's slot lies in, or null.
+  static ZorvexMasterPointerBlock* GetMasterBlock(void** handle);
 };
