@@ -82,6 +82,12 @@ TEST(CDictionary, AgreesWithAModelUnderRandomOperations) {
   compareWithModel<LongPtr>(
       numberDictionary(7), [](unsigned n) { return (LongPtr{n} << 33) + n - 200; },
       [](const LongPtr& key) { return asNumberKey(key); });
+  Owned<CDictionary> shorts(new CDictionary);
+  const auto hash = [](const void* key) { return Long{*static_cast<const short*>(key)}; };
+  shorts->IDictionary(sizeof(short), hash, nullptr, 31);
+  compareWithModel<short>(
+      std::move(shorts), [](unsigned n) { return static_cast<short>(n - 200); },
+      [](const short& key) { return static_cast<const void*>(&key); });
   compareWithModel<std::string>(
       names({}), [](unsigned n) { return (n % 2 ? "Clip " : "CLIP ") + std::to_string(n / 2); },
       [](const std::string& key) { return static_cast<const void*>(key.c_str()); });

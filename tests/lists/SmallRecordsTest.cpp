@@ -69,6 +69,7 @@ TEST(RecordStack, GivesTheRecordsBackLatestFirstAndLosesNoneWithoutMemory) {
       failEachAllocation([&] { PushRecord(stack, record(pushed).data()); },
                          [](const std::string& code) { EXPECT_EQ(code, "MEM_OUT_OF_MEMORY"); });
     }
+    EXPECT_GE(owner.size(), 200 * size);
     for (int left = 200; left > 0; --left) ASSERT_EQ(popped(stack), record(left - 1));
     EXPECT_EQ(checkFailedBy([&] { popped(stack); }), "count > 0");
   }

@@ -33,6 +33,7 @@ int byKey(void* a, void* b) {
   expectInside(b);
   return ++compared, keyOf(a) - keyOf(b);
 }
+int alwaysBelow(void* a, void* b) { return byKey(a, b), -1; }
 int atRandomOrRaising(void* a, void* b) {
   if (--failAt == 0) +XError("ERROR_OTHER", 0);
   return byKey(a, b), int(random_() % 3) - 1;
@@ -78,6 +79,7 @@ TEST(rqsort, SortsElementsOfAnySize) {
 TEST(rqsort, StaysInTheBlockAndLosesNothingWhateverTheComparisonDoes) {
   for (long nth = 1; nth < 400 && !HasFailure(); ++nth) {
     failAt = nth;
+    sorted(60, 16, 256, alwaysBelow);
     sorted(60, nth % 2 ? 16 : 100, 256, atRandomOrRaising);
     EXPECT_TRUE(failAt <= 0 || nth > 60) << "it compares each element at least";
   }
