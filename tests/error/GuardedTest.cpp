@@ -82,18 +82,3 @@ TEST(Guarded, EndsOfThreadsAreNoErrors) {
   EXPECT_FALSE(handled);
   EXPECT_TRUE(unwound);
 }
-
-TEST(Guarded, FormsCleanUpAsTheyPromise) {
-  std::string steps;
-  EXPECT_EQ(codeRaisedBy([&] { guardedReraise([] { +XError("A"); }, [&] { steps += ESGetCode(); }); }), "A");
-  EXPECT_EQ(codeRaisedBy([&] { always([] { +XError("B"); }, [&] { steps += "b"; }); }), "B");
-  always([&] { steps += "c"; }, [&] { steps += "d"; });
-  guardedReraise([&] { steps += "e"; }, [&] { steps += "not reached"; });
-  EXPECT_FALSE(succeeds([] { +XError("F"); }));
-  EXPECT_TRUE(succeeds([&] { steps += "f"; }));
-  EXPECT_EQ(steps, "Abcdef");
-  const auto low = [] { +XError("LOW"); };
-  const XError high = errorRaisedBy([&] { reraisedAs("HIGH", low, "int n", 3, 0); });
-  EXPECT_STREQ(high.GetLevelCode(1), "LOW");
-  EXPECT_EQ(parm(high, "n"), "3");
-}
