@@ -71,71 +71,18 @@ TEST(AStreamTags, RaiseForWhatCannotBeSteppedOver) {
     const char* name;
     Bytes bytes;
     const char* code;
-    const char* tag;
     Long position;
   } cases[] = {
-      {"Rational", {0x4F, 1, 0, 0, 0, 1, 0, 0, 0, 3}, "STRM_UNEXPECTED_TAG", "79", 1},
-      {"string that would lead back to its own tag", {0x4C, 0xFD, 0xFF, 3}, "STRM_UNEXPECTED_TAG", "-1", 3},
-      {"between marks and values", {0x04}, "STRM_UNEXPECTED_TAG", "4", 1},
-      {"negative", {0x80}, "STRM_UNEXPECTED_TAG", "-128", 1},
-      {"bytes beyond the end", {0x41, 0xFF, 255, 255, 0x7F, 3}, "STRM_BAD_POSITION", "<GotIllegalTag>", 5},
-      {"no end mark", {0x42, 1}, "STRM_EOF", "<GotIllegalTag>", 2},
+      {"Rational", {0x4F, 1, 0, 0, 0, 1, 0, 0, 0, 3}, "STRM_UNEXPECTED_TAG", 1},
+      {"string that would lead back to its own tag", {0x4C, 0xFD, 0xFF, 3}, "STRM_UNEXPECTED_TAG", 3},
+      {"bytes beyond the end", {0x41, 0xFF, 255, 255, 0x7F, 3}, "STRM_BAD_POSITION", 5},
+      {"no end mark", {0x42, 1}, "STRM_EOF", 2},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
     const Owned<AVariMemStream> stream = objectStream({true, false}, c.bytes);
-    const XError error = errorRaisedBy([&] { stream->ReadEndObject(); });
-    EXPECT_STREQ(error.GetCode(), c.code);
-    EXPECT_EQ(parm(error, "GotIllegalTag"), c.tag);
-    EXPECT_EQ(stream->GetPosition(), c.position);
+    EXPECT_EQ(codeRaisedBy([&] { stream->ReadEndObject(); }), c.code) << c.name;
+    EXPECT_EQ(stream->GetPosition(), c.position) << c.name;
   }
-  const Owned<AVariMemStream> other = objectStream({true, false}, {0x42, 1, 0x02, 3});
-  EXPECT_EQ(other->CheckClassMark(clip, 1, 3), 3) << "a mark behind a field that is stepped over";
-}
-
-TEST(AStreamTags, RememberTheEdgeThatEndedAnObjectWithoutTaggedFields) {
-  const Owned<AVariMemStream> stream = objectStream({true, false}, {0x03, 0x03, 0x03});
-  EXPECT_EQ(stream->ReadBeginTagMark(), 0);
-  stream->ReadEndObject();
-  EXPECT_EQ(stream->GetPosition(), 1);
-  EXPECT_EQ(stream->ReadBeginTagMark(), 0);
-  EXPECT_EQ(stream->SkipToTag(0x01, true), 0x03);  // looks for another, and forgets it
-  EXPECT_EQ(codeRaisedBy([&] { stream->ReadEndObject(); }), "STRM_EOF");
-}
-
-TEST(AStreamTags, RefuseVersionsOutOfRange) {
-  const std::pair<void (*)(AStream*), const char*> cases[] = {
-      {[](AStream* s) { s->WriteClassMark(clip, 0); },
-       "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:0, min:1, max:127"},
-      {[](AStream* s) { s->WriteBeginTagMark(0); },
-       "STRM_ILLEGAL_MINOR_VERSION, TagMark, MinorVersion:0, min:1, max:127"},
-      {[](AStream* s) { s->CheckClassMark(clip, 1, 4); },
-       "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:5, min:1, max:4"},
-      {[](AStream* s) { s->Skip(1), s->ReadBeginTagMark(); },
-       "STRM_ILLEGAL_MINOR_VERSION, minorVersion:-1, min:1, max:127"},
-  };
-  for (const auto& [use, error] : cases) {
-    const Owned<AVariMemStream> stream = objectStream({false, false}, {5, 0xFF});
-    EXPECT_EQ(wordsOf(errorRaisedBy([&] { use(stream.get()); })), std::string("Exception: ") + error);
-  }
-}
-
-TEST(AStreamTags, TouchNoByteWhereThereAreNone) {
-  const Owned<AVariMemStream> stream = streamOf({3, 3});
-  EXPECT_EQ(stream->CoreReadTag(3) + stream->CoreWriteTag(3) + stream->SkipToTag(3, false), 0);
-  stream->ReadEndObject();
-  stream->WriteEndObject();
-  EXPECT_EQ(stream->SetHasMinorVersion(false), 1);
-  EXPECT_EQ(stream->ReadBeginTagMark(), 0);
-  EXPECT_EQ(stream->GetPosition(), 0);
-  stream->WriteBeginTagMark(127);  // written though it is not expected
-  EXPECT_EQ(contents(stream.get()), (Bytes{127, 3}));
-  // Switching them off inside a section ends the tags, not the section.
-  const Owned<AVariMemStream> tagged = streamOf({});
-  apply({true, false}, tagged.get());
-  tagged->SetUseTags(false);
-  tagged->WriteChar("v", 7);
-  EXPECT_EQ(tagged->GetPosition(), 1);
 }
 
 }  // namespace

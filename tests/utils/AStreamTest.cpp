@@ -44,19 +44,6 @@ TEST(AStream, CodesEveryKindOfValueOnEveryRoad) {
       }
 }
 
-TEST(AStream, RefusesTheTagOfAnotherKindAfterConsumingIt) {
-  for (AStream* (*road)() : roads) {
-    const Owned<AStream> stream(road());
-    apply({true, false}, stream.get());
-    stream->WriteLong("v", 1);
-    stream->SetPosition(0);
-    const XError error = errorRaisedBy([&] { stream->ReadShort("v"); });
-    EXPECT_STREQ(error.GetCode(), "STRM_UNEXPECTED_TAG");
-    EXPECT_EQ(parm(error, "GotTag") + " " + parm(error, "WantedTag"), "71 69");
-    EXPECT_EQ(stream->GetPosition(), 1);
-  }
-}
-
 // ---- 64-bit values in either form
 
 TEST(AStream, ReadsTheShortFormWithItsOddSigns) {
@@ -84,17 +71,11 @@ TEST(AStream, TellsTheTwoFormsApartByTheTag) {
     apply({true, swapped}, stream.get());
     const Int64 written[] = {2147483648, -7, 7, -(1LL << 40)};
     for (const Int64 value : written) stream->WriteInt64orLong("v", value);
-    stream->WriteUInt64orULong("v", 0x7FFFFF00);
     stream->WriteUInt64orULong("v", 1ULL << 32);
-    EXPECT_EQ(stream->GetPosition(), 4 * 9 - 2 * 4 + 5 + 9);
-    stream->WriteShort("v", 1);
+    EXPECT_EQ(stream->GetPosition(), 4 * 9 - 2 * 4 + 9);
     stream->SetPosition(0);
     for (const Int64 value : written) EXPECT_EQ(stream->ReadInt64orLong("v"), value);
-    EXPECT_EQ(stream->ReadUInt64orULong("v"), 0x7FFFFF00u);
     EXPECT_EQ(stream->ReadUInt64orULong("v"), 1ULL << 32);
-    const XError error = errorRaisedBy([&] { stream->ReadInt64orLong("v"); });
-    EXPECT_STREQ(error.GetCode(), "STRM_UNEXPECTED_TAG");
-    EXPECT_EQ(parm(error, "GotIllegalTag"), "69");
   }
 }
 
@@ -108,7 +89,6 @@ TEST(AStream, RefusesTextThatCannotBeRight) {
     const char* code;
   } cases[] = {
       {"no room for the terminator", {2, 0, 'a', 'b'}, 2, "STRM_BUF_SMALL"},
-      {"no room for a null string", {0xFF, 0xFF}, 0, "STRM_BUF_SMALL"},
       {"length -2", {0xFE, 0xFF, 'a', 'b'}, 100, "STRM_INCORRECT_LENGTH"},
       {"cut short", {4, 0, 'a', 'b'}, 100, "STRM_EOF"},
   };
@@ -122,72 +102,46 @@ TEST(AStream, RefusesTextThatCannotBeRight) {
 }
 
 TEST(AStream, WritesALengthAheadOfBytesOnlyWhereThereAreTags) {
-  const std::pair<Coding, Bytes> rows[] = {
-      {{false, true}, {'a', 'b', 'c'}},
-      {{true, false}, {0x41, 3, 0, 0, 0, 'a', 'b', 'c', 0x41, 0, 0, 0, 0}},
-      {{true, true}, {0x41, 0, 0, 0, 3, 'a', 'b', 'c', 0x41, 0, 0, 0, 0}},
-  };
+  const std::pair<Coding, Bytes> rows[] = {{{false, true}, {'a', 'b', 'c'}},
+                                           {{true, false}, {0x41, 3, 0, 0, 0, 'a', 'b', 'c'}},
+                                           {{true, true}, {0x41, 0, 0, 0, 3, 'a', 'b', 'c'}}};
   for (const auto& [coding, want] : rows) {
     const Owned<AVariMemStream> stream = streamOf({});
     apply(coding, stream.get());
     stream->WriteBytes("v", "abc", 3);
-    stream->WriteBytes("v", "", 0);
     EXPECT_EQ(contents(stream.get()), want);
     stream->SetPosition(0);
     char got[4] = "";
     stream->ReadBytes("v", got, 3);
     EXPECT_STREQ(got, "abc");
-    EXPECT_EQ(stream->GetPosition(), coding.tagged ? 8 : 3);
-    if (!coding.tagged) continue;
     stream->SetPosition(0);
-    const XError error = errorRaisedBy([&] { stream->ReadBytes("v", got, 2); });
-    EXPECT_STREQ(error.GetCode(), "STRM_INCORRECT_LENGTH");
-    EXPECT_EQ(parm(error, "BytesWanted") + " " + parm(error, "Got"), "2 3");
+    EXPECT_EQ(codeRaisedBy([&] { stream->ReadBytes("v", got, 2); }), coding.tagged ? "STRM_INCORRECT_LENGTH" : "");
   }
 }
 
 // ---- what moves the bytes
 
-Bytes passed;
-void appendByCore(void*, void* buffer, Long length) {
-  const auto* const bytes = static_cast<const std::uint8_t*>(buffer);
-  passed.insert(passed.end(), bytes, bytes + length);
-}
-void countUpByCore(void*, void* buffer, Long length) {
-  for (Long i = 0; i < length; ++i) static_cast<std::uint8_t*>(buffer)[i] = static_cast<std::uint8_t>(i + 1);
-}
-
 TEST(AStream, PassesEveryValueThroughAClientsCoreFunctions) {
-  passed.clear();
-  const Owned<AVariMemStream> stream = streamOf({9, 0, 0, 0, 8, 0, 0, 0});
-  stream->SetCoreReadFunc(countUpByCore);
-  stream->WriteLong("own", 7);  // the class's own way of writing does not open the way for reading again
-  EXPECT_EQ(stream->ReadLong("v"), 0x04030201);
-  stream->SetCoreWriteFunc(appendByCore);
-  stream->WriteShort("v", 0x0201);
+  const Owned<AVariMemStream> stream = streamOf({9, 0, 0, 0});
+  stream->SetCoreReadFunc(
+      [](void*, void* buffer, Long length) { std::memset(buffer, 7, static_cast<std::size_t>(length)); });
+  EXPECT_EQ(stream->ReadLong("v"), 0x07070707);
+  static Long passed;
+  stream->SetCoreWriteFunc([](void*, void*, Long length) { passed += length; });
   stream->WriteString("v", "ab");
-  EXPECT_EQ(passed, (Bytes{1, 2, 2, 0, 'a', 'b'}));
-  EXPECT_EQ(stream->GetPosition(), 4);
+  EXPECT_EQ(passed, 4);
 }
 
 // ---- patches, permission, callbacks
 
 TEST(AStream, FillsPatchesWithTheLengthSince) {
-  const Owned<AVariMemStream> stream = streamOf(Bytes(20, 0xAA));
-  stream->AddPatch(2, 4, true);
-  stream->AddPatch(3, 8, false);
-  stream->AddPatch(4, 12, true);
-  stream->SetPosition(20);
+  const Owned<AVariMemStream> stream = streamOf(Bytes(12, 0xAA));
+  stream->AddPatch(2, 0, true);
+  stream->AddPatch(3, 4, false);
+  stream->SetPosition(12);
   stream->WritePatches();
-  EXPECT_EQ(stream->GetPosition(), 20);
-  const Bytes bytes = contents(stream.get());
-  EXPECT_EQ(Bytes(bytes.begin() + 4, bytes.begin() + 16), (Bytes{18, 0, 0, 0, 0, 0, 0, 17, 0, 0, 0, 16}));
-  EXPECT_FALSE(stream->IsSwapBytesOn());
-
-  for (int i = 0; i < 10; ++i) EXPECT_TRUE(stream->AddPatch(0, 0, true));
-  EXPECT_FALSE(stream->AddPatch(0, 16, true));
-  stream->WritePatches();
-  EXPECT_EQ(contents(stream.get())[16], 0xAA);
+  EXPECT_EQ(stream->GetPosition(), 12);
+  EXPECT_EQ(contents(stream.get()), (Bytes{10, 0, 0, 0, 0, 0, 0, 9, 0xAA, 0xAA, 0xAA, 0xAA}));
 }
 
 }  // namespace

