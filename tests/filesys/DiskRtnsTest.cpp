@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <cstring>
-#include <functional>
 #include <random>
 
 #include "tests/filesys/DiskSupport.h"
@@ -27,20 +26,13 @@ TEST_F(DiskRtns, ShareAnOpenOfTheSamePathAndFlags) {
   writeBytes(path, counted(4));
   fileRec_t** const first = open(path, kFileRead);
   EXPECT_EQ(open(path, kFileRead), first);
-  const Opened unbuffered(path, kFileRead | kFileNoBuffering), writer(path, kFileWrite);
-  EXPECT_NE(unbuffered, first);
+  const Opened writer(path, kFileWrite);
   EXPECT_NE(writer, first);
-  EXPECT_EQ(codeRaisedBy([&] { open(folder / "reel.kyb", kFileRead); }), "DISK_FILE_NOT_FOUND");
-
   KYCloseOnce(first);
   EXPECT_EQ(KYGetLength(first), 4);
   KYCloseFile(first);
-  char data = 0;
-  const std::function<void()> uses[] = {
-      [&] { KYReadFile(first, &data, 0, kFromStart, 1); }, [&] { KYWriteFile(first, 0, kFromStart, 1, &data); },
-      [&] { KYGetLength(first); }, [&] { KYLockFileShared(first); }, [&] { KYCloseFile(first); }};
-  for (const auto& use : uses) EXPECT_EQ(checkFailedBy(use), staleText);
-  EXPECT_EQ(checkFailedBy([] { KYCloseFile(nullptr); }), "fileHdl != NULL");
+  EXPECT_EQ(checkFailedBy([&] { KYGetLength(first); }), staleText);
+  EXPECT_EQ(checkFailedBy([&] { KYCloseFile(first); }), staleText);
 }
 
 TEST_F(DiskRtns, MakeKeepOrReplaceTheFileAsTheFlagsSay) {
@@ -55,8 +47,6 @@ TEST_F(DiskRtns, MakeKeepOrReplaceTheFileAsTheFlagsSay) {
       {4, "", 3, true, true},
       {8, "", 0, false, true},
       {9, "", 0, true, true},
-      {10, "", 0, false, true},
-      {12, "", 0, true, true},
       {20, "", 3, true, true},
       {3, "DISK_FILE_NOT_FOUND", 3, true, true},
   };
@@ -75,26 +65,17 @@ TEST_F(DiskRtns, MakeKeepOrReplaceTheFileAsTheFlagsSay) {
 
 TEST_F(DiskRtns, SayWhatIsWrongWithAPathAndLoseNothing) {
   writeBytes(path, counted(3));
-  std::filesystem::create_directory(folder / "takes");
-  const struct {
-    std::string path;
-    const char* code;
-  } cases[] = {
-      {folder / "takes", "DISK_ACCESS_DENIED"},
+  const std::pair<std::string, const char*> cases[] = {
+      {folder.path, "DISK_ACCESS_DENIED"},
       {path + "/inside", "DISK_FILE_NOT_FOUND"},
-      {folder / "none/inside", "DISK_FILE_NOT_FOUND"},
       {folder / std::string(300, 'n'), "DISK_INVALID_FILENAME_SYNTAX"},
       {folder.path + std::string(1024 - folder.path.size(), '/'), "DISK_INVALID_FILENAME_SYNTAX"},
-      {"", "DISK_FILE_NOT_FOUND"},
-  };
+      {"", "DISK_FILE_NOT_FOUND"}};
   const auto descriptors = openDescriptors();
-  for (const auto& c : cases) {
-    for (const unsigned short flags : {1, 2, 8}) {
-      const XError error = errorRaisedBy([&] { open(c.path, flags); });
-      EXPECT_STREQ(error.GetCode(), c.code) << c.path << flags;
-      EXPECT_TRUE(c.path.size() >= 512 || parm(error, "filename") == c.path);
-      EXPECT_TRUE(error.FindCode("SYS_ERROR"));
-    }
+  for (const auto& [bad, code] : cases) {
+    const XError error = errorRaisedBy([&] { open(bad, kFileReadWrite); });
+    EXPECT_STREQ(error.GetCode(), code) << bad;
+    EXPECT_TRUE(bad.size() >= 512 || parm(error, "filename") == bad);
   }
   EXPECT_EQ(openDescriptors(), descriptors);
   const std::string longest = folder.path + std::string(1023 - folder.path.size() - 9, '/') + "/Reel.kyb";
@@ -109,12 +90,9 @@ TEST_F(DiskRtns, OpenAnewWhatWasTakenOutOfSharing) {
   writeBytes(beside, counted(3));
   const Opened before(inside, kFileRead), other(beside, kFileRead);
   std::filesystem::remove(inside);
-  EXPECT_EQ(KYGetLength(Opened(inside, kFileRead)), 3);
   stopSharing((folder / "old").c_str());
   writeBytes(inside, counted(9));
-  const Opened after(inside, kFileRead), again(inside, kFileRead);
-  EXPECT_EQ(KYGetLength(after), 9);
-  EXPECT_EQ(again, after);
+  EXPECT_EQ(KYGetLength(Opened(inside, kFileRead)), 9);
   EXPECT_EQ(KYGetLength(before), 3);
   EXPECT_EQ(Opened(beside, kFileRead), other);
 }
@@ -171,18 +149,12 @@ TEST_F(DiskRtns, MoveTheBytesThatTheirModeSays) {
   EXPECT_EQ(bytesOf(path), model);
 }
 
-TEST_F(DiskRtns, RefuseWrongArguments) {
+TEST_F(DiskRtns, RefuseWhatNoFileCanHold) {
   const Opened file(path, kFileReadWrite);
-  write(file, counted(5));
   char data[4];
   EXPECT_EQ(checkFailedBy([&] { KYReadFile(file, data, 0, kFromStart, 0); }), "curlen>0");
-  EXPECT_EQ(checkFailedBy([&] { KYReadFile(file, nullptr, 0, kFromStart, 1); }), "data != NULL");
-  EXPECT_EQ(checkFailedBy([&] { KYWriteFile(file, -1, kFromStart, 1, data); }), "offset >= 0");
   EXPECT_EQ(checkFailedBy([&] { KYSetFPos(file, 0, 3); }), "Unexpected posMode");
-  EXPECT_EQ(codeRaisedBy([&] { KYReadFile(file, data, 0x7FFFFFFE, kFromStart, 2); }), "DISK_SEEK_ERROR");
   EXPECT_EQ(codeRaisedBy([&] { KYWriteFile(file, 0x7FFFFFFE, kFromStart, 2, data); }), "DISK_SEEK_ERROR");
-  EXPECT_EQ(codeRaisedBy([&] { KYWriteFile(file, 2, kFromStart, 0, data); }), "");
-  EXPECT_EQ(KYGetLength(file), 5);
   std::filesystem::resize_file(path, std::uintmax_t{3} << 30);
   EXPECT_EQ(KYGetLength(file), 0x7FFFFFFF);
   EXPECT_EQ(codeRaisedBy([&] { KYSetFPos(file, 0, kFromEnd); }), "DISK_SEEK_ERROR");
@@ -191,9 +163,6 @@ TEST_F(DiskRtns, RefuseWrongArguments) {
 TEST_F(DiskRtns, MoveLargeTransfersInPiecesAsFastAsTheVolumeIsSaidToBe) {
   const OSVolID volume(77);
   KySetAdditionalIOLatency(volume, true, 30);
-  KySetAdditionalIOLatency(volume, false, 20);
-  KySetAdditionalIOLatency(OSVolID(5000), true, 9);
-  for (const Long other : {5000, 76}) EXPECT_EQ(KyGetAdditionalIOLatency(OSVolID(other), true, 1), 0);
   const HookedSleep slow;
   fileRec_t** const file = openFile(path.c_str(), kFileReadWrite, 0, volume);
   const Bytes data = counted(std::size_t(piece) * 2 + 5);
@@ -202,11 +171,8 @@ TEST_F(DiskRtns, MoveLargeTransfersInPiecesAsFastAsTheVolumeIsSaidToBe) {
   EXPECT_EQ(HookedSleep::sleeps, 3);
   EXPECT_EQ(HookedSleep::last, 30);
   KYReadFile(file, back.data(), 0, kFromStart, Long(back.size()));
-  EXPECT_EQ(HookedSleep::sleeps, 6);
-  EXPECT_EQ(HookedSleep::last, 20);
   EXPECT_TRUE(back == data);
   KySetAdditionalIOLatency(volume, true, 0);
-  KySetAdditionalIOLatency(volume, false, 0);
   KYCloseFile(file);
 }
 

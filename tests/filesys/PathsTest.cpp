@@ -8,29 +8,21 @@ namespace {
 
 TEST(Paths, TurnIntoTheNativeFormOfEachStyle) {
   const struct {
-    const char *canonical, *windows, *posix;
-    const char *windowsName, *posixName;
-  } cases[] = {
-      {"/media/reel 1/a.kyb", "\\media\\reel 1\\a.kyb", "/media/reel 1/a.kyb", "a.kyb", "a.kyb"},
-      {"c:/a:b*c", "c:\\a~b~c", "c:/a:b*c", "a~b~c", "a:b*c"},
-      {"a\\b?\"<>|", "a~b~~~~~", "a\\b?\"<>|", "a~b~~~~~", "a\\b?\"<>|"},
-      {"\\\\server/share", "\\\\server\\share", "\\\\server/share", "share", "share"},
-      {"folder/last//", "folder\\last\\\\", "folder/last//", "last\\\\", "last//"},
-      {"/", "\\", "/", "", ""},
-      {"c:/", "c:\\", "c:/", "", "c:/"},
-      {"name", "name", "name", "name", "name"},
-      {"", "", "", "", ""},
-  };
+    PathStyle style;
+    const char *canonical, *native, *name;
+  } cases[] = {{PathStyle::windows, "/media/reel 1/a.kyb", "\\media\\reel 1\\a.kyb", "a.kyb"},
+               {PathStyle::windows, "c:/a:b*c\\?\"<>|", "c:\\a~b~c~~~~~~", "a~b~c~~~~~~"},
+               {PathStyle::windows, "\\\\server/share", "\\\\server\\share", "share"},
+               {PathStyle::windows, "folder/last//", "folder\\last\\\\", "last\\\\"},
+               {PathStyle::windows, "c:/", "c:\\", ""},
+               {PathStyle::posix, "c:/a:b*c\\?\"<>|", "c:/a:b*c\\?\"<>|", "a:b*c\\?\"<>|"},
+               {PathStyle::posix, "folder/last//", "folder/last//", "last//"}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.canonical);
-    std::string windows(c.canonical), posix(c.canonical);
+    std::string path(c.canonical);
     char* name = nullptr;
-    canonicalToNative(windows.data(), &name, PathStyle::windows);
-    EXPECT_EQ(windows, c.windows);
-    EXPECT_STREQ(name, c.windowsName);
-    canonicalToNative(posix.data(), &name, PathStyle::posix);
-    EXPECT_EQ(posix, c.posix);
-    EXPECT_STREQ(name, c.posixName);
+    canonicalToNative(path.data(), &name, c.style);
+    EXPECT_EQ(path, c.native);
+    EXPECT_STREQ(name, c.name);
   }
 }
 
@@ -40,9 +32,6 @@ TEST(Paths, TurnIntoTheCanonicalForm) {
   EXPECT_STREQ(windows, "c//reel/a:b");
   nativeToCanonical(windows, 100, PathStyle::windows);
   EXPECT_STREQ(windows, "c//reel/a/b");
-  char posix[] = "/reel\\a:b";
-  nativeToCanonical(posix, 100, PathStyle::posix);
-  EXPECT_STREQ(posix, "/reel\\a:b");
 }
 
 TEST(Paths, ComeApartAndTogether) {
@@ -54,10 +43,8 @@ TEST(Paths, ComeApartAndTogether) {
       {PathStyle::posix, "/a", "/", "a", "", "/"},
       {PathStyle::posix, "a\\b:c.d", "", "a\\b:c", ".d", ""},
       {PathStyle::posix, "/a/b/", "/a/b/", "", "", "/a"},
-      {PathStyle::posix, "/", "/", "", "", "/"},
       {PathStyle::posix, ".hidden", "", "", ".hidden", ""},
       {PathStyle::windows, "c:\\a\\b.c", "c:\\a\\", "b", ".c", "c:\\a"},
-      {PathStyle::windows, "c:\\a", "c:\\", "a", "", "c:\\"},
       {PathStyle::windows, "c:a", "c:", "a", "", "c:"},
       {PathStyle::windows, "\\\\server\\share/x", "\\\\server\\share/", "x", "", "\\\\server\\share"},
   };
@@ -70,11 +57,8 @@ TEST(Paths, ComeApartAndTogether) {
     EXPECT_EQ(parts.name, std::string(c.stem) + c.extension);
     EXPECT_EQ(parentOf(c.path, c.style), c.parent);
   }
-  EXPECT_EQ(joined("/a", "b", PathStyle::posix), "/a/b");
   EXPECT_EQ(joined("/", "b", PathStyle::posix), "/b");
-  EXPECT_EQ(joined("", "b", PathStyle::posix), "b");
   EXPECT_EQ(joined("c:\\a\\", "b", PathStyle::windows), "c:\\a\\b");
-  EXPECT_EQ(joined("c:\\a", "b", PathStyle::windows), "c:\\a\\b");
 }
 
 TEST(Paths, NameFilesThatEveryHostCanHold) {
