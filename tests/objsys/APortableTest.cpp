@@ -1,6 +1,5 @@
 #include "core/objsys/APortable.h"
 
-#include "core/objsys/AIODesc.h"
 #include "tests/objsys/Film.h"
 #include "tests/support/Test.h"
 
@@ -37,24 +36,4 @@ TEST(APortable, FieldsOfALaterProgramAreSteppedOver) {
   Owned<Clip> read(static_cast<Clip*>(loaded(document)));
   EXPECT_STREQ(read->nameText(), "later");
   EXPECT_EQ(read->rate, 24);
-}
-
-TEST(AIODesc, OnlyStorageDefersChecks) {
-  static int runs;
-  runs = 0;
-  const auto count = [](AObject*) { ++runs; };
-  const auto refuse = [](AObject*) { raiseBadStreamData("no"); };
-  Owned<AUndoDesc> undo(AUndoDesc::New());
-  Owned<AStoreDesc> store(AStoreDesc::New());
-  deferCheck(undo.get(), nullptr, count);
-  deferCheck(store.get(), nullptr, count);
-  deferCheck(store.get(), nullptr, refuse);
-  deferCheck(store.get(), nullptr, count);
-  Owned<AObject> copy(store->Copy());
-  static_cast<AStoreDesc*>(copy.get())->RunDeferredChecks();
-  EXPECT_EQ(runs, 0);
-  EXPECT_EQ(codeRaisedBy([&] { store->RunDeferredChecks(); }), "DOMAIN_BAD_STRM_DATA");
-  EXPECT_EQ(runs, 1);
-  store->RunDeferredChecks();
-  EXPECT_EQ(runs, 1);
 }
