@@ -63,10 +63,8 @@ TEST(CmxEdl, EventLinesInTheWildAreRead) {
   } cases[] = {
       {"001  AX       V     C       ", "001", "AX", "V", "C", 0},
       {"000123\tA001C002_130412_R1XY\tAA/V\tC", "000123", "A001C002_130412_R1XY", "AA/V", "C", 0},
-      {"  010 MYREEL01 B C", "010", "MYREEL01", "B", "C", 0},
       {"010 AX va1A12/B C", "010", "AX", "va1A12/B", "C", 0},
       {"010 AX V K B", "010", "AX", "V", "KB", 0},
-      {"010 AX V KO 008", "010", "AX", "V", "KO", 8},
       {"010 AX V K O 8", "010", "AX", "V", "KO", 8},
   };
   for (const auto& c : cases) {
@@ -86,11 +84,8 @@ TEST(CmxEdl, TransitionsAreTwoLinesOfOneNumber) {
   const struct {
     const char *first, *second, *transition;
     Long frames;
-  } cases[] = {{"C", "D 024", "D", 24},
-               {"C", "W001 030", "W001", 30},
-               {"C", "w119 5", "W119", 5},
-               {"K B", "K 015", "K", 15},
-               {"K B", "K O 015", "KO", 15}};
+  } cases[] = {
+      {"C", "D 024", "D", 24}, {"C", "W001 030", "W001", 30}, {"K B", "K 015", "K", 15}, {"K B", "K O 015", "KO", 15}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.second);
     const std::string first = " AX V " + std::string(c.first), second = " BX V " + std::string(c.second);
@@ -106,96 +101,34 @@ TEST(CmxEdl, TransitionsAreTwoLinesOfOneNumber) {
 }
 
 TEST(CmxEdl, AnyLineEndingIsRead) {
-  const std::string lf = "TITLE: T\n\nFCM: NON-DROP FRAME\n" + cutLine() + "* LOC: a\n\n" + cutLine("002") + "oops";
   for (const std::string end : {"\n", "\r\n", "\r"}) {
-    std::string text;
-    for (const char c : lf) text += c == '\n' ? end : std::string(1, c);
-    const Told told = read(text);
+    const std::string event = cutLine();
+    const Told told = read("\xEF\xBB\xBFTITLE: T" + end + end + event.substr(0, event.size() - 1) + end + "oops");
     EXPECT_EQ(told.list.title, "T");
-    ASSERT_EQ(told.list.events.size(), 2u);
-    EXPECT_EQ(told.list.events[0].comments, std::vector<std::string>{"* LOC: a"});
-    EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{8, "oops"}}));
+    EXPECT_EQ(told.list.events.size(), 1u);
+    EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{4, "oops"}}));
   }
-  EXPECT_EQ(read("\xEF\xBB\xBFTITLE: \xC3\x9C\n" + cutLine()).list.title, "\xC3\x9C");
 }
 
 TEST(CmxEdl, CommentsStayInOrderAndNameTheClips) {
-  const std::string line = cutLine();
-  const Told told = read("* HEAD\n" + line +
-                         "* FROM CLIP NAME:  a b\n* loc: 01:00:00:00 RED\n*to clip name: c\nAUD  3    4\n"
-                         "* FROM CLIP NAME: later\nSPLIT: AUDIO DELAY\n* ASC_SOP (1 1 1)\n\x1A\n");
+  const Told told = read("* HEAD\n" + cutLine() +
+                         "* FROM CLIP NAME:  a b\n*to clip name: c\nAUD  3    4\nSPLIT: AUDIO DELAY\n\x1A\n");
   EXPECT_EQ(told.list.comments, std::vector<std::string>{"* HEAD"});
   const EdlEvent& event = told.list.events.at(0);
   EXPECT_EQ(event.clipName, "a b");
   EXPECT_EQ(event.toClipName, "c");
-  EXPECT_EQ(event.comments, (std::vector<std::string>{"* FROM CLIP NAME:  a b", "* loc: 01:00:00:00 RED",
-                                                      "*to clip name: c", "AUD  3    4", "* FROM CLIP NAME: later",
-                                                      "* SPLIT: AUDIO DELAY", "* ASC_SOP (1 1 1)"}));
-  EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{8, "SPLIT: AUDIO DELAY"}}));
-}
-
-TEST(CmxEdl, LinesThatAreNothingKnownAreKeptAndTold) {
-  for (const char* line : {"GPI 01", "M2 AX fast 00:00:00:00", "M2 AX 24", "AUD x", "FCM: PAL", "12 monkeys", "TITLE2",
-                           "M2 AX 24.00001 00:00:00:00", "\xFF\x01\xFE"}) {
-    const Told told = read(cutLine() + line + "\n");
-    ASSERT_EQ(told.kept.size(), 1u) << line;
-    EXPECT_EQ(told.kept[0].first, 2);
-    EXPECT_EQ(told.list.events[0].comments, std::vector<std::string>{"* " + edlLine(line)});
-  }
-  EXPECT_EQ(read("TITLE: a\n" + cutLine() + "TITLE: b\n").kept.size(), 1u);
-  EXPECT_EQ(read("M2 AX 24 00:00:00:00\n" + cutLine()).list.comments.size(), 1u);
-}
-
-TEST(CmxEdl, SpeedLinesAreExact) {
-  const struct {
-    const char* text;
-    Long num, den;
-  } cases[] = {{"048.0", 48, 1}, {"000.0", 0, 1},       {"-024.0", -24, 1},
-               {"+12.5", 25, 2}, {"23.976", 2997, 125}, {"-99999.9999", -999999999, 10000},
-               {"7", 7, 1}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    const EdlEvent event = onlyEvent(cutLine() + "M2   AX       " + c.text + "   00:00:10:05\n");
-    ASSERT_TRUE(event.speed);
-    EXPECT_EQ(event.speed->fps.GetNum(), c.num);
-    EXPECT_EQ(event.speed->fps.GetDen(), c.den);
-    EXPECT_EQ(timecodeText(event.speed->at), "00:00:10:05");
-  }
-}
-
-TEST(CmxEdl, SpeedLinesBehindATransitionGoToTheLineOfTheirReel) {
-  const std::string pair = cutLine("001") + cutLine("001", " BX V D 010");
-  const auto events = read(pair + "M2 AX 12 00:00:00:00\nM2 BX 48 00:00:00:00\nM2 BX 50 00:00:00:00\n").list.events;
-  EXPECT_EQ(events[0].speed->fps.GetNum(), 12);
-  EXPECT_EQ(events[1].speed->fps.GetNum(), 48);
-  EXPECT_EQ(events[1].comments, std::vector<std::string>{"* M2 BX 50 00:00:00:00"});
-  EXPECT_EQ(read(pair + "M2 CX 12 00:00:00:00\n").list.events[1].speed->reel, "CX");
+  EXPECT_EQ(event.comments, (std::vector<std::string>{"* FROM CLIP NAME:  a b", "*to clip name: c", "AUD  3    4",
+                                                      "* SPLIT: AUDIO DELAY"}));
+  EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{6, "SPLIT: AUDIO DELAY"}}));
 }
 
 TEST(CmxEdl, TheModeLineDecidesHowTheLabelsBehindItCount) {
   const std::string label = "001 AX V C 00:00:59:28 00:01:00:02 01:00:59;29 01;01;00;02\n";
-  const EdlText list =
-      read("FCM: DROP FRAME\n" + label + "fcm: non-drop frame\n" + label + "FCM: DROP FRAME\n" + label).list;
+  const EdlText list = read("FCM: DROP FRAME\n" + label + "fcm: non-drop frame\n" + label).list;
   EXPECT_EQ(list.fps, 30);
   EXPECT_TRUE(list.drop);
-  ASSERT_EQ(list.events.size(), 3u);
-  for (const bool drop : {true, false}) {
-    const EdlEvent& event = list.events[drop ? 2 : 1];
-    EXPECT_EQ(times(event), drop ? "00:00:59;28 00:01:00;02 01:00:59;29 01:01:00;02"
-                                 : "00:00:59:28 00:01:00:02 01:00:59:29 01:01:00:02");
-    EXPECT_EQ(eventDuration(event), drop ? 1 : 3);
-  }
-  EXPECT_EQ(times(list.events[0]), times(list.events[2]));
-  EXPECT_FALSE(read("FCM: NON-DROP FRAME\n" + label + "FCM: DROP FRAME\n" + label).list.drop);
-}
-
-TEST(CmxEdl, TheRateIsGivenOrToldOrUsual) {
-  EXPECT_EQ(read(cutLine()).list.fps, 24);
-  EXPECT_EQ(read("* FRAME RATE: 50\n" + cutLine()).list.fps, 50);
-  EXPECT_EQ(read("* FRAME RATE: 50\n" + cutLine(), 25).list.fps, 25);
-  EXPECT_EQ(read("Frame Rate: 60\n" + cutLine()).list.fps, 60);
-  EXPECT_EQ(read("* FRAME RATE: 23\n" + cutLine()).list.fps, 24);
-  EXPECT_EQ(read(cutLine() + "FCM: DROP FRAME\n").list.fps, 30);
+  EXPECT_EQ(times(list.events.at(0)), "00:00:59;28 00:01:00;02 01:00:59;29 01:01:00;02");
+  EXPECT_EQ(times(list.events.at(1)), "00:00:59:28 00:01:00:02 01:00:59:29 01:01:00:02");
 }
 
 TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
@@ -205,27 +138,19 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
     const char* want;
   } cases[] = {
       {"", 0, "1: the list ends here without an event; at least one event line was expected"},
-      {"\n001 AX V C 00:00:00:00 00:00:00:24 00:00:00:00 00:00:00:00\n", 24,
-       "2: the timecode \"00:00:00:24\" does not exist at 24 frames per second: frames from 00 to 23 were expected"},
       {"001 AX V C 24:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00\n", 60,
        "1: the timecode \"24:00:00:00\" does not exist at 60 frames per second: hours from 00 to 23 were expected"},
       {"FCM: DROP FRAME\r001 AX V C 00:00:00:00 00:00:00:00 01:01:00:01 00:00:00:00\r", 0,
        "2: the timecode \"01:01:00:01\" does not exist in drop-frame, which leaves out frames 00 and 01 of this "
-       "minute: "
-       "frames from 02 were expected"},
+       "minute: frames from 02 were expected"},
       {"FCM: DROP FRAME\n", 25,
        "1: drop-frame at 25 frames per second: drop-frame counting exists at 30 only, so 30 was expected"},
       {"001 AX X C", 0,
        "1: this event line cannot be read: \"X\" where a track (V, A, A2, AA, AA/V, NONE, B) was expected"},
-      {"001 AX V", 0,
-       "1: this event line cannot be read: it ends where a transition (C, D nnn, Wnnn nnn, K, K B, K O) was "
-       "expected"},
       {"001 AX V D 00:00:00:00", 0,
        "1: this event line cannot be read: \"00:00:00:00\" where the length of the transition in frames was expected"},
       {"001 AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00 x", 0,
        "1: this event line cannot be read: \"x\" where the end of the line, behind four timecodes, was expected"},
-      {"001 AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00\nM2 AX 24 00:00:61:00", 0,
-       "2: the timecode \"00:00:61:00\" does not exist at 24 frames per second: seconds from 00 to 59 were expected"},
   };
   for (const auto& c : cases) EXPECT_EQ(refusalOf(c.text, c.fps), c.want);
   EXPECT_EQ(refusalOf(cutLine() + "* " + std::string(5000, 'x')),
@@ -240,8 +165,6 @@ TEST(CmxEdl, DurationIsTheStretchThatHoldsEveryEvent) {
                {{{"01:00:10:00", "01:00:12:00"}, {"01:00:00:00", "01:00:01:00"}}, 288},  // any order, with a gap
                {{{"01:00:00:00", "01:00:10:00"}, {"01:00:02:00", "01:00:03:00"}}, 240},  // one inside another
                {{{"23:59:59:00", "00:00:00:00"}, {"00:00:00:00", "00:00:01:00"}}, 48},   // over midnight
-               {{{"23:59:58:00", "00:00:02:00"}, {"00:00:01:00", "00:00:03:00"}}, 120},
-               {{{"05:00:00:00", "05:00:00:00"}}, 0},
                {{{"00:00:00:00", "23:59:59:23"}, {"23:59:59:23", "00:00:00:00"}}, 86400 * 24}};
   for (const auto& c : cases) {
     std::string text;
@@ -263,33 +186,16 @@ TEST(CmxEdl, WrittenListsReadBackTheSame) {
   }
 }
 
-TEST(CmxEdl, WritingKeepsTheColumnsOfTheFormat) {
-  const std::string text =
-      "TITLE: CUT\nFCM: NON-DROP FRAME\n* FRAME RATE: 25\n"
-      "001  AX       V     C        00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n"
-      "002  AX       V     K B      00:00:10:00 00:00:12:00 01:00:02:00 01:00:04:00\n"
-      "002  BX       V     K    012 00:00:10:00 00:00:12:00 01:00:02:00 01:00:04:00\n"
-      "M2   BX       -012.5     00:00:10:00\n* FROM CLIP NAME: x\n";
-  EXPECT_EQ(writeEdl(read(text).list), text);
-}
-
 TEST(CmxEdl, WhatNoListCanHoldIsNotSound) {
   std::mt19937 random(1);
   const EdlText good = someEdl(random);
   using Damage = void (*)(EdlText&);
-  const Damage damages[] = {[](EdlText& l) { l.fps = 23; },
-                            [](EdlText& l) { l.drop = true, l.fps = 24; },
+  const Damage damages[] = {[](EdlText& l) { l.drop = true, l.fps = 24; },
                             [](EdlText& l) { l.title = "two\nlines"; },
                             [](EdlText& l) { l.comments.push_back("* FRAME RATE: 25"); },
-                            [](EdlText& l) { l.events[0].number = "12"; },
                             [](EdlText& l) { l.events[0].reel = "A B"; },
-                            [](EdlText& l) { l.events[0].track = "X"; },
                             [](EdlText& l) { l.events[0].recordOut.frames = 0x7FFFFFFF; },
-                            [](EdlText& l) { l.events[0].recordOut.desc.fps = 1; },
-                            [](EdlText& l) {
-                              l.events[0].speed = EdlSpeed{"A", Rational(1, 3), {}};
-                            },
-                            [](EdlText& l) { l.events[0].comments = {"* "}; }};
+                            [](EdlText& l) { l.events[0].recordOut.desc.fps = 1; }};
   for (const Damage damage : damages) {
     EdlText bad = good;
     damage(bad);

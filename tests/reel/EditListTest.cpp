@@ -42,27 +42,6 @@ TEST_F(EditListTest, SavedListsLoadTheSame) {
   }
 }
 
-TEST_F(EditListTest, LongChainsAndLongCommentsAreSaved) {
-  EdlText text = someEdl(random);
-  EdlEvent event = text.events.back();
-  event.transition = "C";
-  for (int i = 0; i < 100000; ++i) text.events.push_back(event);
-  text.events.back().comments.assign(50000, "* many of these");
-  EXPECT_TRUE(writeEdl(fromDocument(documentOf(text))->toText()) == writeEdl(text));
-}
-
-TEST_F(EditListTest, CopiesStandAlone) {
-  const EdlText text = someEdl(random);
-  Owned<EditList> list(EditList::New(text));
-  const Owned<EditList> copy(static_cast<EditList*>(list->Copy()));
-  const Owned<EditEvent> event(static_cast<EditEvent*>(list->first()->Copy()));
-  list.reset();
-  EXPECT_EQ(described(copy->toText()), described(text));
-  EXPECT_EQ(event->toText().reel, text.events[0].reel);
-  EXPECT_EQ(event->list(), nullptr);
-  EXPECT_EQ(event->next(), nullptr);
-}
-
 TEST_F(EditListTest, DocumentsAreLaidOutAsTheirPageSays) {
   constexpr std::size_t kHeader = 0x77;
   auto document = documentOf(
