@@ -16,13 +16,11 @@ class CoreMutex : public testing::Test {
 
   /// Runs `body` once on a core thread of its own, to its end.
   template <class Body>
-  void elsewhere(Body body, KyCoreThreadType type = KyCoreThread_Cooperative) {
-    Worker worker(
-        [&](Worker& it) {
-          body();
-          it.Terminate();
-        },
-        type);
+  void elsewhere(Body body) {
+    Worker worker([&](Worker& it) {
+      body();
+      it.Terminate();
+    });
     worker.Resume();
     ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
   }
