@@ -65,17 +65,4 @@ TEST_F(DiskFacts, TellNameAndTime) {
   EXPECT_EQ(changed, (11644473600 + 1'000'000'000) * 10'000'000 + 12'345);
 }
 
-TEST_F(DiskFacts, AskTheVolumeForTheSizesThatPay) {
-  const VolumeServices before = volumeServices();
-  installVolumeServices({[](OSVolID) -> Boolean { return true; },
-                         [](OSVolID, ULong, CorvaneInfo_t* info) {
-                           *info = {4096, 131072, 0, {131072, 262144}, {131072, 393216}};
-                         },
-                         nullptr});
-  Long min = -1, max = -1, step = -1;
-  KYGetEfficientWriteSize(Opened(path, kFileCreate), &min, &max, &step);
-  EXPECT_TRUE(min == 393216 && max == 393216 && step == 131072);
-  installVolumeServices(before);
-}
-
 }  // namespace

@@ -97,14 +97,6 @@ TEST_F(DiskRtns, OpenAnewWhatWasTakenOutOfSharing) {
   EXPECT_EQ(Opened(beside, kFileRead), other);
 }
 
-TEST_F(DiskRtns, CloseAllFilesHoweverOftenTheyAreOpen) {
-  const auto descriptors = openDescriptors();
-  fileRec_t** const files[] = {open(path, 2), open(path, 2), open(path, 4), open(folder / "b", 8)};
-  KYCloseAllFiles();
-  EXPECT_EQ(openDescriptors(), descriptors);
-  for (fileRec_t** const file : files) EXPECT_EQ(checkFailedBy([&] { KYGetLength(file); }), staleText);
-}
-
 // ---- transfers
 
 TEST_F(DiskRtns, MoveTheBytesThatTheirModeSays) {

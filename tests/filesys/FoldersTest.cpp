@@ -129,12 +129,6 @@ TEST(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
   EXPECT_EQ(changing.names, (std::multiset<std::string>{"a", "b", "c"}));
 }
 
-TEST(Folders, TheChainOfAFolderEndsAtTheRoot) {
-  Seen seen;
-  EXPECT_TRUE(ForEachDirInChain(dirAt("/a/b").get(), Seen::visit, seen.data()));
-  EXPECT_EQ(seen.names, (std::multiset<std::string>{"", "a", "b"}));
-}
-
 TEST(Folders, ASearchGoesAsDeepAsItMayAndThroughNoLoop) {
   const TempFolder folder;
   std::filesystem::create_directories(folder / "one/two");

@@ -176,13 +176,3 @@ TEST_F(Locators, ATypeIsToldByTheExtensionOrByTheDocumentInside) {
     EXPECT_EQ(found, c.type) << c.name;
   }
 }
-
-TEST_F(Locators, SettingATypeAppendsItsExtensionUnlessItIsThere) {
-  for (const auto& [name, want] : {std::pair("a.KYB", "a.KYB"), {"a.txt", "a.txt.kyb"}}) {
-    const auto locator = file(name);
-    locator->Create(0);
-    locator->SetFileType(MakeChar4("ZVob"));
-    EXPECT_EQ(nameOf(*locator), want);
-    EXPECT_TRUE(locator->Exists());
-  }
-}

@@ -97,24 +97,3 @@ TEST_F(KydocCommands, WordWhateverFailsAndWorkTheNextTime) {
   }
   EXPECT_GT(met, 150);
 }
-
-TEST_F(KydocCommands, TellWhatIsWrongWithTheFile) {
-  writeBytes(folder / "text", {'t', 'e', 'x', 't'});
-  writeBytes(folder / "empty", {});
-  const struct {
-    std::string file;
-    int status;
-    const char* err;
-  } cases[] = {
-      {"none", 1, "kydoc: DISK_FILE_NOT_FOUND: there is no file \""},
-      {"", 1, "kydoc: DISK_ACCESS_DENIED: access to \""},
-      {"text", 3, "kydoc: "},
-      {"empty", 3, "kydoc: "},
-  };
-  for (const auto& c : cases) {
-    const Shown shown = run([&] { return kydoc::verify(folder / c.file); });
-    EXPECT_EQ(shown.status, c.status) << c.file;
-    EXPECT_TRUE(shown.err.starts_with(c.err)) << shown.err;
-    EXPECT_EQ(shown.out, "");
-  }
-}

@@ -22,15 +22,3 @@ TEST(ADomain, OpensByTheKeyAndRefusesAPrologueThatIsNone) {
                   {"DOMAIN_KEY_UNKNOWN", [] { loaded(prologueWith(8, "XJBO")); }},
                   {"DOMAIN_DUPLICATE_KEY", [] { ADomain::Register(Long(MakeChar4("OBJD")), nullptr); }}});
 }
-
-TEST(ADomain, KeepsOldTailsOverAWrite) {
-  registerFilm();
-  Bytes bytes;
-  Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, Long(kFilmType)));
-  Owned<Clip> clip(Clip::New("a long name"));
-  doc->CopyIn(clip.get());
-  const std::string first = bytes.text();
-  doc->CopyIn(nullptr);
-  EXPECT_EQ(bytes.text().substr(119), first.substr(119));
-  EXPECT_EQ(doc->CopyOut(), nullptr);
-}

@@ -11,12 +11,6 @@ constexpr Long kClip = Long(Clip::portableID);
 constexpr Long kOldClip = Long(MakeChar4("clip"));
 }  // namespace
 
-TEST(PClass, RefusesASecondClassOfAnIdentifierAndAliasesOfNone) {
-  registerFilm();
-  expectRefusals({{"PCREG_UNKNOWN_CLASSID", [] { PClassAddAlias(1, Long(MakeChar4("Nob?"))); }},
-                  {"PCREG_DUPLICATE_CLASSID", [] { PClassAddAlias(Long(Reel::portableID), kClip); }}});
-}
-
 TEST(PClass, AnAliasCreatesTheCurrentClassAndIsNeverWritten) {
   registerFilm();
   PClassAddAlias(kOldClip, kClip);
