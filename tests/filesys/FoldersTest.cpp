@@ -49,6 +49,30 @@ struct TempDirSet {
   ~TempDirSet() { SetFSTempDir(CoreWinDirLocator::New(std::filesystem::temp_directory_path().c_str(), nullptr)); }
 };
 
+TEST(Folders, AFolderThatOthersChangeIsReadToItsEnd) {
+  const TempFolder folder;
+  makeFile(folder / "stays");
+  std::atomic<bool> done{false};
+  std::thread changer([&] {
+    for (int i = 0; !done; ++i) {
+      const std::string path = folder / std::to_string(i % 50);
+      if (std::filesystem::exists(path)) {
+        std::filesystem::remove(path);
+      } else {
+        makeFile(path);
+      }
+    }
+  });
+  const OwnedDir dir = dirAt(folder.path);
+  for (int i = 0; i < 100; ++i) {
+    Seen seen;
+    ForEachItemInDir(dir.get(), Seen::visit, seen.data());
+    EXPECT_EQ(seen.names.count("stays"), 1u);
+  }
+  done = true;
+  changer.join();
+}
+
 }  // namespace
 
 TEST(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {

@@ -18,6 +18,20 @@ Int64 statistic(const char* name) {
   return at == std::string::npos ? -1 : std::stoll(out.text().substr(out.text().find('=', at) + 1));
 }
 
+TEST(ZorvexHandleMgr, UniqueHandlesAreNotUsedAgain) {
+  void** const h = ZorvexHandleMgr::CreateHandle(nullptr);
+  const Int64 live = statistic("NumCurrentHandles");
+  ZorvexHandleMgr::SetForceUniqueHandles(true);
+  EXPECT_TRUE(ZorvexHandleMgr::GetForceUniqueHandles());
+  ZorvexHandleMgr::DeleteHandle(h);
+  ZorvexHandleMgr::SetForceUniqueHandles(false);
+  EXPECT_EQ(*h, nullptr);
+  EXPECT_EQ(statistic("NumCurrentHandles"), live - 1);
+  void** const next = ZorvexHandleMgr::CreateHandle(nullptr);
+  EXPECT_NE(next, h);
+  ZorvexHandleMgr::DeleteHandle(next);
+}
+
 }  // namespace
 
 TEST(ZorvexHandleMgr, AnyHistoryKeepsContentsOverSeveralBlocks) {

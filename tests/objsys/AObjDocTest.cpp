@@ -95,6 +95,30 @@ std::string refusalOfSlowSave(APortable* root) {
   return codeRaisedBy([&] { doc->CopyIn(root); });
 }
 
+TEST(AObjDoc, AFailedLoadDisposesWhatNobodyRefersTo) {
+  Owned<Reel> reel(Reel::New({Clip::New("a"), Clip::New("b"), Clip::New("c")}));
+  std::string document = saved(reel.get());
+  document.back() = 0;  // the root's end mark, read last of all
+  const Long alive = Clip::alive;
+  EXPECT_EQ(reasonRaisedBy(document), "STRM_UNEXPECTED_TAG");
+  EXPECT_EQ(Clip::alive, alive);
+}
+
+TEST(AObjDoc, UnknownsCanBeDropped) {
+  // The reel is read behind its item, the unknown, and sees none; a reel read ahead of it would keep its address.
+  Owned<Reel> reel(Reel::New({Clip::New("item")}));
+  std::string document = saved(reel.get());
+  document.replace(kFirstRecord, 4, "MYST");
+  AObjDoc::SetNoUnknowns(1);
+  Owned<Reel> without(static_cast<Reel*>(loaded(document)));
+  EXPECT_EQ(loaded(documentOfUnknown("\x03")), nullptr);
+  AObjDoc::SetNoUnknowns(0);
+  ASSERT_EQ(without->count, 1);
+  EXPECT_EQ(without->items[0], nullptr);
+  Owned<Reel> with(static_cast<Reel*>(loaded(document)));
+  EXPECT_TRUE(with->items[0]->IsInstanceOf("AUnknown"));
+}
+
 }  // namespace
 
 TEST(AObjDoc, WritesTheBytesThatThePageShows) {

@@ -54,6 +54,35 @@ std::string times(const EdlEvent& e) {
          timecodeText(e.recordOut);
 }
 
+TEST(CmxEdl, SpeedLinesAreExact) {
+  const struct {
+    const char* text;
+    Long num, den;
+  } cases[] = {{"048.0", 48, 1}, {"000.0", 0, 1},       {"-024.0", -24, 1},
+               {"+12.5", 25, 2}, {"23.976", 2997, 125}, {"-99999.9999", -999999999, 10000},
+               {"7", 7, 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    const EdlEvent event = onlyEvent(cutLine() + "M2   AX       " + c.text + "   00:00:10:05\n");
+    ASSERT_TRUE(event.speed);
+    EXPECT_EQ(event.speed->fps.GetNum(), c.num);
+    EXPECT_EQ(event.speed->fps.GetDen(), c.den);
+    EXPECT_EQ(timecodeText(event.speed->at), "00:00:10:05");
+  }
+}
+
+TEST(CmxEdl, LinesThatAreNothingKnownAreKeptAndTold) {
+  for (const char* line : {"GPI 01", "M2 AX fast 00:00:00:00", "M2 AX 24", "AUD x", "FCM: PAL", "12 monkeys", "TITLE2",
+                           "M2 AX 24.00001 00:00:00:00", "\xFF\x01\xFE"}) {
+    const Told told = read(cutLine() + line + "\n");
+    ASSERT_EQ(told.kept.size(), 1u) << line;
+    EXPECT_EQ(told.kept[0].first, 2);
+    EXPECT_EQ(told.list.events[0].comments, std::vector<std::string>{"* " + edlLine(line)});
+  }
+  EXPECT_EQ(read("TITLE: a\n" + cutLine() + "TITLE: b\n").kept.size(), 1u);
+  EXPECT_EQ(read("M2 AX 24 00:00:00:00\n" + cutLine()).list.comments.size(), 1u);
+}
+
 }  // namespace
 
 TEST(CmxEdl, EventLinesInTheWildAreRead) {

@@ -41,6 +41,21 @@ class ReelProgram : public testing::Test {
 
 constexpr const char* kCut = "TITLE: T\n001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
 
+TEST_F(ReelProgram, PipesAreReadAndWritten) {
+  std::string list = kCut;  // longer than what a pipe holds
+  for (int i = 0; i < 3000; ++i) list += "002 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
+  write("a.edl", list);
+  ASSERT_EQ(run("import a.edl a.kyb").status, 0);
+  ASSERT_EQ(run("export a.kyb b.edl").status, 0);
+  const std::string pipeline = "cd '" + folder.path +
+                               "' && cat a.edl | '" KY_REEL
+                               "' import /dev/stdin b.kyb >out 2>err && cat b.kyb | '" KY_REEL
+                               "' export /dev/stdin /dev/stdout 2>>err | cat >c.edl";
+  EXPECT_EQ(std::system(pipeline.c_str()), 0);
+  EXPECT_EQ(contents("err"), "");
+  EXPECT_TRUE(contents("c.edl") == contents("b.edl"));
+}
+
 }  // namespace
 
 TEST_F(ReelProgram, ExportAndImportGiveTheSameList) {

@@ -25,6 +25,7 @@ auto elsewhere(Body body) {
 
 TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
   static std::atomic<int> begun, ended;
+  begun = ended = 0;
   const BlockingHooks before = installBlockingHooks({[]() -> Boolean { return ++begun != 0; }, [] { ++ended; }});
   const SleptClock hooked;
   KyMutex mutex;

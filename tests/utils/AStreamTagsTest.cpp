@@ -85,4 +85,21 @@ TEST(AStreamTags, RaiseForWhatCannotBeSteppedOver) {
   }
 }
 
+TEST(AStreamTags, RefuseVersionsOutOfRange) {
+  const std::pair<void (*)(AStream*), const char*> cases[] = {
+      {[](AStream* s) { s->WriteClassMark(clip, 0); },
+       "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:0, min:1, max:127"},
+      {[](AStream* s) { s->WriteBeginTagMark(0); },
+       "STRM_ILLEGAL_MINOR_VERSION, TagMark, MinorVersion:0, min:1, max:127"},
+      {[](AStream* s) { s->CheckClassMark(clip, 1, 4); },
+       "STRM_ILLEGAL_OBJECT_VERSION, pcid:CLIP, version:5, min:1, max:4"},
+      {[](AStream* s) { s->Skip(1), s->ReadBeginTagMark(); },
+       "STRM_ILLEGAL_MINOR_VERSION, minorVersion:-1, min:1, max:127"},
+  };
+  for (const auto& [use, error] : cases) {
+    const Owned<AVariMemStream> stream = objectStream({false, false}, {5, 0xFF});
+    EXPECT_EQ(wordsOf(errorRaisedBy([&] { use(stream.get()); })), std::string("Exception: ") + error);
+  }
+}
+
 }  // namespace
