@@ -4,22 +4,13 @@
 #include <atomic>
 #include <cstddef>
 
+#include "core/base/AddressChecks.h"
 #include "core/base/KyTypes.h"
 
 namespace ky {
 
 /// Off where an overrun or a leak is to show in the system's own heap.
-#if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool kSmallBlocksInUse = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-inline constexpr bool kSmallBlocksInUse = false;
-#else
-inline constexpr bool kSmallBlocksInUse = true;
-#endif
-#else
-inline constexpr bool kSmallBlocksInUse = true;
-#endif
+inline constexpr bool kSmallBlocksInUse = !kAddressesChecked;
 
 inline constexpr std::size_t kBlockUnit = 16;
 inline constexpr std::size_t kLargestSmallBlock = 1024;

@@ -6,14 +6,11 @@
 #include <cstring>
 #include <type_traits>
 
+#include "core/base/AddressChecks.h"
 #include "core/utils/AStream.h"
 
-// Off where reading beside a text would be reported.
-#if defined(__SSE2__) && !defined(__SANITIZE_ADDRESS__) && !defined(KY_NO_WHOLE_UNITS)
-#define KY_READS_WHOLE_UNITS 1
+#if defined(__SSE2__)
 #include <emmintrin.h>
-#else
-#define KY_READS_WHOLE_UNITS 0
 #endif
 
 namespace ky {
@@ -57,13 +54,15 @@ T reversed(T value) {
 
 /// std::strlen() for texts that mostly end within their first 16 bytes, as names do that lie in a block of their own.
 [[gnu::always_inline]] inline std::size_t lengthOfText(const char* text) {
-#if KY_READS_WHOLE_UNITS
+#if defined(__SSE2__)
   // An aligned unit lies in one page, so that what it holds ahead of the text and behind its end can be read too.
-  const auto ahead = reinterpret_cast<std::uintptr_t>(text) % sizeof(__m128i);
-  const __m128i unit = _mm_load_si128(reinterpret_cast<const __m128i*>(text - ahead));
-  const unsigned ends = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(unit, _mm_setzero_si128()))) >> ahead;
-  if (ends) [[likely]]
-    return static_cast<std::size_t>(std::countr_zero(ends));
+  if constexpr (!kAddressesChecked) {
+    const auto ahead = reinterpret_cast<std::uintptr_t>(text) % sizeof(__m128i);
+    const __m128i unit = _mm_load_si128(reinterpret_cast<const __m128i*>(text - ahead));
+    const unsigned ends = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(unit, _mm_setzero_si128()))) >> ahead;
+    if (ends) [[likely]]
+      return static_cast<std::size_t>(std::countr_zero(ends));
+  }
 #endif
   return std::strlen(text);
 }
