@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstddef>
 
-#include "core/base/AddressChecks.h"
 #include "core/base/KyTypes.h"
+#include "core/base/Sanitizers.h"
 
 namespace ky {
 

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "core/base/AddressChecks.h"
+#include "core/base/Sanitizers.h"
 #include "core/utils/AStream.h"
 
 #if defined(__SSE2__)
@@ -56,7 +56,7 @@ T reversed(T value) {
 [[gnu::always_inline]] inline std::size_t lengthOfText(const char* text) {
 #if defined(__SSE2__)
   // An aligned unit lies in one page, so that what it holds ahead of the text and behind its end can be read too.
-  if constexpr (!kAddressesChecked) {
+  if constexpr (!kAddressesChecked && !kThreadsChecked) {
     const auto ahead = reinterpret_cast<std::uintptr_t>(text) % sizeof(__m128i);
     const __m128i unit = _mm_load_si128(reinterpret_cast<const __m128i*>(text - ahead));
     const unsigned ends = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(unit, _mm_setzero_si128()))) >> ahead;

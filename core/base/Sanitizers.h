@@ -1,4 +1,4 @@
-// Whether the address sanitizer watches this build.
+// Which sanitizers watch this build.
 #pragma once
 
 namespace ky {
@@ -13,6 +13,18 @@ inline constexpr bool kAddressesChecked = false;
 #endif
 #else
 inline constexpr bool kAddressesChecked = false;
+#endif
+
+#if defined(__SANITIZE_THREAD__)
+inline constexpr bool kThreadsChecked = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+inline constexpr bool kThreadsChecked = true;
+#else
+inline constexpr bool kThreadsChecked = false;
+#endif
+#else
+inline constexpr bool kThreadsChecked = false;
 #endif
 
 }  // namespace ky
