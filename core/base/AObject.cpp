@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 
 #include "core/error/Assert.h"
 #include "core/mem/KyMemory.h"
@@ -21,11 +20,6 @@ void fatalAbout(AObject* object, const char* format, const char* file = __builti
   std::snprintf(text, sizeof text, format, object->ClassName());
 #pragma GCC diagnostic pop
   ky::fatal(text, file, line);
-}
-
-Long blockSize(std::size_t size) {
-  // The memory manager refuses a negative size as it refuses one that it cannot find.
-  return size > std::size_t{std::numeric_limits<Long>::max()} ? -1 : static_cast<Long>(size);
 }
 
 }  // namespace
@@ -64,7 +58,7 @@ void AObject::IObject() {
     iCreationCB(this);
 }
 
-void* AObject::operator new(std::size_t size) { return ky::newPtrClear(blockSize(size)); }
+void* AObject::operator new(std::size_t size) { return ky::newObjectBlock(size); }
 
 void* AObject::operator new(std::size_t size, void* where) { return std::memset(where, 0, size); }
 

@@ -52,6 +52,11 @@ inline void* newPtrClear(Long size) {
   return p;
 }
 
+/// The block of an object. The memory manager refuses a negative size as it refuses one that it cannot find.
+inline void* newObjectBlock(std::size_t size) {
+  return newPtrClear(size > std::size_t{0x7FFFFFFF} ? -1 : static_cast<Long>(size));
+}
+
 /// KyDisposePtr(), likewise.
 inline void disposePtr(void* p) {
   if (allocationWatch.freesWatched()) [[unlikely]]

@@ -179,7 +179,7 @@ void AObjDoc::createAndLoad() {
 [[gnu::flatten]] void AObjDoc::loadObjects() {
   const bool asHere = isOwnKind();
   for (Long number = 1; number <= numObjects; ++number) {
-    if (number <= numObjects - kAhead) prefetchForFilling(listed.object[number - 1 + kAhead]);
+    prefetchForFilling(listed.object[std::min(number + kAhead, numObjects) - 1]);
     asHere ? AObjDoc::LoadObject(stream, number) : LoadObject(stream, number);
   }
 }

@@ -8,6 +8,7 @@
 #include "core/error/Subsystems.h"
 #include "core/error/UIHooks.h"
 #include "core/lists/AliasSpec.h"
+#include "core/mem/TracedPtr.h"
 #include "core/objsys/AIODesc.h"
 #include "core/objsys/AUndoMgr.h"
 
@@ -40,7 +41,7 @@ AUndoable::~AUndoable() {
   DeferredObject = this;
 }
 
-void* AUndoable::operator new(std::size_t size) { return AObject::operator new(size); }
+void* AUndoable::operator new(std::size_t size) { return newObjectBlock(size); }
 void* AUndoable::operator new(std::size_t size, void* where) { return AObject::operator new(size, where); }
 
 void AUndoable::operator delete(void* storage) {
