@@ -4,7 +4,7 @@
 #include "core/base/AObject.h"
 #include "core/lists/AliasSpec.h"
 
-/// Keeps a copy of the spec and, when it has data, of the data's bytes.
+/// Keeps a copy of how the alias is tied and, when there are data with it, of their bytes.
 class KY_API AAssociation : public AObject {
  public:
   /// Raises:   MEM_OUT_OF_MEMORY.
