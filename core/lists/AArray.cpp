@@ -124,7 +124,7 @@ void AArray::DeleteItem(Long index) {
   if (!check(!lockChanges, "lockChanges == FALSE")) return;
   char* gap = cell(index - indexBase);
   std::memmove(gap, gap + elementSize, static_cast<std::size_t>(cell(--numItems) - gap));
-  if (blockSize + numItems < slots) Resize(slots - blockSize);
+  if (blockSize + numItems < slots) giveBackSlots(slots - blockSize);
 }
 
 bool AArray::replaceCells(Long place, Long removed, Long added) {
@@ -138,7 +138,7 @@ bool AArray::replaceCells(Long place, Long removed, Long added) {
   numItems = static_cast<Long>(count);
   // As many blocks as single deletions would have given back.
   const Int64 slack = slots - count;
-  if (removed > added && slack > block) Resize(static_cast<Long>(slots - (slack - 1) / block * block));
+  if (removed > added && slack > block) giveBackSlots(static_cast<Long>(slots - (slack - 1) / block * block));
   return true;
 }
 
@@ -207,13 +207,20 @@ Long AArray::GetIndexBase() { return indexBase; }
 
 void AArray::RemoveAll() {
   numItems = 0;
-  if (slots > blockSize) Resize(blockSize);
+  if (slots > blockSize) giveBackSlots(blockSize);
 }
 
 void AArray::Resize(Long count) {
   count = std::max(count, numItems);
   KySetHandleSize(hItems, handleBytes(elementSize, count));
   slots = count;
+}
+
+void AArray::giveBackSlots(Long count) {
+  guarded([&] { Resize(count); },
+          [](XError& caught) {
+            if (!caught.FindCode("MEM_OUT_OF_MEMORY")) xraisexerror(caught);
+          });
 }
 
 void AArray::MoreSlots() {

@@ -138,6 +138,8 @@ class KY_API AArray : public ACollection {
   /// Returns:  false if changes are locked and the failed assertion returned.
   /// Requires: "lockChanges == FALSE".
   bool replaceCells(Long place, Long removed, Long added);
+  /// Resize() to fewer slots. That the smaller block cannot be had is no failure: the array keeps the larger one.
+  void giveBackSlots(Long count);
 
   short blockSize = 0;
   Long slots = 0;

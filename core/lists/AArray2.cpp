@@ -134,7 +134,7 @@ void AArray2::SetNumItems(Long num) {
     Resize(static_cast<Long>(std::min<Int64>(Int64{num} + blockSize, INT32_MAX)));
   } else if (num < slots - blockSize) {
     // The elements about to go still count here, so that the room for them stays until the next change of size.
-    Resize(num + blockSize / 2);
+    giveBackSlots(num + blockSize / 2);
   }
   numItems = num;
 }

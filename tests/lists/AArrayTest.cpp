@@ -145,6 +145,11 @@ TEST(AArray, StaysAsItWasWhenMemoryRunsOut) {
     });
     array->Resize(3);
   }
+  array->Resize(500);
+  const AllocationFailure failure(1);
+  array->DeleteItem(2);
+  EXPECT_TRUE(failure.happened()) << "less memory was asked for, and none is no failure";
+  EXPECT_EQ(contentsOf(*array), (std::vector<Long>{10, 30}));
 }
 
 TEST(AArray, SearchesByHalves) {

@@ -93,6 +93,15 @@ TEST(RangeArray, IsTheStepFunctionThatItsPointsSay) {
   }
 }
 
+TEST(RangeArray, JoinsRangesThoughMemoryRunsOut) {
+  const Owned<RangeArray> array = ranges({{1, kStart}, {2, 0}, {3, 1}, {4, 2}, {5, 3}, {6, 4}, {7, 5}, {8, 6}});
+  array->Resize(100);
+  const AllocationFailure failure(1);
+  array->SetRange(9, 0, 5);
+  EXPECT_TRUE(failure.happened());
+  EXPECT_EQ(entries(*array), (Entries{{1, kStart}, {9, 0}, {7, 5}, {8, 6}}));
+}
+
 const Bytes kThreeRanges = {3, 0, 1, 0, 0, 0, 2, 0, 0, 0, 5, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 7, 0, 0, 0};
 
 Bytes written(RangeArray* array) {
