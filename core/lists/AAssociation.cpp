@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "core/error/XError.h"
 #include "core/mem/KyMemory.h"
@@ -16,12 +17,13 @@ AAssociation* AAssociation::New(Long key, const aliasSpec_struct& spec) {
 }
 
 void AAssociation::IAssociation(Long key, const aliasSpec_struct& spec) {
+  const LongPtr bytes = bytesOf(spec);
+  if (bytes > std::numeric_limits<Long>::max()) +XError("MEM_OUT_OF_MEMORY", 0);
+  void* const block = bytes > kInside ? KyNewPtr(static_cast<Long>(bytes)) : nullptr;
+  if (bytes > 0) std::memmove(block ? block : iBytes, spec.data, static_cast<std::size_t>(bytes));
   iKey = key;
   iSpec = spec;
-  if (!hasBytes()) return;
-  if (spec.dataLength > std::numeric_limits<Long>::max()) +XError("MEM_OUT_OF_MEMORY", 0);
-  if (spec.dataLength > kInside) iBlock = KyNewPtr(static_cast<Long>(spec.dataLength));
-  std::memcpy(iBlock ? iBlock : iBytes, spec.data, static_cast<std::size_t>(spec.dataLength));
+  if (void* const before = std::exchange(iBlock, block)) KyDisposePtr(before);
 }
 
 AAssociation::~AAssociation() {
@@ -42,5 +44,5 @@ AObject* AAssociation::Copy() {
 void AAssociation::GetAlias(Long& key, aliasSpec_struct& spec) const {
   key = iKey;
   spec = iSpec;
-  if (hasBytes()) spec.data = iBlock ? iBlock : iBytes;
+  if (bytesOf(iSpec) > 0) spec.data = iBlock ? iBlock : iBytes;
 }

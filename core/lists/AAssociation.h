@@ -7,7 +7,7 @@
 /// Keeps a copy of how the alias is tied and, when there are data with it, of their bytes.
 class KY_API AAssociation : public AObject {
  public:
-  /// Raises:   MEM_OUT_OF_MEMORY.
+  /// Raises:   MEM_OUT_OF_MEMORY, with an association that stood already as it was.
   static AAssociation* New(Long key, const aliasSpec_struct& spec);
   void IAssociation(Long key, const aliasSpec_struct& spec);
 
@@ -30,5 +30,5 @@ class KY_API AAssociation : public AObject {
   char iBytes[kInside] = {};
   void* iBlock = nullptr;  ///< the bytes, when they are more than fit inside
 
-  bool hasBytes() const { return iSpec.dataLength > 0 && iSpec.data != nullptr; }
+  static LongPtr bytesOf(const aliasSpec_struct& spec) { return spec.data ? spec.dataLength : 0; }
 };

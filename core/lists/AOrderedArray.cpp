@@ -82,11 +82,12 @@ AOrderedArray* AOrderedArray::New(Long elementSize, typechoice type) {
 }
 
 void AOrderedArray::IOrderedArray(Long size, typechoice type) {
+  const KeyCompare compare = comparisonFor(type);
+  if (!compare) +XError("BAD_TYPE_IN_ORDERED_ARRAY", 0);
   IArray(size);
   SetBlockSize(kManySmallKeys);
   OwnedHandle before(std::exchange(hScratch, KyNewHandle(size)));
-  fCompare = comparisonFor(type);
-  if (!fCompare) +XError("BAD_TYPE_IN_ORDERED_ARRAY", 0);
+  fCompare = compare;
 }
 
 AOrderedArray::~AOrderedArray() { OwnedHandle left(hScratch); }

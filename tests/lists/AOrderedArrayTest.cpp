@@ -39,7 +39,10 @@ TEST(AOrderedArray, OrdersByTheTypeOfItsKeys) {
   std::vector<char**> texts = {nullptr};
   for (const char* text : {"A", "a", "ab", "\x80"}) texts.push_back(owners.emplace_back(KyNewSHdl(text)).get());
   expectOrder<char**>(typeStrHdl, texts);
-  EXPECT_EQ(codeRaisedBy([] { AOrderedArray::New(4, typechoice(7)); }), "BAD_TYPE_IN_ORDERED_ARRAY");
+
+  const Owned<AOrderedArray> array(AOrderedArray::New(1, typeAddr));
+  EXPECT_EQ(codeRaisedBy([&] { array->IOrderedArray(8, typechoice(7)); }), "BAD_TYPE_IN_ORDERED_ARRAY");
+  EXPECT_EQ(ArrayAccess::elementSize(*array), 1) << "the array stays as it was";
 }
 
 // Into 10, 20, 30, 40. The element at the index itself is not compared with: hence 35 may go to index 3.

@@ -41,11 +41,12 @@ TEST(ASimpleList, KeepsEntriesThroughResizingAndRefusesBadNumbers) {
 
 TEST(AAssociation, KeepsACopyOfTheBytes) {
   const NothingStays memory;
-  for (const LongPtr size : {-3, 0, 1, 5000}) {
+  const Owned<AAssociation> association(AAssociation::New(1, {}));
+  for (const LongPtr size : {-3, 0, 16, 5000, 4000, 1}) {
     std::string bytes(5000, 'a');
     const aliasSpec_struct spec = {LongPtr{1} << 40, size, bytes.data(), [](AUndoable*, const aliasSpec_struct*) {},
                                    nullptr};
-    const Owned<AAssociation> association(AAssociation::New(7, spec));
+    association->IAssociation(7, spec);
     bytes.assign(5000, 'b');
     const Owned<AAssociation> copy(static_cast<AAssociation*>(association->Copy()));
     for (AAssociation* from : {association.get(), copy.get()}) {
