@@ -1,5 +1,6 @@
 #include "core/mem/KyHandles.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "core/error/Assert.h"
@@ -277,7 +278,7 @@ short KyPtrToHand(const void* src, char*** out, Long size) {
 }
 
 short KyPtrToXHand(const void* src, char** h, Long size) {
-  if (offsetWithin(h, src) >= 0) {
+  if (size > 0 && offsetWithin(h, src) >= 0) {
     std::memmove(*h, src, static_cast<std::size_t>(size));
     KySetHandleSize(h, size);
     return 0;
@@ -290,6 +291,7 @@ short KyPtrToXHand(const void* src, char** h, Long size) {
 short KyPtrAndHand(const void* src, char** h, Long size) {
   const Long offset = offsetWithin(h, src);
   const Long old = KyGetHandleSize(h);
+  if (size > INT32_MAX - old) raiseOutOfMemory();
   KySetHandleSize(h, old + size);
   const char* const from = offset >= 0 ? *h + offset : static_cast<const char*>(src);
   if (size > 0 && *h) std::memcpy(*h + old, from, static_cast<std::size_t>(size));

@@ -70,6 +70,10 @@ TEST(KyHandles, AFailedResizeLeavesTheHandle) {
     const AllocationFailure failure(1);
     EXPECT_EQ(codeRaisedBy([&] { resize(h.get(), 4000); }), "MEM_OUT_OF_MEMORY");
   }
+  expectRefusals({
+      {"MEM_OUT_OF_MEMORY", [&] { KyPtrAndHand("x", h.get(), INT_MAX - 3); }},
+      {"newSize >= 0", [&] { KyPtrToXHand(h.data(), h.get(), -1); }},
+  });
   EXPECT_EQ(text(h.get()), "keep");
 }
 
