@@ -74,10 +74,10 @@ static void dumpMemory(KyPrint print) {
 
 void KyMemInit() {
   if (started) return;
-  started = true;
   if (!dumperInstalled) DmpInstall(dumpMemory, "Memory", false);
   dumperInstalled = true;
   ZorvexHandleMgr::ZorvexHandleMgrInit();
+  started = true;
 }
 
 // The memory mutex is a static object that threads may still use, and slots last as long as the process.

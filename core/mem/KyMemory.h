@@ -6,6 +6,8 @@
 // ---- start and end
 
 /// Starts the memory manager: handles need it, pointers do not. A second call does nothing.
+///
+/// Raises:   DMP_TABLE_FULL, with nothing started.
 KY_API void KyMemInit();
 /// Ends what KyMemInit() began, as far as handles allow; without it does nothing.
 KY_API void KyMemCleanup();
