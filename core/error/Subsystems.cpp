@@ -67,6 +67,7 @@ int dbgRegSubSystem(const char* name) {
   if (!check(nameFits(name), "nextName + nameLen < MAX_SUBSYSTEMS * SUBSYS_NAMESIZE")) return 0;
 
   sTable[sNextID].name = std::strcpy(sNames + sNextName, name);
+  sTable[sNextID].flags = 0;
   sNextName += static_cast<int>(std::strlen(name)) + 1;
   return sNextID++;
 }

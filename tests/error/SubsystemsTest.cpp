@@ -11,7 +11,9 @@ using namespace std::string_literals;
 
 BARE_TEST(Subsystems, TheTableHoldsFifty) {
   raiseFatals();
+  dbgSetFlag(7, kDbgPrint);
   for (int id = 1; id <= 50; ++id) EXPECT_EQ(dbgRegSubSystem(("s" + std::to_string(id)).c_str()), id);
+  EXPECT_EQ(dbgTestFlag(7, 15), 0) << "flags start clear";
   EXPECT_EQ(dbgGetSubSystemID("S50"), 50);
   EXPECT_STREQ(dbgGetSubsysName(50), "s50");
   EXPECT_EQ(dbgGetSubSystemID("one more"), 0);
