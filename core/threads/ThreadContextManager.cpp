@@ -59,7 +59,9 @@ void ThreadContextManager::SetMainThreadContext(ManagementPolicy_t policy) {
       fault = "ThreadContextManager::SetMainThreadContext: The context management policy can not be changed.";
     } else {
       iPolicy = policy;
-      iMain = tContext ? tContext : add(ThreadContext::kMainFlags);
+      if (!tContext) add(0);
+      tContext->iFlags |= ThreadContext::kMainFlags;
+      iMain = tContext;
     }
   }
   if (fault) ThreadContextError(fault);

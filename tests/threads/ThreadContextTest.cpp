@@ -8,6 +8,7 @@
 
 #include "platform/Debugger.h"
 #include "platform/Threads.h"
+#include "tests/support/Bare.h"
 #include "tests/support/Printed.h"
 
 namespace {
@@ -54,6 +55,19 @@ TEST(ThreadContext, IsMadeOnceAndEndsOnce) {
     ThreadContext::Unregister();
   });
   EXPECT_EQ(reports.count(), 3);
+}
+
+BARE_TEST(ThreadContext, TheMainThreadIsMarkedThoughItHadAContext) {
+  ThreadContext::Initialize(eMultithreaded);
+  ThreadContext::Unregister();
+  ThreadContext* const own = ThreadContext::Register();
+  const Reports reports;
+  ThreadContext::Initialize(eMultithreaded);
+  EXPECT_TRUE(own->IsMainThread() && own->IsCoopThread());
+  EXPECT_EQ(ThreadContext::GetMainThreadContext(), own);
+  EXPECT_EQ(reports.count(), 0);
+  ThreadContext::Initialize(eMultithreaded);
+  EXPECT_EQ(reports.count(), 1);
 }
 
 TEST(ThreadContext, ThreadsComeAndGoWhileOthersAreCollected) {
