@@ -134,6 +134,7 @@ constexpr ErrorCode codes[] = {
     {"DL_GET_HEAD_TAIL", ""},
     {"DL_INCLUDE_THREAD", ""},
     {"DL_INSERT_FAILED", ""},
+    {"DL_INVALID_ON_THREAD_0", ""},
     {"DL_KEYOFFSET_OUT_OF_RANGE", ""},
     {"DL_NEXT_FAILED", ""},
     {"DL_NO_KEYS", ""},
