@@ -14,8 +14,8 @@ void ObjectSystemClassInit() {
   crcInit();
   AUndoable::PCRegister();
   ADomain::PCRegister();
-  CoreWinFileLocator::PCRegister();
   CoreWinDirLocator::PCRegister();
+  CoreWinFileLocator::PCRegister();
 }
 
 void UndoSystemClassInit() {}
