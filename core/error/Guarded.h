@@ -80,13 +80,6 @@ inline void reraisedAs(const char* code, Body&& body, List... labelsAndValues) {
   guarded(body, [&](XError& caught) { xreraise(caught, code, labelsAndValues...); });
 }
 
-/// Runs `finally` after `body`, however that ends.
-template <class Body, class Finally>
-inline void always(Body&& body, Finally&& finally) {
-  guardedReraise(body, [&] { finally(); });
-  finally();
-}
-
 /// Runs `body` and drops what it raises, for places that may not raise.
 ///
 /// Returns:  whether it came through.
@@ -95,6 +88,13 @@ inline bool succeeds(Body&& body) {
   bool came = true;
   guarded(body, [&] { came = false; });
   return came;
+}
+
+/// Runs `finally` after `body`, however that ends. Should both raise, the error is that of `body`.
+template <class Body, class Finally>
+inline void always(Body&& body, Finally&& finally) {
+  guardedReraise(body, [&] { succeeds(finally); });
+  finally();
 }
 
 }  // namespace ky

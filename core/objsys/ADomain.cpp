@@ -51,7 +51,8 @@ void ADomain::Register(Long key, ADomain* (*open)(AStream* stream, Boolean delet
 }
 
 ADomain* ADomain::OpenFromStream(AStream* stream, Boolean deleteDev) {
-  // The length of the text doubles as the byte-order mark.
+  // The length of the text doubles as the byte-order mark, whatever was read from the stream before.
+  stream->SetSwapBytes(0);
   const short length = stream->ReadShort("DomainMagic:len");
   if (!readsMagicText(stream) || (length != kMagicLength && length != kSwappedMagicLength))
     +XError("DOMAIN_BAD_MAGIC", 0);
@@ -78,6 +79,12 @@ void ADomain::IDomain(AStream* theStream, Boolean theDeleteDev, Boolean isNew) {
     InitDomainOld();
   }
   contentStartPos = stream->GetPosition();
+  isPrologueSwapped = stream->IsSwapBytesOn();
+}
+
+void ADomain::goToContent() {
+  stream->SetPosition(GetContentStartPos());
+  stream->SetSwapBytes(isPrologueSwapped);
 }
 
 ADomain::~ADomain() {

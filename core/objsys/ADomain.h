@@ -44,6 +44,8 @@ class KY_API ADomain : public APortable {
   /// `Dispose`.
   virtual void Close();
   /// Closes the former stream if it is the domain's, and starts a new domain on this one.
+  ///
+  /// Raises:   what closing the former stream raises, before this one is taken; what the prologue raises, behind that.
   virtual void SetStream(AStream* stream, Boolean deleteDev);
   virtual void CopyIn(APortable* root);
   virtual APortable* CopyOut();
@@ -54,8 +56,14 @@ class KY_API ADomain : public APortable {
   /// Writes the prologue (`isNew`) or reads what follows it; a null stream is for later.
   void IDomain(AStream* stream, Boolean deleteDev, Boolean isNew);
 
+  /// Stands behind the prologue, in its byte order: a walk before may have left the stream in that of the bodies.
+  void goToContent();
+
   Boolean deleteDev = 0;
   Long contentStartPos = 0;
   AIODesc* ioDesc = nullptr;
   AStream* stream = nullptr;
+
+ private:
+  Boolean isPrologueSwapped = 0;
 };

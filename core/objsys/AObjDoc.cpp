@@ -1,5 +1,6 @@
 #include "core/objsys/AObjDoc.h"
 
+#include <atomic>
 #include <cstring>
 #include <typeinfo>
 #include <utility>
@@ -27,10 +28,13 @@ void requireRandom(AStream* stream) {
 }  // namespace
 
 void MakeUid(KyUid* uid) {
-  static ULong last = 0;
+  static std::atomic<ULong> last = 0;
   const auto now = ULong(platform::wallSeconds());
-  last = now > last ? now : last + 1;
-  *uid = {hostNumber(), last};
+  ULong before = last;
+  const auto next = [&] { return now > before ? now : before + 1; };
+  while (!last.compare_exchange_weak(before, next())) {
+  }
+  *uid = {hostNumber(), next()};
 }
 
 AObjDoc* AObjDoc::New(AStream* stream, Boolean deleteDev, Long fileType) {

@@ -120,7 +120,7 @@ APortable* AObjDoc::readObjects() {
 }
 
 Long AObjDoc::readHeader() {
-  stream->SetPosition(GetContentStartPos());
+  goToContent();
   version = stream->ReadChar("DomainVersion");
   if (version < 1 || version > 4) +XError("AOBJDOC_VERSION_MISMATCH", "char version", version, 0);
   char timestamp[80];

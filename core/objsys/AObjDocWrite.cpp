@@ -238,7 +238,7 @@ void AObjDoc::startContent(AStream::PtrWriteFunc writePtr) {
   // A write that failed inside an object's tagged section, whose place this one takes, has left it open.
   StreamWire::setTagged(*stream, false);
   setDataTrace(stream);
-  stream->SetPosition(GetContentStartPos());
+  goToContent();
   writeHeader();
   if (tracesDomains()) dprintf("  Writing %ld objects (%s).\n", long(numObjects), TimeOfDay().text);
 }

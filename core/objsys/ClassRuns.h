@@ -12,11 +12,12 @@ struct ClassRun {
 };
 extern ClassRun classRun;
 
-/// NewByClassID().
+/// NewByClassID() for objects of a document; expects that no other document is being read.
+APortable* newOfOtherClass(Long classID, Long size);
 inline APortable* newOfClass(Long classID, Long size) {
   if (classID == classRun.classID && classRun.factory) [[likely]]
     return classRun.factory();
-  return NewByClassID(classID, size);
+  return newOfOtherClass(classID, size);
 }
 
 }  // namespace ky

@@ -19,15 +19,12 @@ ClassRun ky::classRun;
 
 namespace {
 
-/// Whether what a factory makes is an `AUnknown`, which shows by its first product.
-enum class Product : char { notSeen, ordinary, unknown };
-
 struct Entry {
   Long classID;
   Long realClassID;
   APortable* (*factory)();
   const char* name;
-  Product product = Product::notSeen;
+  bool makesOrdinary = false;  // objects, and no AUnknown; shows by the first that a document asks for
 };
 using EntryHandle = Entry**;
 
@@ -54,12 +51,19 @@ EntryHandle findEntry(Long classID) {
   return table && table->LocateItem(asKey(classID), &found, nullptr) ? found : nullptr;
 }
 
-APortable* makeWatched(Entry& entry, Long size) {
+/// Returns:  the entry that makes objects of that class, or null.
+Entry* findMaker(Long classID) {
+  const EntryHandle entry = classID == kUnknownID ? nullptr : findEntry(classID);
+  return entry && (*entry)->factory ? *entry : nullptr;
+}
+
+bool isUnknown(APortable* object) {
+  return object && Long(object->GetClassID()) == kUnknownID && object->IsInstanceOf("AUnknown");
+}
+
+APortable* make(const Entry& entry, Long size) {
   APortable* const object = entry.factory();
-  if (!object) return nullptr;
-  const bool unknown = Long(object->GetClassID()) == kUnknownID && object->IsInstanceOf("AUnknown");
-  entry.product = unknown ? Product::unknown : Product::ordinary;
-  if (unknown) static_cast<AUnknown*>(object)->SetBagSize(size);
+  if (isUnknown(object)) static_cast<AUnknown*>(object)->SetBagSize(size);
   return object;
 }
 
@@ -160,18 +164,24 @@ Long FindPCID(const char* name) {
 }
 
 Long GetWriteClassID(APortable* object) {
-  const Long classID = Long(object->GetClassID());
-  if (classID != kUnknownID || !object->IsInstanceOf("AUnknown")) return classID;
-  return static_cast<AUnknown*>(object)->GetOrigClassID();
+  return isUnknown(object) ? static_cast<AUnknown*>(object)->GetOrigClassID() : Long(object->GetClassID());
 }
 
 APortable* NewByClassID(Long classID, Long size) {
-  const EntryHandle handle = findEntry(classID);
-  if (!handle || classID == kUnknownID) return makeUnknown(classID, size);
-  Entry& entry = **handle;
-  if (entry.product != Product::ordinary) return makeWatched(entry, size);
-  classRun = {classID, entry.factory};
-  return entry.factory();
+  const Entry* const entry = findMaker(classID);
+  return entry ? make(*entry, size) : makeUnknown(classID, size);
+}
+
+APortable* ky::newOfOtherClass(Long classID, Long size) {
+  Entry* const entry = findMaker(classID);
+  if (!entry) return makeUnknown(classID, size);
+  if (!entry->makesOrdinary) {
+    APortable* const object = make(*entry, size);
+    entry->makesOrdinary = !isUnknown(object);
+    return object;
+  }
+  classRun = {classID, entry->factory};
+  return entry->factory();
 }
 
 void SetHandleUnknownsCB(void (*handleUnknown)(Long classID)) { unknownsCB = handleUnknown; }

@@ -6,8 +6,11 @@
 class APortable;
 class AUnknownArray;
 
-/// Files a class under its identifier; `factory` makes an empty instance. `className` is borrowed for good.
+/// Files a class under its identifier; `factory` makes an empty instance, null is for a class that has none of its own
+/// and so is unknown where a document names it.
 ///
+/// Borrows:  `className` for good.
+/// Threads:  all classes are filed before a second thread asks for one.
 /// Raises:   PCREG_DUPLICATE_CLASSID with "str classStr" and "long classID".
 KY_API void PClassAdd(Long pcid, const char* className, APortable* (*factory)());
 
@@ -25,9 +28,11 @@ KY_API Long FindPCID(const char* name);
 /// The identifier under which an object is written: an `AUnknown` keeps the one that it was read under.
 KY_API Long GetWriteClassID(APortable* object);
 
-/// Makes an empty object of the class, or for an identifier that is not registered an `AUnknown` of `size` bytes.
+/// Makes an empty object of the class, or for one that is not registered, or has no factory, an `AUnknown` of `size`
+/// bytes.
 ///
-/// Raises:   PCREG_UNKNOWN_ENCOUNTERED for the identifier of AUnknown itself, which no document may hold.
+/// Raises:   PCREG_UNKNOWN_ENCOUNTERED for the identifier of AUnknown itself, which no document may hold; what the
+///           factory raises.
 KY_API APortable* NewByClassID(Long classID, Long size);
 
 /// Installs what is told each identifier that was not registered, null for nobody.

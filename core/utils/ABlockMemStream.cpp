@@ -77,6 +77,7 @@ void ABlockMemStream::back(Int64 bytes) {
   const auto newBacked = static_cast<Long>(std::min<Int64>(std::max<Int64>(wanted, Int64{firstBacked} * 4), blockSize));
   KySetHandleSize(blockAt(0), newBacked);
   firstBacked = newBacked;
+  place();  // the window may lie over the block that moved
 }
 
 void ABlockMemStream::goTo(Long block, Long offset) {

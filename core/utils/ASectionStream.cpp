@@ -96,6 +96,7 @@ void ASectionStream::CoreSkip(Long length) {
 Long ASectionStream::GetLength() { return end - start; }
 
 void ASectionStream::SetLength(Long length) {
+  if (length < 0) +XError("STRM_BAD_POSITION");
   const Long newEnd = asPosition(Int64{start} + length);
   parent->SetLength(newEnd);
   end = newEnd;

@@ -146,7 +146,7 @@ void BufferStream::SetLength(Long newlen) {
 }
 
 void BufferStream::SetPosition(Long position) {
-  catchUp();
+  if (position >= GetLength()) SetLength(position + 1);
   AStream::SetPosition(position);
   standAt(position);
 }

@@ -61,6 +61,7 @@ TEST(Guarded, NestedHandlersEachSeeTheirOwnError) {
     EXPECT_STREQ(ESGetCode(), "OUTER");
     EXPECT_EQ(codeRaisedBy([] { guarded([] { +XError("A"); }, [](XError& e) { xreraise(e, "B"); }); }), "B");
     EXPECT_STREQ(ESGetCode(), "OUTER") << "also after a handler that raised";
+    EXPECT_EQ(codeRaisedBy([] { always([] { +XError("FIRST"); }, [] { +XError("SECOND"); }); }), "FIRST");
   };
   guarded([] { +XError("OUTER"); }, outer);
   EXPECT_TRUE(ESStackEmpty());

@@ -140,6 +140,14 @@ TEST(AObjDoc, KeepsTheByteOrderAndIdentityOfADocumentThatItWritesBack) {
     doc->CopyIn(a);
     EXPECT_EQ(bytes.text().replace(kTimestamp, 19, page, kTimestamp, 19), page) << kind;
     EXPECT_EQ(described(a), "A 1@25 B 2@30 closed") << kind;
+
+    // Opened again on the stream as it is by now, and written more than once without having been read.
+    const Ring ring;
+    bytes.stream->SetPosition(0);
+    doc.reset(ADomain::OpenFromStream(bytes.stream.get(), 0));
+    for (int i = 0; i < 2; ++i) doc->CopyIn(ring.a.get());
+    EXPECT_EQ(described(doc->CopyOut()), "A 1@25 B 2@30 closed") << kind;
+    EXPECT_EQ(described(loaded(bytes.text())), "A 1@25 B 2@30 closed") << kind;
   }
 }
 

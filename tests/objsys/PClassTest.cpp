@@ -20,3 +20,9 @@ TEST(PClass, AnAliasCreatesTheCurrentClassAndIsNeverWritten) {
   EXPECT_STREQ(FindClassName(kOldClip), "Clip");
   EXPECT_EQ(FindPCID("Clip"), kClip);
 }
+
+TEST(PClass, AClassThatMakesNoObjectsIsUnknownInADocument) {
+  constexpr Long kAbstract = Long(MakeChar4("ABST"));
+  PClassAdd(kAbstract, "Abstract", nullptr);
+  EXPECT_EQ(GetWriteClassID(Owned<APortable>(NewByClassID(kAbstract, 4)).get()), kAbstract);
+}

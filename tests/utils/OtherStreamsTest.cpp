@@ -1,4 +1,5 @@
 // Streams over buffers, sections, checksums and print: what the random operations do not meet.
+#include "core/utils/ABlockMemStream.h"
 #include "core/utils/ACrcStream.h"
 #include "core/utils/APrintStream.h"
 #include "core/utils/ASectionStream.h"
@@ -11,10 +12,23 @@
 using namespace ky;
 using namespace ky::test;
 
+TEST(ABlockMemStream, StaysAsItWasWhereMemoryRunsOut) {
+  const Owned<ABlockMemStream> stream(ABlockMemStream::New(400, 1));
+  stream->WriteLong("v", 1);
+  for (const Long nth : {1, 2, 2}) {  // the first block, the table, the second block
+    const AllocationFailure shortage(nth);
+    EXPECT_EQ(codeRaisedBy([&] { stream->Write(Bytes(500).data(), 500); }), "MEM_OUT_OF_MEMORY");
+  }
+  stream->WriteLong("v", 2);
+  EXPECT_EQ(contents(stream.get()), (Bytes{1, 0, 0, 0, 2, 0, 0, 0}));
+}
+
 TEST(BufferStream, RefusesWhatItsLimitCannotHold) {
   const Owned<BufferStream> stream(new BufferStream(10, 100, false));
   stream->Write(Bytes(99).data(), 99);
   EXPECT_EQ(codeRaisedBy([&] { stream->WriteChar("v", 1); }), "STRM_INCORRECT_LENGTH");
+  EXPECT_EQ(codeRaisedBy([&] { stream->SetPosition(100); }), "STRM_INCORRECT_LENGTH");
+  EXPECT_EQ(stream->GetPosition(), 99);
 }
 
 TEST(ASectionStream, DeliversWhatFitsAndThenRaises) {
@@ -24,6 +38,7 @@ TEST(ASectionStream, DeliversWhatFitsAndThenRaises) {
   EXPECT_EQ(codeRaisedBy([&] { section->Read(got.data(), 6); }), "SECTSTRM_EOF");
   EXPECT_EQ(got, (Bytes{2, 3, 4, 5, 0xEE, 0xEE}));
   section->SetLength(3);
+  EXPECT_EQ(codeRaisedBy([&] { section->SetLength(-1); }), "STRM_BAD_POSITION");
   EXPECT_EQ(whole->GetLength(), 5);
 }
 

@@ -97,9 +97,10 @@ class Twin {
     if (kind_.takesWhereItStands && to >= kind_.room) return;
     Long value = 0;
     if (typed) std::memcpy(&value, bytes.data(), 4);
+    const AllocationFailure shortage(below(4) ? INT_MAX : 1 + below(2));
     const std::string code = codeRaisedBy(
         [&] { typed ? stream_->WriteLong("v", value) : stream_->Write(bytes.data(), Long(bytes.size())); });
-    ASSERT_EQ(code, bytes.empty() || to <= kind_.room ? "" : "STRM_EOF");
+    ASSERT_EQ(code, shortage.happened() ? "MEM_OUT_OF_MEMORY" : bytes.empty() || to <= kind_.room ? "" : "STRM_EOF");
     if (!code.empty() || bytes.empty()) return;
     store_.resize(std::max(store_.size(), std::size_t(to)));
     std::copy(bytes.begin(), bytes.end(), store_.begin() + at_);
