@@ -28,6 +28,8 @@ std::string printable(const char* text, std::size_t length) {
   return shown;
 }
 
+std::string bytesText(std::int64_t count) { return std::to_string(count) + (count == 1 ? " byte" : " bytes"); }
+
 /// Walks the document with the library's own wire reader, and knows at each step what it is about.
 class Walk {
  public:
@@ -77,8 +79,8 @@ class Walk {
 
   void need(std::int64_t count, const std::string& what) const {
     if (rest() >= count) return;
-    refuse(here(), what + " (" + std::to_string(count) + " bytes)",
-           rest() == 0 ? "the end of the file" : "only " + std::to_string(rest()) + " bytes to the end of the file");
+    refuse(here(), what + " (" + bytesText(count) + ")",
+           rest() == 0 ? "the end of the file" : "only " + bytesText(rest()) + " to the end of the file");
   }
 
   ULong readULong(const char* what) {
@@ -111,7 +113,8 @@ class Walk {
     const int length = static_cast<unsigned short>(stream_->ReadShort("DomainMagic:len"));
     header_.swapped = length == 0x0600;
     if (length != 6 && !header_.swapped)
-      refuse(0, "the length 6 of the domain magic, in either byte order", std::to_string(length));
+      refuse(0, "the length of \"Domain\", with which a document begins (6, in either byte order)",
+             std::to_string(length));
     stream_->SetSwapBytes(header_.swapped);
     stream_->SetPosition(0);
     expectMagic("Domain");
@@ -141,7 +144,7 @@ class Walk {
     at = here();
     header_.numObjects = static_cast<Long>(readULong("the number of objects"));
     countAt_ = at;
-    if (header_.numObjects < 0) refuse(at, "a number of objects", std::to_string(header_.numObjects));
+    if (header_.numObjects < 0) refuse(at, "a number of objects of 0 or more", std::to_string(header_.numObjects));
     if (header_.version > 1) readRoot();
     if (header_.version > 3) readVersion4();
     if (header_.version < 4) stream_->SetSwapBytes(true);
@@ -202,7 +205,7 @@ class Walk {
     const std::int64_t lengthAt = here();
     const Long length = static_cast<Long>(readULong("the length of the object"));
     if (length < 0 || length > rest())
-      refuse(lengthAt, "a length of 0 to " + std::to_string(rest()) + " bytes", std::to_string(length));
+      refuse(lengthAt, "a length of 0 to " + bytesText(rest()), std::to_string(length));
     record.body = bytes_.subspan(static_cast<std::size_t>(here()), static_cast<std::size_t>(length));
     if (header_.version > 2 && (length == 0 || record.body.back() != kEndOfObject)) {
       const std::string found = length == 0 ? "an empty body" : "byte " + std::to_string(record.body.back());

@@ -146,10 +146,10 @@ int kydoc::verify(const std::string& file) {
       bytes, [&](const Header& h) { header = h; }, shownIn("Checking the document", bytes, {}));
   UIstatClose();
   if (fault) return refuse(file, *fault);
-  std::printf("%s: sound: version %d, %ld objects\n", file.c_str(), header.version,
-              static_cast<long>(header.numObjects));
+  std::printf("%s: sound: version %d, %ld object%s\n", file.c_str(), header.version,
+              static_cast<long>(header.numObjects), header.numObjects == 1 ? "" : "s");
   if (tail > 0)
-    std::printf("%s: %lld bytes follow the last object: the tail of a longer older document, which readers ignore\n",
+    std::printf("%s: bytes behind the last object: %lld, the tail of a longer older document, which readers ignore\n",
                 file.c_str(), static_cast<long long>(tail));
   return support::kDone;
 }

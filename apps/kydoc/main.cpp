@@ -7,7 +7,8 @@
 
 int main(int argc, char** argv) {
   CLI::App app{
-      "Shows and checks object documents, whatever their classes, and lists the volumes that they may lie on."};
+      "Shows and checks object documents, whatever their classes, and lists the volumes that they may lie on.\n\n"
+      "Exit status: 0 done, 1 failed, 2 wrong usage, 3 not a sound object document."};
   app.name("kydoc");
   app.set_version_flag("--version", support::versionText("kydoc"));
   app.require_subcommand(1);
@@ -21,13 +22,13 @@ int main(int argc, char** argv) {
   bool json = false;
   const auto command = [&](const char* name, const char* what, bool withJson) {
     CLI::App* sub = app.add_subcommand(name, what);
-    sub->add_option("FILE", file, "an object document, versions 1 to 4, either byte order")->required();
+    support::addFile(*sub, "FILE", file, "an object document, versions 1 to 4, either byte order");
     if (withJson) sub->add_flag("--json", json, "one JSON object on standard output");
     return sub;
   };
   const CLI::App* infoCommand = command("info", "Show the header", true);
   const CLI::App* dumpCommand = command("dump", "Show the header and every object record", true);
-  command("verify", "Check the whole document; exit status 0 if sound, 3 if not", false);
+  command("verify", "Check the whole document", false);
   CLI::App* const volumes =
       app.add_subcommand("volumes", "List the volumes of this machine: size, free space, shareable, kind, root, label");
   volumes->add_flag("--json", json, "one JSON array on standard output");

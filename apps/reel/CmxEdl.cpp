@@ -78,12 +78,14 @@ std::optional<Rational> speedIn(std::string_view text) {
   return Rational(negative ? -value : value, scale);
 }
 
+constexpr const char* kNumberExpected = "an event number of 3 to 6 digits";
+
 std::string two(Long value) { return (value < 10 ? "0" : "") + std::to_string(value); }
 
 class Reader {
  public:
   Reader(std::string_view text, const EdlReadOptions& options, const KeptLine& kept)
-      : size(static_cast<Int64>(text.size())), lines(text), tell(kept) {
+      : size(static_cast<Int64>(text.size())), isRateTold(options.fps != 0), lines(text), tell(kept) {
     list.fps = options.fps ? options.fps : rateOf(text);
     desc = TCCreateDesc(0, list.fps);
   }
@@ -123,6 +125,7 @@ class Reader {
     if (isEventLine(words)) return takeEvent(words);
     if (takeTitle(line) || takeMode(line) || takeSpeed(words)) return;
     if (isAudioLine(words)) return comments().push_back(line);
+    if (std::count_if(words.begin(), words.end(), hasTimecodeShape) >= 4) refuseEvent(words[0], kNumberExpected);
     keep(line);
   }
 
@@ -147,7 +150,8 @@ class Reader {
   }
 
   bool takeTitle(std::string_view line) {
-    if (sawTitle || !takeWord(line, "TITLE:")) return false;
+    if (sawTitle || !takeWord(line, kTitleWord)) return false;
+    expectLength(kTitleWord.size() + 1 + line.size());
     list.title = line;
     return sawTitle = true;
   }
@@ -187,7 +191,7 @@ class Reader {
     const auto word = [&] { return at < words.size() ? words[at] : std::string_view(); };
     EdlEvent event;
     event.number = word();
-    if (event.number.size() < 3 || event.number.size() > 6) refuseEvent(word(), "an event number of 3 to 6 digits");
+    if (event.number.size() < 3 || event.number.size() > 6) refuseEvent(word(), kNumberExpected);
     ++at;
     event.reel = word();
     if (event.reel.empty() || event.reel.size() > kLongestReel) refuseEvent(word(), "a reel of at most 255 characters");
@@ -242,15 +246,15 @@ class Reader {
   timecode_t timecode(std::string_view word, const timecodeDesc_t& counted) const {
     const auto pair = [&](std::size_t at) { return static_cast<short>(valueOf(word.substr(at, 2))); };
     const short hours = pair(0), minutes = pair(3), seconds = pair(6), frames = pair(9);
-    const auto limit = [&](Long value, Long end, const char* name) {
+    const auto limit = [&](Long value, Long end, const char* name, const char* hint = "") {
       if (value < end) return;
       refuse("the timecode " + quoted(word) + " does not exist at " + std::to_string(list.fps) +
-             " frames per second: " + name + " from 00 to " + two(end - 1) + " were expected");
+             " frames per second: " + name + " from 00 to " + two(end - 1) + " were expected" + hint);
     };
     limit(hours, 24, "hours");
     limit(minutes, 60, "minutes");
     limit(seconds, 60, "seconds");
-    limit(frames, list.fps, "frames");
+    limit(frames, list.fps, "frames", isRateTold ? "" : " (--fps tells another rate)");
     if (counted.flags && minutes % 10 != 0 && seconds == 0 && frames < 2)
       refuse("the timecode " + quoted(word) +
              " does not exist in drop-frame, which leaves out frames 00 and 01 of this minute: frames from 02 were "
@@ -259,6 +263,7 @@ class Reader {
   }
 
   const Int64 size;
+  const bool isRateTold;
   Lines lines;
   const KeptLine& tell;
   EdlText list;

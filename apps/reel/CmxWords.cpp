@@ -93,6 +93,7 @@ unsigned short rateInLine(std::string_view line) {
 }
 
 bool isTrack(std::string_view track) {
+  if (track.size() > kLongestTrack) return false;
   for (;;) {
     const std::size_t slash = std::min(track.find('/'), track.size());
     const std::string part = uppered(track.substr(0, slash));

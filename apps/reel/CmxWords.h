@@ -11,6 +11,9 @@ namespace reel {
 
 inline constexpr std::size_t kLongestLine = 4096;
 inline constexpr std::size_t kLongestReel = 255;
+inline constexpr std::size_t kLongestTrack = 255;
+inline constexpr std::string_view kTitleWord = "TITLE:";
+inline constexpr std::size_t kLongestTitle = kLongestLine - kTitleWord.size() - 1;
 inline constexpr std::string_view kRateComment = "FRAME RATE:";
 
 bool isDigits(std::string_view text);

@@ -81,7 +81,7 @@ bool isSoundEvent(const EdlEvent& event, unsigned short fps) {
 
 std::string writeEdl(const EdlText& list) {
   std::string text;
-  if (!list.title.empty()) text += "TITLE: " + list.title + "\n";
+  if (!list.title.empty()) text += std::string(kTitleWord) + " " + list.title + "\n";
   text += modeLine(list.drop);
   const bool anyDrop = list.drop || std::any_of(list.events.begin(), list.events.end(),
                                                 [](const EdlEvent& e) { return e.recordIn.desc.flags != 0; });
@@ -111,7 +111,8 @@ std::string timecodeText(timecode_t tc) {
 bool isEdlRate(Long fps) { return std::find(std::begin(kEdlRates), std::end(kEdlRates), fps) != std::end(kEdlRates); }
 
 bool isSound(const EdlText& list) {
-  if (!isEdlRate(list.fps) || (list.drop && list.fps != 30) || !isWholeLine(list.title)) return false;
+  if (!isEdlRate(list.fps) || (list.drop && list.fps != 30)) return false;
+  if (!isWholeLine(list.title) || list.title.size() > kLongestTitle) return false;
   const auto isHeadComment = [](const std::string& line) { return isComment(line) && !rateInLine(line); };
   return std::all_of(list.comments.begin(), list.comments.end(), isHeadComment) &&
          std::all_of(list.events.begin(), list.events.end(),

@@ -19,8 +19,6 @@
 namespace reel {
 namespace {
 
-constexpr std::size_t kLongestTitle = 1000;
-
 using Json = nlohmann::ordered_json;
 
 /// Output over its own input would take away the only copy.
@@ -161,7 +159,7 @@ void registerClasses() {
 void importEdl(const std::string& edl, const std::string& document, const ImportOptions& options) {
   refuseSameFile(edl, document);
   EdlText list = readEdlFile(edl, {options.fps});
-  if (options.title) list.title = edlLine(std::string_view(*options.title).substr(0, kLongestTitle));
+  if (options.title) list.title = edlLine(*options.title);
   const ky::Owned<EditList> stored(EditList::New(list));
   const std::string words = countText(list) + ", " + durationText(listDuration(list), list) + " at " +
                             std::to_string(list.fps) + " frames per second" + (list.drop ? ", drop-frame" : "");

@@ -12,8 +12,8 @@ namespace reel {
 void registerClasses();
 
 struct ImportOptions {
-  unsigned short fps = 0;  // 0: as the list says
-  std::optional<std::string> title;
+  unsigned short fps = 0;            // 0: as the list says
+  std::optional<std::string> title;  // of kLongestTitle bytes at most
 };
 
 /// Reads an edit list and saves it as a document. Lines kept as comments are told on standard error.

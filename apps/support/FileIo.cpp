@@ -47,7 +47,7 @@ std::vector<std::uint8_t> bytesOf(AFileStream* stream, const std::string& path) 
   if (expected < kLargest) bytes.reserve(static_cast<std::size_t>(expected) + 1);
   for (bool ended = false; !ended;) {
     const auto have = static_cast<Long>(bytes.size());
-    if (have == kLargest || expected == kLargest) +XError("FILE_OTHER", "str filename", path.c_str(), 0);
+    if (have == kLargest || expected == kLargest) +XError("DISK_SEEK_ERROR", "str filename", path.c_str(), 0);
     DisplayTherm("Reading the file", have, expected, 0);
     const Long more = std::min(std::clamp(expected + 1 - have, kBuffer, kPiece), kLargest - have);
     bytes.resize(bytes.size() + static_cast<std::size_t>(more));

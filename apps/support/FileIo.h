@@ -19,7 +19,7 @@ ky::Owned<AStream> openFile(const std::string& path);
 
 /// The bytes of the file, or of a pipe up to its end.
 ///
-/// Raises:   FILE_OTHER for a file of 2 GB or more.
+/// Raises:   DISK_SEEK_ERROR for a file of 2 GB or more.
 std::vector<std::uint8_t> readFile(const std::string& path);
 
 /// Saves what `write` writes, as ky::safeSave does. An error of the disk names `path`.

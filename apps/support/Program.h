@@ -22,6 +22,9 @@ std::string versionText(const std::string& program);
 /// Puts `examples`, one a line, at the head of --help.
 void showExamplesFirst(CLI::App& app, const std::string& examples);
 
+/// Adds a file that a command cannot do without.
+void addFile(CLI::App& command, const std::string& name, std::string& file, const std::string& what);
+
 /// Runs `work` on a file; should it raise, the message names the file.
 void about(const std::string& file, const std::function<void()>& work);
 

@@ -54,19 +54,18 @@ std::string times(const EdlEvent& e) {
          timecodeText(e.recordOut);
 }
 
+}  // namespace
+
 TEST(CmxEdl, SpeedLinesAreExact) {
-  const struct {
-    const char* text;
-    Long num, den;
-  } cases[] = {{"048.0", 48, 1}, {"000.0", 0, 1},       {"-024.0", -24, 1},
-               {"+12.5", 25, 2}, {"23.976", 2997, 125}, {"-99999.9999", -999999999, 10000},
-               {"7", 7, 1}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    const EdlEvent event = onlyEvent(cutLine() + "M2   AX       " + c.text + "   00:00:10:05\n");
-    ASSERT_TRUE(event.speed);
-    EXPECT_EQ(event.speed->fps.GetNum(), c.num);
-    EXPECT_EQ(event.speed->fps.GetDen(), c.den);
+  const std::pair<const char*, const char*> cases[] = {
+      {"048.0", "48/1"}, {"000.0", "0/1"},       {"-024.0", "-24/1"},
+      {"+12.5", "25/2"}, {"23.976", "2997/125"}, {"-99999.9999", "-999999999/10000"},
+      {"7", "7/1"}};
+  for (const auto& [text, want] : cases) {
+    const EdlEvent event = onlyEvent(cutLine() + "M2   AX       " + text + "   00:00:10:05\n");
+    ASSERT_TRUE(event.speed) << text;
+    const Rational fps = event.speed->fps;
+    EXPECT_EQ(std::to_string(fps.GetNum()) + "/" + std::to_string(fps.GetDen()), want);
     EXPECT_EQ(timecodeText(event.speed->at), "00:00:10:05");
   }
 }
@@ -83,45 +82,31 @@ TEST(CmxEdl, LinesThatAreNothingKnownAreKeptAndTold) {
   EXPECT_EQ(read("M2 AX 24 00:00:00:00\n" + cutLine()).list.comments.size(), 1u);
 }
 
-}  // namespace
-
 TEST(CmxEdl, EventLinesInTheWildAreRead) {
-  const struct {
-    const char *line, *number, *reel, *track, *transition;
-    Long frames;
-  } cases[] = {
-      {"001  AX       V     C       ", "001", "AX", "V", "C", 0},
-      {"000123\tA001C002_130412_R1XY\tAA/V\tC", "000123", "A001C002_130412_R1XY", "AA/V", "C", 0},
-      {"010 AX va1A12/B C", "010", "AX", "va1A12/B", "C", 0},
-      {"010 AX V K B", "010", "AX", "V", "KB", 0},
-      {"010 AX V K O 8", "010", "AX", "V", "KO", 8},
+  const std::pair<const char*, const char*> cases[] = {
+      {"001  AX       V     C       ", "001 AX V C 0"},
+      {"000123\tA001C002_130412_R1XY\tAA/V\tC", "000123 A001C002_130412_R1XY AA/V C 0"},
+      {"010 AX va1A12/B C", "010 AX va1A12/B C 0"},
+      {"010 AX V K B", "010 AX V KB 0"},
+      {"010 AX V K O 8", "010 AX V KO 8"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.line);
-    const EdlEvent event = onlyEvent(std::string(c.line) + kTimes);
-    EXPECT_EQ(event.number, c.number);
-    EXPECT_EQ(event.reel, c.reel);
-    EXPECT_EQ(event.track, c.track);
-    EXPECT_EQ(event.transition, c.transition);
-    EXPECT_EQ(event.transitionFrames, c.frames);
-    EXPECT_EQ(times(event), "00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00");
-    EXPECT_EQ(eventDuration(event), 48);
+  for (const auto& [line, want] : cases) {
+    const EdlEvent e = onlyEvent(std::string(line) + kTimes);
+    EXPECT_EQ(e.number + " " + e.reel + " " + e.track + " " + e.transition + " " + std::to_string(e.transitionFrames),
+              want);
+    EXPECT_EQ(times(e), "00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00");
+    EXPECT_EQ(eventDuration(e), 48);
   }
 }
 
 TEST(CmxEdl, TransitionsAreTwoLinesOfOneNumber) {
-  const struct {
-    const char *first, *second, *transition;
-    Long frames;
-  } cases[] = {
-      {"C", "D 024", "D", 24}, {"C", "W001 030", "W001", 30}, {"K B", "K 015", "K", 15}, {"K B", "K O 015", "KO", 15}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.second);
-    const std::string first = " AX V " + std::string(c.first), second = " BX V " + std::string(c.second);
+  const std::string cases[][3] = {
+      {"C", "D 024", "D 24"}, {"C", "W001 030", "W001 30"}, {"K B", "K 015", "K 15"}, {"K B", "K O 015", "KO 15"}};
+  for (const auto& [start, end, want] : cases) {
+    const std::string first = " AX V " + start, second = " BX V " + end;
     const Told told = read(cutLine("003", first) + "* between\n\n" + cutLine("003", second));
     ASSERT_EQ(told.list.events.size(), 2u);
-    EXPECT_EQ(told.list.events[1].transition, c.transition);
-    EXPECT_EQ(told.list.events[1].transitionFrames, c.frames);
+    EXPECT_EQ(told.list.events[1].transition + " " + std::to_string(told.list.events[1].transitionFrames), want);
     EXPECT_EQ(refusalOf(cutLine("003", first) + cutLine("004", second)),
               "2: the two lines of a transition bear different event numbers: read \"004\", expected \"003\" as in the "
               "line before");
@@ -174,6 +159,8 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
        "minute: frames from 02 were expected"},
       {"FCM: DROP FRAME\n", 25,
        "1: drop-frame at 25 frames per second: drop-frame counting exists at 30 only, so 30 was expected"},
+      {"001A AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00", 0,
+       "1: this event line cannot be read: \"001A\" where an event number of 3 to 6 digits was expected"},
       {"001 AX X C", 0,
        "1: this event line cannot be read: \"X\" where a track (V, A, A2, AA, AA/V, NONE, B) was expected"},
       {"001 AX V D 00:00:00:00", 0,
@@ -221,7 +208,9 @@ TEST(CmxEdl, WhatNoListCanHoldIsNotSound) {
   using Damage = void (*)(EdlText&);
   const Damage damages[] = {[](EdlText& l) { l.drop = true, l.fps = 24; },
                             [](EdlText& l) { l.title = "two\nlines"; },
+                            [](EdlText& l) { l.title.assign(4090, 'T'); },
                             [](EdlText& l) { l.comments.push_back("* FRAME RATE: 25"); },
+                            [](EdlText& l) { l.events[0].track.assign(256, 'A'); },
                             [](EdlText& l) { l.events[0].reel = "A B"; },
                             [](EdlText& l) { l.events[0].recordOut.frames = 0x7FFFFFFF; },
                             [](EdlText& l) { l.events[0].recordOut.desc.fps = 1; }};
