@@ -85,9 +85,6 @@ class KY_API File {
 /// Whether paths of this host are made of drives and backslashes.
 KY_API bool backslashSeparates();
 
-/// Puts the file `from` in the place of `to`, in one step, and flushes the folder. Both lie in one folder.
-KY_API int renameFile(const char* from, const char* to);
-
 KY_API int removeFile(const char* path);
 
 /// A name beside `path` that no other process or call uses, for what will be renamed to `path`.

@@ -31,9 +31,10 @@ KY_API int makeFolder(const char* path);
 KY_API int removeFolder(const char* path);
 KY_API int touch(const char* path);
 
-/// Gives the entry another name in one step, and flushes both folders. Without `replace` a name that is taken is
-/// kFileExists.
+/// Gives the entry another name in one step. Without `replace` a name that is taken is kFileExists.
 KY_API int moveEntry(const char* from, const char* to, bool replace);
+/// Returns once such a move is on the disk. Asks for no memory, so nothing but the disk can fail behind a move.
+KY_API int flushMove(const char* from, const char* to);
 
 struct FolderEntry {
   std::string name;

@@ -9,6 +9,7 @@
 #include "core/filesys/DiskRtns.h"
 #include "core/filesys/Volumes.h"
 #include "core/objsys/AIODesc.h"
+#include "core/threads/Blocking.h"
 #include "core/utils/AStream.h"
 #include "platform/Errors.h"
 #include "platform/Folders.h"
@@ -94,13 +95,18 @@ void AWinFileSystemObject::Rename(const char* newName, Boolean replace) {
   moveTo(joined(parentOf(path), newName), replace);
 }
 
+// The locator follows as soon as the entry has its new name, whatever the disk says to that.
 void AWinFileSystemObject::moveTo(const std::string& newPath, Boolean replace) {
+  const std::string oldPath = path;
   int error = newPath.size() < kPathSize ? GetForceDiskRenameErr() : int(platform::kInvalidName);
-  if (error == 0) error = platform::moveEntry(path, newPath.c_str(), replace != 0);
-  if (error != 0) xraiseWinFileError(error, path);
-  stopSharing(path);
+  if (error == 0) error = platform::moveEntry(oldPath.c_str(), newPath.c_str(), replace != 0);
+  if (error != 0) xraiseWinFileError(error, oldPath.c_str());
+  stopSharing(oldPath.c_str());
   stopSharing(newPath.c_str());
   SetPath(newPath.c_str());
+  const Blocking frame;
+  error = platform::flushMove(oldPath.c_str(), newPath.c_str());
+  if (error != 0) xraiseWinFileError(error, newPath.c_str());
 }
 
 char* AWinFileSystemObject::GetFullPath(char* buffer, Long size) { return fill(buffer, size, path); }

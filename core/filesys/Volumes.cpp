@@ -14,6 +14,7 @@
 #include "core/lists/ASimpleList.h"
 #include "core/math/CUtils.h"
 #include "core/mem/Owned.h"
+#include "core/threads/Blocking.h"
 #include "platform/Folders.h"
 #include "platform/Locks.h"
 #include "platform/Volumes.h"
@@ -122,7 +123,10 @@ void tell(unsigned char* err, bool failed) {
 }  // namespace
 
 void AVolumeInitialize() {
-  const std::vector<platform::MountedVolume> mounted = platform::mountedVolumes();
+  const std::vector<platform::MountedVolume> mounted = [] {
+    const Blocking frame;
+    return platform::mountedVolumes();
+  }();
   constexpr int kSpare = 10;
   Owned<ASimpleList> records(ASimpleList::New(static_cast<int>(mounted.size()) + kSpare, sizeof(Record)));
   int count = 0;
@@ -205,6 +209,7 @@ Boolean AVolumeSpace(OSVolID volume, VolSpaceInfo_t* space) {
   *space = VolSpaceInfo_t();
   VolInfo_t info;
   UInt64 total = 0, free = 0;
+  const Blocking frame;
   if (!GetFileSysInfo(volume, &info) || platform::volumeSpace(info.root, &total, &free) != 0) return 0;
   constexpr UInt64 kUnit = 1024;
   *space = {static_cast<ULong>(total / kUnit), static_cast<ULong>(total % kUnit), static_cast<ULong>(free / kUnit),

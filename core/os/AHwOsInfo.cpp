@@ -8,6 +8,7 @@
 
 #include "core/error/UIHooks.h"
 #include "core/filesys/Paths.h"
+#include "core/threads/Blocking.h"
 #include "core/utils/Crc.h"
 #include "platform/Clock.h"
 #include "platform/Host.h"
@@ -116,7 +117,10 @@ void KYGetSystemName(char* name) { fill(name, platform::hostName()); }
 
 const char* KyNetwork::HostName2in_addr(const char* host) {
   thread_local char address[64];
-  const std::string found = platform::addressOf(host);
+  const std::string found = [host] {
+    const Blocking frame;
+    return platform::addressOf(host);
+  }();
   std::snprintf(address, sizeof address, "%s", found.c_str());
   return found.empty() ? nullptr : address;
 }

@@ -63,6 +63,7 @@ class KY_API KyNetwork {
  public:
   /// Returns:  the address of the host as numbers and full stops, for the calling thread until its next call; null if
   ///           the name is not known.
+  /// Threads:  lets the other cooperative threads run while the network answers.
   static const char* HostName2in_addr(const char* host);
 };
 

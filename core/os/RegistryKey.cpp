@@ -11,6 +11,7 @@
 #include "core/error/SystemErrors.h"
 #include "core/error/XError.h"
 #include "core/mem/KyMemory.h"
+#include "core/threads/Blocking.h"
 #include "platform/Clock.h"
 #include "platform/Errors.h"
 #include "platform/Files.h"
@@ -189,7 +190,8 @@ void writeSettings(const Settings& settings) {
   const std::string path = settingsPath();
   const std::string beside = nameBeside(path);
   int error = writeBeside(path, beside, worded(settings));
-  if (error == 0) error = renameFile(beside.c_str(), path.c_str());
+  if (error == 0) error = moveEntry(beside.c_str(), path.c_str(), true);
+  if (error == 0) error = flushMove(beside.c_str(), path.c_str());
   if (error != 0) (void)removeFile(beside.c_str());
   raiseIf(error, path);
 }
@@ -209,6 +211,7 @@ void lockSettings(File* file) {
 }
 
 void setValue(const char* key, const char* name, const Value& value) {
+  const Blocking frame;
   File lock;
   lockSettings(&lock);
   Settings settings;
@@ -219,6 +222,7 @@ void setValue(const char* key, const char* name, const Value& value) {
 
 /// Returns:  the value, of the type REG_VALUE_NONE if there is none.
 Value findValue(const char* key, const char* name) {
+  const Blocking frame;
   Settings settings;
   (void)readSettings(&settings);
   return settings[key][name];

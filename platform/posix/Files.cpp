@@ -26,18 +26,6 @@ auto retried(Call call) {
   return result;
 }
 
-int flushFolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
-  const int descriptor = retried([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
-  if (descriptor < 0) return lastError();
-  // A file system that cannot flush a folder says EINVAL; the rename itself stands.
-  const bool failed = retried([&] { return ::fsync(descriptor); }) < 0 && errno != EINVAL;
-  const int error = failed ? lastError() : 0;
-  ::close(descriptor);
-  return error;
-}
-
 }  // namespace
 
 File::File(File&& other) noexcept
@@ -212,11 +200,6 @@ int File::close() {
 }
 
 bool backslashSeparates() { return false; }
-
-int renameFile(const char* from, const char* to) {
-  if (::rename(from, to) < 0) return lastError();
-  return flushFolderOf(to);
-}
 
 int removeFile(const char* path) { return ::unlink(path) < 0 ? lastError() : 0; }
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "platform/Clock.h"
@@ -21,13 +22,20 @@ int result(bool succeeded) { return succeeded ? 0 : fileErrorOf(errno); }
 
 constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
 
-std::string folderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
-}
+constexpr std::size_t kLongestPath = 4096;
 
-int flushFolder(const std::string& folder) {
-  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+/// The folder that an entry lies in, without asking for memory.
+struct FolderOf {
+  explicit FolderOf(const char* path) {
+    const char* const slash = std::strrchr(path, '/');
+    const int length = slash ? static_cast<int>(std::max<std::ptrdiff_t>(slash - path, 1)) : 1;
+    std::snprintf(text, sizeof text, "%.*s", length, slash ? path : ".");
+  }
+  char text[kLongestPath];
+};
+
+int flushFolder(const FolderOf& folder) {
+  const int descriptor = ::open(folder.text, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   // A folder that may be written to and not read cannot be flushed; the new name stands.
   if (descriptor < 0) return errno == EACCES ? 0 : fileErrorOf(errno);
   const int error = ::fsync(descriptor) == 0 || errno == EINVAL ? 0 : fileErrorOf(errno);
@@ -67,7 +75,7 @@ int entryFacts(const char* path, EntryFacts* facts) {
 
 int followLinks(std::string* path) {
   constexpr int kMost = 40;
-  char target[4096];
+  char target[kLongestPath];
   for (int i = 0; i < kMost; ++i) {
     const ssize_t length = ::readlink(path->c_str(), target, sizeof target);
     if (length < 0) return errno == EINVAL || errno == ENOENT ? 0 : fileErrorOf(errno);
@@ -97,11 +105,13 @@ int removeFolder(const char* path) { return result(::rmdir(path) == 0); }
 int touch(const char* path) { return result(::utimensat(AT_FDCWD, path, nullptr, 0) == 0); }
 
 int moveEntry(const char* from, const char* to, bool replace) {
-  // Ahead of the move, behind which no lack of memory may show.
-  const std::string newFolder = folderOf(to), oldFolder = folderOf(from);
-  if (!(replace ? ::rename(from, to) == 0 : renameFree(from, to))) return fileErrorOf(errno);
+  return result(replace ? ::rename(from, to) == 0 : renameFree(from, to));
+}
+
+int flushMove(const char* from, const char* to) {
+  const FolderOf newFolder(to), oldFolder(from);
   const int error = flushFolder(newFolder);
-  return error != 0 || oldFolder == newFolder ? error : flushFolder(oldFolder);
+  return error != 0 || std::strcmp(oldFolder.text, newFolder.text) == 0 ? error : flushFolder(oldFolder);
 }
 
 int readFolder(const char* path, std::vector<FolderEntry>* entries) {
