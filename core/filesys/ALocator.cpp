@@ -3,8 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/error/SystemErrors.h"
 #include "core/filesys/DiskRtns.h"
 #include "core/filesys/Paths.h"
+#include "platform/Errors.h"
 
 using namespace ky;
 
@@ -243,5 +245,8 @@ void ADirLocator::SetUnique() {
     char candidate[64];
     std::snprintf(candidate, sizeof candidate, "%.24s%d", name, i);
     SetName(candidate);
+    char held[sizeof candidate];
+    // A path that has no room for a longer name is cut, and would stay taken for ever.
+    if (std::strcmp(GetName(held, sizeof held), candidate) != 0) xraiseWinFileError(platform::kInvalidName, name);
   }
 }

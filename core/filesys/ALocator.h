@@ -182,6 +182,8 @@ class KY_API ADirLocator : public AFileSystemLocator {
   /// As AFileLocator's.
   virtual void Set(const char* folder, const char* name);
   /// Changes the name so that nothing stands under it yet.
+  ///
+  /// Raises:   DISK_INVALID_FILENAME_SYNTAX if the path has no room for such a name.
   virtual void SetUnique();
 
  protected:
