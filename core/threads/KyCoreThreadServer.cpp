@@ -1,5 +1,6 @@
 #include "core/threads/KyCoreThreadServer.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <iterator>
 #include <mutex>
@@ -128,8 +129,8 @@ KyCoreThreadCriticalSection* KyCoreThreadServerBase::CreateSimpleCriticalSection
 void KyCoreThreadServerBase::Shutdown() {}
 
 float KyCoreThreadServerBase::GetPriority(KyCoreThread* thread) {
-  const ServerSection section(this);
-  return bandOf(thread->mAttr.priority).shown;
+  const int level = CoreThreadState::of(thread).level.load(std::memory_order_relaxed);
+  return std::ranges::find(kBands, level, &Band::level)->shown;
 }
 
 void KyCoreThreadServerBase::SetPriority(KyCoreThread* thread, float priority) {
@@ -238,13 +239,13 @@ void YieldOutToOthers() {
   if (KyCoreThread* const current = runningCoreThread()) current->RaiseDeferredException(false);
 }
 
-bool ky::stopsWithin(KyCoreThread* thread, Int64 microseconds) {
+bool ky::stopsWithin(KyCoreThread* thread, Int64 microseconds, void (*yield)()) {
   constexpr int kQuickTries = 100;
   KyCoreThread* const running = runningCoreThread();
   const Int64 until = KyMicroseconds() + microseconds;
   for (int tries = 0; thread->IsThreadAlive(); ++tries) {
     if (KyMicroseconds() >= until) return false;
-    if (running) SafeThreadYield();
+    if (running) yield();
     if (running && tries < kQuickTries) continue;
     const Blocking blocking;
     platform::sleepFor(1);

@@ -81,7 +81,8 @@ class KY_API KyCoreThreadServerBase {
   virtual void SuspendThread(KyCoreThread* thread);
   virtual void ResumeThread(KyCoreThread* thread);
   /// Passes the turn: to `target` if it waits for one, else to the first in line. With nobody to take it the caller
-  /// goes on at once. With `comeBack` the next yield to nobody in particular comes back to the caller.
+  /// goes on at once. With `comeBack` the next yield to nobody in particular comes back to the caller. In the server's
+  /// critical section a yield to a target comes at the section's end, and any other not at all.
   ///
   /// Requires: "target->mContext && target->mContext->GetCoreThreadObject() == target".
   virtual void YieldTo(KyCoreThread* target, Boolean comeBack);

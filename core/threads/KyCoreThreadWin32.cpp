@@ -60,6 +60,7 @@ void KyCoreThreadServerBase::ThreadIsCreated(KyCoreThread* thread) {
     RegisterThread(thread);
     guardedReraise([&] { isMain ? adoptMainThread(thread) : startThread(thread); }, [&] { UnregisterThread(thread); });
     check(CoreThreadState::isLinked(thread), "thread->mContext->GetCoreThreadObject() == thread");
+    SetPriority(thread, thread->mAttr.priority);
     thread->clear(KyCoreThread::kOutside);
     thread->set(KyCoreThread::kAlive);
     ++iThreadCount;
@@ -127,7 +128,8 @@ void KyCoreThreadServerBase::stopFromOutside(KyCoreThread* thread) {
   TerminateThread(thread);
   DeferException(thread, XError(KILL_THREAD_SIGNAL));
   ResumeThread(thread);
-  if (stopsWithin(thread, kStopPatience)) return;
+  // An error for the caller is not to be heard in the midst of a destructor.
+  if (stopsWithin(thread, kStopPatience, [] { GetCoreThreadServer()->YieldTo(nullptr, false); })) return;
   OsPrintf("KyCoreThread: thread %ld does not stop; it is left alone with what it uses\n",
            static_cast<long>(thread->GetID()));
   const ServerSection section(this);
@@ -206,6 +208,11 @@ void KyCoreThreadServerBase::YieldTo(KyCoreThread* target, Boolean comeBack) {
       running->iState.load(std::memory_order_relaxed) == KyCoreThread::kResumed) {
     return;
   }
+  if (iSections->server.isHeldByCaller()) {
+    // Others may need the section for their turn, so the yield waits for its end.
+    if (target) iPendingYield = target->GetID();
+    return;
+  }
   const bool passes = hasTurn && !ThreadIsSuspended(running);
   // Who is in line lives; another is looked at first.
   if (passes && !comeBack && target && turns.isInLine(target)) return passTurn(running, target);
@@ -227,7 +234,6 @@ KyCoreThread* KyCoreThreadServerBase::aimOfYield(KyCoreThread* target, Boolean c
                        "target->mContext && target->mContext->GetCoreThreadObject() == target")) {
     target = nullptr;
   }
-  if (target) SetWin32Priority(target, 1);
   KyCoreThread* const current = GetCurrentCoopThread();
   if (comeBack && current) iReturnYield = current->GetID();
   return target;

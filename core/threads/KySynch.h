@@ -5,6 +5,8 @@
 // A wait that cannot be served at once lets the other cooperative threads run.
 #pragma once
 
+#include <atomic>
+
 #include "core/base/KyTypes.h"
 
 namespace ky {
@@ -58,7 +60,7 @@ class KY_API KyMutex : public KySynch {
   const char* iLockerFile = nullptr;  ///< as the line, the holder's to touch
   int iLockerLine = 0;
   const char* iName = nullptr;
-  Boolean iTrace = false;
+  std::atomic<Boolean> iTrace{false};
 };
 
 /// Holds a mutex for a scope.
