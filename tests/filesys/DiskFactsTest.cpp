@@ -1,58 +1,46 @@
 // Locks and facts of open files.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "platform/Files.h"
 #include "tests/filesys/DiskSupport.h"
-#include "tests/support/Raised.h"
 
 using namespace ky;
 using namespace ky::test;
 
-namespace {
+using DiskFacts = DiskTest;
 
-class DiskFacts : public DiskTest {};
-
-// ---- locks
-
-/// The locks are the open file's, so that one of this process excludes as one of another does.
-platform::File other;
-
+// The locks are the open file's, so that one of this process excludes as one of another does.
 TEST_F(DiskFacts, WaitForALockUntilTheOtherEndsOrTwoMinutesAreOver) {
   writeBytes(path, {});
+  platform::File other;
   const auto openOther = [&] {
     EXPECT_EQ(other.open(path.c_str(), platform::Access::readWrite, platform::Disposition::openExisting), 0);
   };
-  const auto otherLocks = [] { return other.lock(0x7FFFFFF0, platform::LockKind::exclusive); };
+  const auto otherLocks = [&] { return other.lock(0x7FFFFFF0, platform::LockKind::exclusive); };
   openOther();
   ASSERT_EQ(otherLocks(), 0);
   const Opened file(path, kFileRead);
   {
-    const HookedSleep hooked;
+    const SleptClock hooked;
     EXPECT_EQ(codeRaisedBy([&] { KYLockFileShared(file); }),
               "Failed Lock:\nResource temporarily unavailable\n" + path + "\n");
-    EXPECT_EQ(HookedSleep::sleeps, 119);
+    EXPECT_EQ(SleptClock::slept, 119'000);
   }
-  const HookedSleep hooked;
-  HookedSleep::onSleep = [] {
-    if (HookedSleep::sleeps == 3) other.close();
-  };
+  const SleptClock hooked([&] {
+    if (SleptClock::sleeps == 3) other.close();
+  });
   EXPECT_TRUE(KYLockFileExclusive(file));
-  HookedSleep::onSleep = nullptr;
-  EXPECT_EQ(HookedSleep::sleeps, 3);
+  EXPECT_EQ(SleptClock::sleeps, 3);
 
   const Opened second(folder / "../" + folder.path.substr(folder.path.rfind('/') + 1) + "/Reel.kyb", kFileWrite);
-  EXPECT_TRUE(KYLockFileShared(second));  // shared by all who ask through the library
+  EXPECT_TRUE(KYLockFileShared(second)) << "shared by all who ask through the library";
   KYUnlockFile(second);
   openOther();
   EXPECT_EQ(otherLocks(), 33);
   KYUnlockFile(file);
   EXPECT_EQ(otherLocks(), 0);
-  other.close();
 }
-
-// ---- facts
 
 TEST_F(DiskFacts, TellNameAndTime) {
   const Opened file(path, kFileCreate);
@@ -64,5 +52,3 @@ TEST_F(DiskFacts, TellNameAndTime) {
   KYGetFileModDateTime(file, &changed);
   EXPECT_EQ(changed, (11644473600 + 1'000'000'000) * 10'000'000 + 12'345);
 }
-
-}  // namespace

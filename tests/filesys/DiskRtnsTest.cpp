@@ -155,13 +155,13 @@ TEST_F(DiskRtns, RefuseWhatNoFileCanHold) {
 TEST_F(DiskRtns, MoveLargeTransfersInPiecesAsFastAsTheVolumeIsSaidToBe) {
   const OSVolID volume(77);
   KySetAdditionalIOLatency(volume, true, 30);
-  const HookedSleep slow;
+  const SleptClock slow;
   fileRec_t** const file = openFile(path.c_str(), kFileReadWrite, 0, volume);
   const Bytes data = counted(std::size_t(piece) * 2 + 5);
   Bytes back(data.size());
   write(file, data);
-  EXPECT_EQ(HookedSleep::sleeps, 3);
-  EXPECT_EQ(HookedSleep::last, 30);
+  EXPECT_EQ(SleptClock::sleeps, 3);
+  EXPECT_EQ(SleptClock::slept, 90);
   KYReadFile(file, back.data(), 0, kFromStart, Long(back.size()));
   EXPECT_TRUE(back == data);
   KySetAdditionalIOLatency(volume, true, 0);

@@ -1,14 +1,12 @@
 // Open files for tests.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <numeric>
-#include <string>
-#include <vector>
 
 #include "core/filesys/DiskRtns.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 namespace ky::test {
 

@@ -69,6 +69,30 @@ TEST_F(Locators, APathThatIsTooLongIsCutAndEnded) {
   EXPECT_EQ(codeRaisedBy([&] { long_->Create(0); }), "DISK_INVALID_FILENAME_SYNTAX");
 }
 
+TEST_F(Locators, AFolderGetsAFreeNameIfItsPathHasRoomForOne) {
+  dir("take")->Create(0);
+  const auto unique = dir("take");
+  unique->SetUnique();
+  EXPECT_EQ(nameOf(*unique), "take1");
+  std::string deep = folder / "d";
+  while (deep.size() < kPathSize - 3) deep += deep.size() % 200 == 0 ? '/' : 'd';
+  std::filesystem::create_directories(deep + "/a");
+  const Owned<CoreWinDirLocator> full(CoreWinDirLocator::New(deep.c_str(), "a"));
+  EXPECT_EQ(codeRaisedBy([&] { full->SetUnique(); }), "DISK_INVALID_FILENAME_SYNTAX");
+}
+
+TEST_F(Locators, AreOfTheClassThatTheManufacturerInForceMakes) {
+  struct Counting final : AFileLocatorManufacturer {
+    AFileLocator* New() override { return ++made, CoreWinFileLocator::New("", nullptr); }
+    int made = 0;
+  } counting;
+  AFileLocator::SetManufacturer(&counting);
+  const Owned<AFileLocator> own(AFileLocator::New()), inFolder(dir()->GetFile("x", nullptr));
+  AFileLocator::SetManufacturer(nullptr);
+  const Owned<AFileLocator> byDefault(AFileLocator::New());
+  EXPECT_EQ(counting.made, 2);
+}
+
 TEST(LocatorPaths, BothStylesKnowWhatLiesAtTheTop) {
   for (const char* top : {"/a", "/"}) EXPECT_TRUE(liesAtTop(top, PathStyle::posix)) << top;
   for (const char* below : {"/a/b", "a"}) EXPECT_FALSE(liesAtTop(below, PathStyle::posix)) << below;

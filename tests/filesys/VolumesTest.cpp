@@ -1,15 +1,14 @@
 #include "core/filesys/Volumes.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <set>
-#include <string>
 
 #include "core/filesys/CoreWinLocators.h"
-#include "core/mem/Owned.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Printed.h"
+#include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -31,7 +30,11 @@ Long numberOf(const OSVolID& volume) {
 }  // namespace
 
 TEST(Volumes, TheListHoldsEachMountedDeviceOnceWithItsFacts) {
-  AVolumeInitialize();
+  {
+    const FramedWaits frames;
+    AVolumeInitialize();
+    EXPECT_EQ(FramedWaits::begun, 1) << "a volume that does not answer keeps only its asker waiting";
+  }
   std::set<Long> numbers;
   std::set<dev_t> devices;
   unsigned char err = 0;
@@ -79,7 +82,24 @@ TEST(Volumes, EmulatedSharedStorageFollowsFromItsSize) {
     EXPECT_EQ(info.chunkSize, 131072);
     EXPECT_EQ(info.limitSize, 131072 * 8);
     EXPECT_EQ(info.efficientRead.min, 131072 * 4);
+    CorvaneEmulation(0x2000000);
+    GetCorvaneInfo(volume, 3, &info);
+    EXPECT_EQ(info.limitSize, 0x4000000);
+    EXPECT_EQ(info.efficientWrite.max, 0x1000000) << "and no more";
   }
   const Emulated uneven(131073);
   EXPECT_EQ(checkFailedBy([&] { GetCorvaneInfo(volume, 3, &info); }), "(outInfo->efficientRead.min % chunkSize) == 0");
+}
+
+TEST(Volumes, SharedStorageThatIsNotThereTellsWhatWasAskedOfIt) {
+  const OSVolID volume = AVolumeID("/", nullptr);
+  CorvaneInfo_t info;
+  const DebugPrinted printed;
+  EXPECT_FALSE(IsCorvaneFS(volume) || IsCorvaneFSInstalled(true));
+  EXPECT_TRUE(printed.text().starts_with("Error: 'SCManager':\n"));
+  const std::pair<std::function<void()>, const char*> cases[] = {
+      {[&] { GetCorvaneInfo(volume, 3, &info); }, "GetCorvaneInfo can't CORVANE_IOCTL_GET_PERF_DATA_V1 on ioRefNum"},
+      {[&] { GetCorvaneInfo(volume, ULong(-1), &info); }, "GetCorvaneInfo given bad ioRefNum"},
+      {[] { SetCorvaneMaxTransfer(1); }, "\\\\.\\zorvexfs"}};
+  for (const auto& [ask, said] : cases) EXPECT_EQ(parm(errorRaisedBy(ask), "filename"), said);
 }

@@ -1,8 +1,8 @@
 #include "core/os/AHwOsInfo.h"
 
 #include "core/os/VersionInfo.h"
-#include "platform/Clock.h"
 #include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -29,6 +29,12 @@ TEST(AHwOsInfo, TimesThatHaveADateShowItAndOthersQuestionMarks) {
     EXPECT_EQ(text(dateAndTimeText, bad), "?\?/?\?/?\?\?\? ?\?:?\?:?\?");
     EXPECT_EQ(text(dateText, bad), "?\?/?\?/?\?\?\?");
   }
+}
+
+TEST(AHwOsInfo, AHostIsLookedUpWhileOthersRun) {
+  const FramedWaits frames;
+  EXPECT_STREQ(KyNetwork::HostName2in_addr("127.0.0.1"), "127.0.0.1");
+  EXPECT_EQ(FramedWaits::begun, 1);
 }
 
 TEST(VersionInfo, EachFormShowsTheNumbersThatTheProgramTold) {

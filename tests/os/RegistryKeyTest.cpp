@@ -4,8 +4,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/Files.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -92,6 +94,21 @@ TEST_F(RegistryKey, SettersAtTheSameTimeLoseNothing) {
     for (int n = thread; n < 40; n += 4) key->SetLongValue(std::to_string(n).c_str(), n);
   });
   for (int n = 0; n < 40; ++n) EXPECT_EQ(key->GetValueType(std::to_string(n).c_str()), REG_VALUE_LONG) << n;
+}
+
+TEST_F(RegistryKey, ASetterThatWaitsForAnotherProcessLetsTheOthersRun) {
+  key->SetLongValue("x", 1);
+  platform::File other;
+  ASSERT_EQ(other.open((file() + ".lock").c_str(), platform::Access::readWrite, platform::Disposition::openExisting),
+            0);
+  ASSERT_EQ(other.lock(0, platform::LockKind::exclusive), 0);
+  const FramedWaits frames;
+  const SleptClock clock([&] {
+    EXPECT_GT(FramedWaits::begun, FramedWaits::ended);
+    other.close();
+  });
+  key->SetLongValue("x", 2);
+  EXPECT_EQ(SleptClock::slept, 10);
 }
 
 TEST_F(RegistryKey, AStoreThatCannotBeWrittenIsAnErrorOfTheSetterAlone) {

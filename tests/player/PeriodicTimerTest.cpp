@@ -1,37 +1,15 @@
 #include "core/player/PeriodicTimer.h"
 
-#include <atomic>
 #include <mutex>
-#include <thread>
 
 #include "core/player/Interrupts.h"
 #include "core/player/TimerDevice.h"
-#include "platform/Clock.h"
-#include "tests/support/Test.h"
 #include "tests/threads/CoreThreads.h"
 
 using namespace ky;
 using namespace ky::test;
 
 namespace {
-
-/// A clock that goes when it is told to.
-class HeldClock {
- public:
-  HeldClock() : before(platform::setClockHooks({[]() -> Int64 { return sNow += sStep; }, nullptr})) {
-    sStep = 0;
-    sNow = 1'000'000;
-  }
-  ~HeldClock() { platform::setClockHooks(before); }
-
-  static void advance(Int64 microseconds) { sNow += microseconds; }
-  static void stepAtEachLook(Int64 microseconds) { sStep = microseconds; }
-
- private:
-  static inline std::atomic<Int64> sNow{0};
-  static inline std::atomic<Int64> sStep{0};
-  platform::ClockHooks before;
-};
 
 using Calls = std::vector<std::pair<Long, ULong>>;  // code and elapsed milliseconds
 
@@ -70,20 +48,20 @@ class Timer {
 }  // namespace
 
 TEST(PeriodicTimer, TicksByAbsoluteTimesAndCountsMissedTicksAsOne) {
-  const HeldClock clock;
+  const SleptClock clock;
   const Timer timer(2'500);
-  HeldClock::advance(10'000);
+  SleptClock::now += 10'000;
   timer.start();
   const Int64 advances[] = {2'500, 2'600, 10'000};  // to the first tick, past the second, to 100 past the sixth
   for (std::size_t tick = 0; tick < std::size(advances); ++tick) {
-    HeldClock::advance(advances[tick]);
+    SleptClock::now += advances[tick];
     awaitCalls(tick + 2);
   }
   timer.stop();
-  HeldClock::advance(1'000'000);
+  SleptClock::now += 1'000'000;
   EXPECT_EQ(calls(), (Calls{{kTimerInit, 0}, {kTimerTick, 2}, {kTimerTick, 3}, {kTimerTick, 10}}));
   timer.start();
-  HeldClock::advance(2'500);
+  SleptClock::now += 2'500;
   awaitCalls(5);
 }
 
@@ -138,13 +116,13 @@ TEST(PeriodicTimer, ACallbackMayRaiseButNotCommandItsTimer) {
 }
 
 TEST(TimerDevice, MeasuresAndWaitsInMicroseconds) {
-  const HeldClock clock;
+  const SleptClock clock;
   TIMERDevice timer;
   Int64 elapsed = 0;
-  HeldClock::stepAtEachLook(100);
+  SleptClock::step = 100;
   timer.WaitAbsoluteTime(1'000, true);
   timer.WaitRemainingTime(3'000);
-  HeldClock::stepAtEachLook(0);
+  SleptClock::step = 0;
   timer.GetTimeSinceMark(&elapsed);
   EXPECT_EQ(elapsed, 3'000);
 }

@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/Clock.h"
-
 namespace ky::test {
 
 /// Where files are kept in memory, if the host has such a place: for tests that flush to the disk hundreds of times.
@@ -55,27 +53,5 @@ inline std::vector<std::uint8_t> bytesOf(const std::string& path) {
 inline std::ptrdiff_t openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
-
-/// Counts the sleeps instead of sleeping.
-class HookedSleep {
- public:
-  HookedSleep() : before(platform::setClockHooks({nullptr, count})) { sleeps = 0; }
-  ~HookedSleep() { platform::setClockHooks(before); }
-  HookedSleep(const HookedSleep&) = delete;
-  HookedSleep& operator=(const HookedSleep&) = delete;
-
-  static inline int sleeps = 0;
-  static inline Int64 last = 0;  ///< milliseconds
-  static inline void (*onSleep)() = nullptr;
-
- private:
-  static void count(Int64 milliseconds) {
-    ++sleeps;
-    last = milliseconds;
-    if (onSleep) onSleep();
-  }
-
-  const platform::ClockHooks before;
-};
 
 }  // namespace ky::test

@@ -1,17 +1,13 @@
-// Core threads for tests, and a clock that runs only as threads sleep.
+// Core threads for tests.
 #pragma once
 
-#include <atomic>
 #include <chrono>
-#include <functional>
 #include <mutex>
-#include <string>
-#include <thread>
-#include <utility>
 
 #include "core/threads/KyCoreThread.h"
 #include "core/threads/KyCoreThreadServer.h"
-#include "platform/Clock.h"
+#include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 namespace ky::test {
 
@@ -69,40 +65,31 @@ bool runUntil(Reached reached) {
   for (int turns = 0; !reached(); ++turns) {
     SafeThreadYield();
     if (turns % 16 != 15) continue;
-    GetCoreThreadServer()->SleepThread(GetCoreThreadServer()->GetRunningThread(), 0);
+    GetCoreThreadServer()->GetRunningThread()->Sleep(0);
     std::this_thread::yield();
     if (std::chrono::steady_clock::now() > limit) return false;
   }
   return true;
 }
 
-/// Time that passes only in sleeps, and in waits with a limit; those take no time.
-class SleptClock {
- public:
-  explicit SleptClock(
-      std::function<void()> asleep = [] {}, bool isRunning = true) {
-    now = slept = 0;
-    runs = isRunning;
-    onSleep = std::move(asleep);
-    before = platform::setClockHooks({[] { return now.load(); },
-                                      [](Int64 milliseconds) {
-                                        if (runs) now += milliseconds * 1000;
-                                        slept += milliseconds;
-                                        std::this_thread::yield();  // or patience would end before others run
-                                        onSleep();
-                                      }});
+/// With the server there, and the calling thread as its main one.
+class CoreThreadTest : public testing::Test {
+ protected:
+  CoreThreadTest() { KyCoreThreadInit(); }
+
+  static KyCoreThreadServer& server() { return *GetCoreThreadServer(); }
+  static KyCoreThread& self() { return *server().GetRunningThread(); }
+
+  /// Runs `body` once on a core thread of its own, to its end.
+  template <class Body>
+  static void elsewhere(Body body) {
+    Worker worker([&](Worker& it) {
+      body();
+      it.Terminate();
+    });
+    worker.Resume();
+    ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
   }
-  ~SleptClock() { platform::setClockHooks(before); }
-  SleptClock(const SleptClock&) = delete;
-  SleptClock& operator=(const SleptClock&) = delete;
-
-  static inline std::atomic<bool> runs{true};
-  static inline std::atomic<Int64> now{0};    ///< microseconds
-  static inline std::atomic<Int64> slept{0};  ///< milliseconds
-
- private:
-  static inline std::function<void()> onSleep;
-  platform::ClockHooks before;
 };
 
 }  // namespace ky::test

@@ -1,28 +1,18 @@
 // Files that are read and written by threads which take turns.
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <vector>
 
 #include "core/filesys/DiskRtns.h"
-#include "tests/support/Raised.h"
 #include "tests/support/TempFolder.h"
 #include "tests/threads/CoreThreads.h"
-
-namespace {
 
 using namespace ky;
 using namespace ky::test;
 
-class FilesAndTurns : public testing::Test {
- protected:
-  FilesAndTurns() { KyCoreThreadInit(); }
-
-  const TempFolder folder;
-  const std::string path = folder / "shared";
-};
+using FilesAndTurns = CoreThreadTest;
 
 TEST_F(FilesAndTurns, BothKindsOfThreadsShareAFileThoughWritesFail) {
+  const TempFolder folder;
+  const std::string path = folder / "shared";
   constexpr int kThreads = 4, kRounds = 150;
   std::atomic<int> failures{0}, wrong{0}, forced{0}, ended{0};
   const auto transfers = [&](int number) {
@@ -61,5 +51,3 @@ TEST_F(FilesAndTurns, BothKindsOfThreadsShareAFileThoughWritesFail) {
   EXPECT_EQ(wrong, 0);
   EXPECT_TRUE(failures > 0 && failures <= forced);
 }
-
-}  // namespace

@@ -1,30 +1,11 @@
 #include "core/threads/KyCoreThreadMutex.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/support/Raised.h"
 #include "tests/threads/CoreThreads.h"
-
-namespace {
 
 using namespace ky;
 using namespace ky::test;
 
-class CoreMutex : public testing::Test {
- protected:
-  void SetUp() override { KyCoreThreadInit(); }
-
-  /// Runs `body` once on a core thread of its own, to its end.
-  template <class Body>
-  void elsewhere(Body body) {
-    Worker worker([&](Worker& it) {
-      body();
-      it.Terminate();
-    });
-    worker.Resume();
-    ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
-  }
-};
+using CoreMutex = CoreThreadTest;
 
 TEST_F(CoreMutex, RefusesWhatItCannotServe) {
   KyCoreThreadMutex once(kNonrecursiveMutex);
@@ -35,34 +16,31 @@ TEST_F(CoreMutex, RefusesWhatItCannotServe) {
   once.Unlock();
   EXPECT_FALSE(once.WasLocked());
   once.Lock();
-  std::string fatal;
-  elsewhere([&] { fatal = checkFailedBy([&] { once.Unlock(); }); });
-  EXPECT_EQ(fatal, "THREAD_NOT_OWNER");
+  KyCoreThreadCriticalSection section;
+  const KyAutoLockCS hold(&section);
+  elsewhere([&] {
+    EXPECT_EQ(checkFailedBy([&] { once.Unlock(); }), "THREAD_NOT_OWNER");
+    EXPECT_EQ(checkFailedBy([&] { section.Unlock(); }), "currentThread->GetID() == mOwner");
+  });
   once.Unlock();
 }
 
 TEST_F(CoreMutex, TimesOutInSlicesOfASecond) {
   KyCoreThreadMutex mutex;
+  const KyAutoLockThreadMutex hold(&mutex);
   const struct {
     Int64 microseconds, slept;
     int sleeps;
   } rows[] = {{499, 0, 0}, {500, 1, 1}, {3'200'000, 3'200, 4}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.microseconds);
-    mutex.Lock();
     mutex.SetLockTimeout(row.microseconds);
-    int sleeps = 0;
-    Int64 slept = 0;
-    std::string raised;
     elsewhere([&] {
-      const SleptClock clock([&] { ++sleeps; });
-      raised = codeRaisedBy([&] { mutex.Lock(); });
-      slept = SleptClock::slept;
+      const SleptClock clock;
+      EXPECT_EQ(codeRaisedBy([&] { mutex.Lock(); }), "THREAD_MUTEX_TIMEOUT");
+      EXPECT_EQ(SleptClock::slept, row.slept);
+      EXPECT_EQ(SleptClock::sleeps, row.sleeps);
     });
-    EXPECT_EQ(raised, "THREAD_MUTEX_TIMEOUT");
-    EXPECT_EQ(slept, row.slept);
-    EXPECT_EQ(sleeps, row.sleeps);
-    mutex.Unlock();
   }
 }
 
@@ -94,9 +72,6 @@ TEST_F(CoreMutex, LockingASectionHandsOverThoughItIsFree) {
   ASSERT_TRUE(runUntil([&] { return other.story().starts_with("start do "); }));
   const KyAutoLockCS hold(&section);
   EXPECT_GE(ran, 1);
-  std::string wrong;
-  elsewhere([&] { wrong = checkFailedBy([&] { section.Unlock(); }); });
-  EXPECT_EQ(wrong, "currentThread->GetID() == mOwner");
 }
 
 TEST_F(CoreMutex, ASignalIsForThoseWhoWaitABroadcastForAll) {
@@ -120,5 +95,3 @@ TEST_F(CoreMutex, ASignalIsForThoseWhoWaitABroadcastForAll) {
   waiter.MarkToWakeUp();
   EXPECT_TRUE(runUntil([&] { return passed == 2; }));
 }
-
-}  // namespace

@@ -1,27 +1,16 @@
 #include "core/threads/KyCoreThreadServer.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <memory>
-#include <string>
-#include <vector>
 
-#include "tests/support/Raised.h"
 #include "tests/threads/CoreThreads.h"
-
-namespace {
 
 using namespace ky;
 using namespace ky::test;
 
-class Server : public testing::Test {
+namespace {
+
+class Server : public CoreThreadTest {
  protected:
-  void SetUp() override { KyCoreThreadInit(); }
-
-  KyCoreThreadServer& server() { return *GetCoreThreadServer(); }
-  KyCoreThread* self() { return server().GetRunningThread(); }
-
   /// Brings a thread up to where it waits for its turn.
   void bringInLine(Worker& worker) {
     worker.Resume();
@@ -53,9 +42,10 @@ class Server : public testing::Test {
   std::string written;
 };
 
+}  // namespace
+
 TEST_F(Server, TurnsGoRoundInTheOrderOfAsking) {
-  constexpr int kThreads = 8;
-  constexpr int kRounds = 200;
+  constexpr int kThreads = 8, kRounds = 200;
   const SleptClock clock;
   const auto threads = writers(kThreads, kRounds);
   ASSERT_TRUE(runUntil([&] { return written.size() == kThreads * kRounds; }));
@@ -68,11 +58,16 @@ TEST_F(Server, TurnsGoRoundInTheOrderOfAsking) {
 }
 
 TEST_F(Server, ADirectedYieldGoesToItsTargetFirst) {
-  const auto threads = writers(4, 1);
-  server().YieldTo(threads[2].get(), false);
-  ASSERT_FALSE(written.empty());
-  EXPECT_EQ(written[0], 'c');
-  EXPECT_TRUE(runUntil([&] { return written.size() == 4; }));
+  for (const bool inSection : {false, true}) {
+    SCOPED_TRACE(inSection);
+    const auto threads = writers(4, 1);
+    if (inSection) server().BeginServerCriticalSection();
+    server().YieldTo(threads[2].get(), false);
+    EXPECT_EQ(written.empty(), inSection) << "there it waits for the section's end";
+    if (inSection) server().EndServerCriticalSection();
+    EXPECT_TRUE(written.starts_with('c')) << written;
+    EXPECT_TRUE(runUntil([&] { return written.size() == 4; }));
+  }
 }
 
 TEST_F(Server, TwoWhoYieldToEachOtherStarveNobody) {
@@ -109,25 +104,41 @@ TEST_F(Server, ComeBackSendsTheNextYieldToWhoAsked) {
   EXPECT_TRUE(runUntil([&] { return written.size() == 6; }));
 }
 
+TEST_F(Server, AYieldToAllIsOneToEachThatCanRun) {
+  const Worker suspended([](Worker&) {});
+  const auto threads = writers(3, 5);
+  server().YieldToAllThreads();
+  EXPECT_EQ(written.size(), 9u) << "each of them lets the whole line pass";
+  EXPECT_TRUE(runUntil([&] { return written.size() == 15; }));
+}
+
+TEST_F(Server, NobodyRunsTheOthersFromItsSection) {
+  server().BeginServerCriticalSection();
+  const std::function<void()> ways[] = {[] { server().YieldToOthers(); }, [] { server().YieldToAllThreads(); },
+                                        [] { server().RunCooperativeThreads(1, false); }};
+  for (const auto& way : ways) EXPECT_EQ(checkFailedBy(way), "!IsInServerCriticalSection()");
+  server().EndServerCriticalSection();
+}
+
 TEST_F(Server, ReleasesNest) {
   Worker other([](Worker& it) { it.idle = true; });
   other.Resume();
   KyCoreThreadServer::AboutToBlock();
   KyCoreThreadServer::AboutToBlock();
-  EXPECT_FALSE(self()->IsRunnable());
+  EXPECT_FALSE(self().IsRunnable());
   KyCoreThreadServer::DoneBlocking();
-  while (!other.IsParking()) platform::sleepFor(1);
-  EXPECT_NE(server().GetCurrentCoopThread(), self());
+  while (!other.IsParking()) std::this_thread::yield();
+  EXPECT_NE(server().GetCurrentCoopThread(), &self());
   KyCoreThreadServer::DoneBlocking();
-  EXPECT_EQ(server().GetCurrentCoopThread(), self());
+  EXPECT_EQ(server().GetCurrentCoopThread(), &self());
 }
 
 TEST_F(Server, SleepsCountInWholeMilliseconds) {
   const SleptClock clock;
-  self()->Sleep(2'500'999);
-  self()->Sleep(999);
+  self().Sleep(2'500'999);
+  self().Sleep(999);
   EXPECT_EQ(SleptClock::slept, 2'500);
-  self()->Sleep(Int64{2'147'483'648} * 1000);
+  self().Sleep(Int64{2'147'483'648} * 1000);
   EXPECT_EQ(SleptClock::slept, 2'500 + Int64{2'147'483'648});
 }
 
@@ -145,5 +156,3 @@ TEST_F(Server, RunsTheOthersForATime) {
   EXPECT_GE(ran, 33);
   EXPECT_EQ(server().RunCooperativeThreads(600, true), 0);
 }
-
-}  // namespace

@@ -1,26 +1,14 @@
 #include "core/threads/KyCoreThread.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <thread>
 
 #include "core/threads/KyCoreThreadMutex.h"
-#include "tests/support/Raised.h"
 #include "tests/threads/CoreThreads.h"
-
-namespace {
 
 using namespace ky;
 using namespace ky::test;
 
-class KyCoreThreads : public testing::Test {
- protected:
-  void SetUp() override { KyCoreThreadInit(); }
-
-  KyCoreThreadServer& server() { return *GetCoreThreadServer(); }
-  KyCoreThread& self() { return *server().GetRunningThread(); }
-};
+using KyCoreThreads = CoreThreadTest;
 
 TEST_F(KyCoreThreads, RunThroughTheirLifeInOrder) {
   for (const KyCoreThreadType type : {KyCoreThread_Cooperative, KyCoreThread_Preemptive}) {
@@ -29,10 +17,11 @@ TEST_F(KyCoreThreads, RunThroughTheirLifeInOrder) {
     EXPECT_TRUE(worker.IsSuspended() && worker.IsThreadAlive() && !worker.IsRunnable());
     EXPECT_EQ(server().FindThread(worker.GetID()), &worker);
     worker.Resume();
-    ASSERT_TRUE(runUntil([&] { return worker.IsParking() && worker.IsSuspended(); }));
+    const auto isParked = [&] { return worker.IsParking() && worker.IsSuspended(); };
+    ASSERT_TRUE(runUntil(isParked));
     EXPECT_EQ(worker.story(), "start do park ");
     worker.MarkToWakeUp();
-    ASSERT_TRUE(runUntil([&] { return worker.IsParking() && worker.IsSuspended() && worker.GetWorkCount() == 2; }));
+    ASSERT_TRUE(runUntil([&] { return isParked() && worker.GetWorkCount() == 2; }));
     worker.Terminate();
     ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
     EXPECT_EQ(worker.story(), "start do park unpark do park unpark stop ");
@@ -55,12 +44,11 @@ TEST_F(KyCoreThreads, AreKilledWhereverTheyAre) {
   };
   for (const auto& c : cases) {
     for (const KyCoreThreadType type : {KyCoreThread_Cooperative, KyCoreThread_Preemptive}) {
-      SCOPED_TRACE(std::string(c.name) + (type == KyCoreThread_Cooperative ? ", cooperative" : ", preemptive"));
+      SCOPED_TRACE(testing::Message() << c.name << ", type " << type);
       Worker worker(c.step, type);
       worker.Resume();
       ASSERT_TRUE(runUntil([&] { return worker.story() == c.story; }));
-      EXPECT_TRUE(worker.KillThead(false));
-      EXPECT_FALSE(worker.IsThreadAlive());
+      EXPECT_TRUE(worker.KillThead(false) && !worker.IsThreadAlive());
       EXPECT_EQ(worker.story(), std::string(c.story) + c.end);
     }
   }
@@ -68,8 +56,7 @@ TEST_F(KyCoreThreads, AreKilledWhereverTheyAre) {
 }
 
 TEST_F(KyCoreThreads, OneThatBlocksIsKilledOnceTheBlockEnds) {
-  std::atomic<bool> blocked{false};
-  std::atomic<bool> data{false};
+  std::atomic<bool> blocked{false}, data{false};
   Worker reader([&](Worker&) {
     KyCoreThreadServer::AboutToBlock();
     blocked = true;
@@ -106,6 +93,15 @@ TEST_F(KyCoreThreads, ErrorsOfAStepDoNotEndTheLoop) {
   EXPECT_EQ(server().GetCurrentCoopThread(), &self());
 }
 
+TEST_F(KyCoreThreads, AnErrorForWhoeverEndsAThreadIsHeardBehindThat) {
+  {
+    KyCoreThread thread;
+    thread.Resume();
+    self().DeferException(XError("LATER"));
+  }
+  EXPECT_EQ(codeRaisedBy([] { SafeThreadYield(); }), "LATER");
+}
+
 TEST_F(KyCoreThreads, WakingBetweenTheLookForWorkAndParkingIsNotMissed) {
   struct Late : Worker {
     using Worker::Worker;
@@ -123,6 +119,38 @@ TEST_F(KyCoreThreads, WakingBetweenTheLookForWorkAndParkingIsNotMissed) {
   EXPECT_EQ(worker.GetWorkCount(), 21);
 }
 
+TEST_F(KyCoreThreads, WhatOneOwnsEndsWithItUnlessItWasTakenBack) {
+  struct Kept : KyCoreThreadResource {
+    explicit Kept(int& count) : ended(count) {}
+    ~Kept() override { ++ended; }
+    int& ended;
+  };
+  int ended = 0;
+  Kept back(ended);
+  Worker worker([](Worker& it) { it.Terminate(); });
+  worker.AddThreadResource(new Kept(ended));
+  worker.AddThreadResource(&back);
+  worker.RemoveThreadResource(&back);
+  worker.Resume();
+  EXPECT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
+  EXPECT_EQ(ended, 1);
+}
+
+TEST_F(KyCoreThreads, PrioritiesAreToldByTheirBand) {
+  KyCoreThreadAttr attr = attributesOf(KyCoreThread_Preemptive);
+  attr.priority = 85;
+  KyCoreThread thread(&attr);
+  EXPECT_EQ(server().GetPriority(&thread), 90);
+  const float rows[][2] = {{0, 10}, {19.9F, 10}, {20, 30}, {40, 50}, {60, 70}, {80, 90}, {100, 90}};
+  for (const auto& [given, told] : rows) {
+    server().SetPriority(&thread, given);
+    EXPECT_EQ(server().GetPriority(&thread), told) << given;
+  }
+  server().SetDefaultPriority(&thread, 30);
+  server().RestoreDefaultPriority(&thread);
+  EXPECT_EQ(server().GetPriority(&thread), 30);
+}
+
 TEST_F(KyCoreThreads, AThreadThatCannotStartRaises) {
   KyCoreThreadAttr attr = attributesOf(KyCoreThread_Cooperative);
   attr.stackSize = -4096;
@@ -138,18 +166,14 @@ TEST_F(KyCoreThreads, ForeignThreadsMayKillAndYield) {
   Worker worker([](Worker& it) { it.Sleep(Int64{3'600} * 1'000'000); });
   worker.Resume();
   ASSERT_TRUE(runUntil([&] { return worker.story() == "start do "; }));
-  bool stopped = false;
   std::atomic<bool> done{false};
   std::jthread foreign([&] {
     YieldOutToOthers();
     server().YieldTo(&worker, false);
-    stopped = worker.KillThead(false);
+    EXPECT_TRUE(worker.KillThead(false));
     server().Join(&worker);
     EXPECT_EQ(checkFailedBy([] { SafeThreadYield(); }), "current");
     done = true;
   });
   EXPECT_TRUE(runUntil([&] { return done.load(); }));
-  EXPECT_TRUE(stopped);
 }
-
-}  // namespace

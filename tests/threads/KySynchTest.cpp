@@ -1,21 +1,15 @@
 #include "core/threads/KySynch.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
-#include <atomic>
 #include <future>
-#include <thread>
-#include <vector>
 
-#include "core/threads/Blocking.h"
-#include "tests/support/Raised.h"
-#include "tests/threads/CoreThreads.h"
-
-namespace {
+#include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 using namespace ky;
 using namespace ky::test;
+
+namespace {
 
 /// What `body` gives on a thread of its own, which has ended by then.
 template <class Body>
@@ -23,10 +17,10 @@ auto elsewhere(Body body) {
   return std::async(std::launch::async, body).get();
 }
 
+}  // namespace
+
 TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
-  static std::atomic<int> begun, ended;
-  begun = ended = 0;
-  const BlockingHooks before = installBlockingHooks({[]() -> Boolean { return ++begun != 0; }, [] { ++ended; }});
+  const FramedWaits frames;
   const SleptClock hooked;
   KyMutex mutex;
   KySema sema(2);
@@ -36,13 +30,12 @@ TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
   EXPECT_EQ(sema.Lock(kNoLimit), 0);
   EXPECT_EQ(sema.Lock(0), 1);
   EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 1);
-  EXPECT_EQ(begun, 0);
+  EXPECT_EQ(FramedWaits::begun, 0);
 
   EXPECT_EQ(sema.Lock(7), 1);
   EXPECT_EQ(elsewhere([&] { return mutex.Lock(30); }), 1);
-  installBlockingHooks(before);
-  EXPECT_EQ(begun, 2);
-  EXPECT_EQ(ended, 2);
+  EXPECT_EQ(FramedWaits::begun, 2);
+  EXPECT_EQ(FramedWaits::ended, 2);
   EXPECT_EQ(SleptClock::slept, 37);
 }
 
@@ -53,30 +46,32 @@ TEST(KySynch, AWaitIsServedThoughItsTimePassed) {
   EXPECT_FALSE(sema.IsSet());
 }
 
-TEST(KyMutex, IsFreeAfterAsManyUnlocksAsLocks) {
+TEST(KyMutex, IsKeptForAScopeAndFreeAfterAsManyUnlocksAsLocks) {
   KyMutex mutex;
-  mutex.Lock(kNoLimit);
-  mutex.Lock(kNoLimit);
-  mutex.Unlock();
-  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 1);
+  const auto tryFor = [&mutex](ULong milliseconds) {
+    return elsewhere([&] { return errorRaisedBy([&] { const KyMutexTenure hold(mutex, milliseconds, "here", 12); }); });
+  };
+  {
+    const KyMutexTenure outer(mutex);
+    const KyMutexTenure inner(mutex);
+    const XError refused = tryFor(0);
+    EXPECT_STREQ(refused.GetCode(), "KyMutexTenure: could NOT LOCK mutex.");
+    EXPECT_EQ(parm(refused, "fname") + parm(refused, "fline"), "here12");
+  }
+  EXPECT_EQ(tryFor(0).GetCode(), nullptr);
+  EXPECT_EQ(elsewhere([&] { return mutex.Lock(kNoLimit); }), 0) << "and that thread ended with it";
+  EXPECT_EQ(mutex.Lock(0), 0);
   mutex.Unlock();
   const XError error = errorRaisedBy([&] { mutex.Unlock("here", 12); });
   EXPECT_STREQ(error.GetCode(), "KyMutex::Unlock cannot release mutex");
-  EXPECT_EQ(parm(error, "fname") + parm(error, "fline"), "here12");
-}
-
-TEST(KyMutex, OneLeftByAThreadThatEndedCountsAsAcquired) {
-  KyMutex mutex;
-  EXPECT_EQ(elsewhere([&] { return mutex.Lock(kNoLimit); }), 0);
-  EXPECT_EQ(mutex.Lock(0), 0);
-  mutex.Unlock();
-  EXPECT_EQ(elsewhere([&] { return mutex.Lock(0); }), 0);
+  EXPECT_EQ(parm(error, "err") + parm(error, "fname") + parm(error, "fline"), "288here12");
 }
 
 TEST(KySema, CountsFromNoneToItsLimit) {
   KySema sema(2);
   EXPECT_FALSE(sema.IsSet());
   sema.Increment();
+  sema.Set();
   sema.Increment();
   EXPECT_EQ(codeRaisedBy([&] { sema.Increment(); }), "KySema::Unlock: could not increment semaphore.");
   sema.Reset();
@@ -84,26 +79,22 @@ TEST(KySema, CountsFromNoneToItsLimit) {
 }
 
 TEST(KySema, GivesEachOfItsItemsToOneWaiter) {
-  constexpr int kTakers = 4;
-  constexpr int kItems = 2000;
+  constexpr int kTakers = 4, kItems = 2000;
   KySema sema(3);
   std::atomic<int> taken{0};
-  {
-    std::vector<std::jthread> takers;
-    for (int i = 0; i < kTakers; ++i) {
-      takers.emplace_back([&] {
-        for (int item = 0; item < kItems / kTakers; ++item) taken += sema.Lock(kNoLimit) == 0;
-      });
+  onThreads(kTakers + 1, [&](int number) {
+    if (number < kTakers) {
+      for (int item = 0; item < kItems / kTakers; ++item) taken += sema.Lock(kNoLimit) == 0;
+    } else {
+      for (int given = 0; given < kItems;) given += codeRaisedBy([&] { sema.Unlock(); }).empty();
     }
-    for (int given = 0; given < kItems;) given += codeRaisedBy([&] { sema.Unlock(); }).empty();
-  }
+  });
   EXPECT_EQ(taken, kItems);
   EXPECT_FALSE(sema.IsSet());
 }
 
 TEST(KyWaitMultiple, TakesOneOrAllOrNone) {
-  KySema a(2);
-  KySema b(2);
+  KySema a(2), b(2);
   KyMutex mutex;
   KySynch* all[] = {&a, &b, &mutex};
   Long index = -1;
@@ -131,22 +122,15 @@ TEST(KyWaitMultiple, NeverHoldsAPartWhileItWaitsForTheRest) {
   constexpr int kMeals = 400;
   std::array<KyMutex, 3> forks;
   std::array<int, 3> worn = {};
-  std::vector<std::jthread> guests;
-  const auto dine = [&](std::vector<std::size_t> needs) {
+  const std::vector<std::size_t> guests[] = {{0, 1}, {2, 1}, {2, 0, 1}, {0}};
+  onThreads(4, [&](int guest) {
+    std::vector<KySynch*> wanted;
+    for (const std::size_t fork : guests[guest]) wanted.push_back(&forks[fork]);
     for (int meal = 0; meal < kMeals; ++meal) {
-      std::vector<KySynch*> wanted;
-      for (const std::size_t fork : needs) wanted.push_back(&forks[fork]);
       ASSERT_EQ(KyWaitMultiple(static_cast<ULong>(wanted.size()), wanted.data(), true, nullptr, kNoLimit), 0);
-      for (const std::size_t fork : needs) ++worn[fork];
-      for (const std::size_t fork : needs) forks[fork].Unlock();
+      for (const std::size_t fork : guests[guest]) ++worn[fork];
+      for (const std::size_t fork : guests[guest]) forks[fork].Unlock();
     }
-  };
-  guests.emplace_back(dine, std::vector<std::size_t>{0, 1});
-  guests.emplace_back(dine, std::vector<std::size_t>{2, 1});
-  guests.emplace_back(dine, std::vector<std::size_t>{2, 0, 1});
-  guests.emplace_back(dine, std::vector<std::size_t>{0});
-  guests.clear();
+  });
   EXPECT_EQ(worn, (std::array<int, 3>{3 * kMeals, 3 * kMeals, 2 * kMeals}));
 }
-
-}  // namespace

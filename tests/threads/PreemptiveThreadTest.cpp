@@ -1,22 +1,13 @@
 #include "core/threads/PreemptiveThread.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <chrono>
-#include <functional>
 #include <map>
 #include <mutex>
-#include <random>
 #include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "core/mem/Owned.h"
 #include "tests/support/Printed.h"
-#include "tests/support/Raised.h"
-#include "tests/threads/CoreThreads.h"
+#include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 namespace {
 
@@ -189,22 +180,18 @@ TEST_F(PreemptiveThreads, AConstructorThatRaisesEndsTheThread) {
 }
 
 TEST_F(PreemptiveThreads, RacingRequestsNeverLoseAStop) {
-  for (unsigned round = 0; round < 150; ++round) {
+  for (int round = 0; round < 150; ++round) {
     const Owned<Steered> worker(new Steered);
-    std::vector<std::jthread> askers;
-    for (unsigned asker = 0; asker < 3; ++asker) {
-      askers.emplace_back([&, asker] {
-        std::mt19937 random(round * 3 + asker);
-        for (int i = 0; i < 10; ++i) {
-          const unsigned what = random() % 3;
-          if (what == 0) worker->Pause();
-          if (what == 1) worker->Start();
-          if (what == 2) std::this_thread::yield();
-          if (asker == 0 && i == static_cast<int>(round % 10)) worker->Stop();
-        }
-      });
-    }
-    askers.clear();
+    onThreads(3, [&](int asker) {
+      std::mt19937 random(static_cast<unsigned>(round * 3 + asker));
+      for (int i = 0; i < 10; ++i) {
+        const unsigned what = random() % 3;
+        if (what == 0) worker->Pause();
+        if (what == 1) worker->Start();
+        if (what == 2) std::this_thread::yield();
+        if (asker == 0 && i == round % 10) worker->Stop();
+      }
+    });
     const std::string notes = ended(*worker);
     EXPECT_EQ(notes.find('T'), notes.rfind('T')) << notes;
     EXPECT_EQ(notes.find_last_not_of('A'), notes.find('T')) << notes;
