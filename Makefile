@@ -17,7 +17,7 @@ check:   ## the plain tests alone, for the time between edits
 	@scripts/build dev
 	@ctest --preset dev -j $(JOBS)
 
-lint:    ## clang-format and clang-tidy over the whole tree
+lint:    ## clang-format over the whole tree, clang-tidy over the library and the programs
 	@scripts/setup build test
 	@scripts/lint
 

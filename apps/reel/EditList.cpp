@@ -48,20 +48,20 @@ void putLongText(AStream* stream, const char* label, char** handle) {
   if (length > 0) stream->WriteBytes(label, *handle, length);
 }
 
-char** getLongText(AStream* stream, const char* label) {
+void getLongText(AStream* stream, const char* label, char**& text) {
+  disposeText(text);
   const Long length = stream->ReadLong("length");
-  if (length == -1) return nullptr;
+  if (length == -1) return;
   if (length < 0 || length > ky::remaining(stream)) ky::raiseBadStreamData("A text is longer than its document");
-  OwnedHandle text = OwnedHandle::ofSize(length + 1);
-  stream->ReadBytes(label, text.data(), length);
-  text.data()[length] = '\0';
-  return text.release();
+  OwnedHandle read = OwnedHandle::ofSize(length + 1);
+  stream->ReadBytes(label, read.data(), length);
+  read.data()[length] = '\0';
+  text = read.release();
 }
 
 void getText(AStream* stream, const char* label, char**& text) {
-  OwnedHandle fresh(stream->ReadStringHandle(label));
   disposeText(text);
-  text = fresh.release();
+  text = stream->ReadStringHandle(label);
 }
 
 }  // namespace
@@ -116,9 +116,7 @@ void EditEvent::Get(AStream* stream, AIODesc* desc) {
   AUndoable::Get(stream, desc);
   CheckClassMark(stream);
   for (int i = 0; i < kComments; ++i) getText(stream, "text", texts[i]);
-  OwnedHandle lines(getLongText(stream, "comments"));
-  disposeText(texts[kComments]);
-  texts[kComments] = lines.release();
+  getLongText(stream, "comments", texts[kComments]);
   fps = stream->ReadUShort("fps");
   drop = stream->ReadBoolean("drop");
   for (Long& time : times) time = stream->ReadLong("time");
@@ -193,9 +191,7 @@ void EditList::Get(AStream* stream, AIODesc* desc) {
   AUndoable::Get(stream, desc);
   CheckClassMark(stream);
   getText(stream, "title", title);
-  OwnedHandle lines(getLongText(stream, "comments"));
-  disposeText(comments);
-  comments = lines.release();
+  getLongText(stream, "comments", comments);
   fps = stream->ReadUShort("fps");
   drop = stream->ReadBoolean("drop");
   count = stream->ReadLong("count");

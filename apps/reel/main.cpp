@@ -9,6 +9,21 @@
 
 namespace {
 
+constexpr const char* kDescription =
+    "Reads CMX3600 edit lists into object documents, lists them, and writes them back.\n\n"
+    "The FCM lines decide whether timecodes are drop-frame, whatever separators they are written with. An FCM line\n"
+    "in the middle of a list counts for the events behind it; each event keeps its own way of counting, and the\n"
+    "list has that of its first event.\n\n"
+    "Exit status: 0 done, 1 failed, 2 wrong usage, 3 refused input.";
+
+constexpr const char* kExamples =
+    "reel import examples/feature-reel.edl cut.kyb       save an edit list as a document\n"
+    "reel import examples/advert-25.edl ad.kyb --fps 25  a list counted at 25 frames per second\n"
+    "cat cut.edl | reel import /dev/stdin cut.kyb        read it from a pipe\n"
+    "reel list cut.kyb                                   show its events\n"
+    "reel list cut.kyb --json                            the same for programs\n"
+    "reel export cut.kyb back.edl                        write an edit list again";
+
 /// These return what is wrong with a value as it was typed, "" for nothing.
 std::string isRate(const std::string& text) {
   const bool isNumber = !text.empty() && text.size() < 4 && text.find_first_not_of("0123456789") == std::string::npos;
@@ -25,23 +40,11 @@ std::string isTitle(const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{
-      "Reads CMX3600 edit lists into object documents, lists them, and writes them back.\n\n"
-      "The FCM lines decide whether timecodes are drop-frame, whatever separators they are written with. An FCM line\n"
-      "in the middle of a list counts for the events behind it; each event keeps its own way of counting, and the\n"
-      "list has that of its first event.\n\n"
-      "Exit status: 0 done, 1 failed, 2 wrong usage, 3 refused input."};
+  CLI::App app{kDescription};
   app.name("reel");
   app.set_version_flag("--version", support::versionText("reel"));
   app.require_subcommand(1);
-  support::showExamplesFirst(
-      app,
-      "reel import examples/feature-reel.edl cut.kyb       save an edit list as a document\n"
-      "reel import examples/advert-25.edl ad.kyb --fps 25  a list counted at 25 frames per second\n"
-      "cat cut.edl | reel import /dev/stdin cut.kyb        read it from a pipe\n"
-      "reel list cut.kyb                                   show its events\n"
-      "reel list cut.kyb --json                            the same for programs\n"
-      "reel export cut.kyb back.edl                        write an edit list again");
+  support::showExamplesFirst(app, kExamples);
 
   std::string in, out;
   reel::ImportOptions options;

@@ -10,8 +10,6 @@
 
 using namespace ky;
 
-namespace {}
-
 AUnknown* AUnknown::RegNew() { return new AUnknown; }
 void AUnknown::PCRegister() {
   PClassAdd(
