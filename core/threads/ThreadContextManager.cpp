@@ -167,3 +167,45 @@ void ThreadContextManager::threadEnds(void*) {
 void ThreadContextManager::lateContextEnds(void*) {
   if (tContext) Get().destroy(std::exchange(tContext, nullptr), 0);
 }
+
+// ---- what a context asks of the manager
+
+void ThreadContext::Initialize(ManagementPolicy_t policy) { ThreadContextManager::Get().SetMainThreadContext(policy); }
+
+ManagementPolicy_t ThreadContext::GetManagementPolicy() { return ThreadContextManager::Get().GetPolicy(); }
+
+ThreadContext* ThreadContext::GetMainThreadContext() { return ThreadContextManager::Get().GetMainContext(); }
+
+ThreadContext* ThreadContext::Register() { return Register(0); }
+
+ThreadContext* ThreadContext::Register(ULong flags) {
+  if (GetManagementPolicy() == eMultithreaded) return ThreadContextManager::Get().Register(flags);
+  ThreadContextError(
+      "ThreadContext::Register(): This application is not initialized as multithreaded. "
+      "Use ThreadContext::Initialize(2) first.");
+  return nullptr;
+}
+
+void ThreadContext::Unregister() {
+  if (GetManagementPolicy() == eMultithreaded) return ThreadContextManager::Get().Unregister();
+  ThreadContextError("ThreadContext::Unregister(): This application is not initialized as multithreaded.");
+}
+
+ThreadContext* ThreadContext::Find() {
+  if (ThreadContext* const own = tContext) [[likely]]
+    return own;
+  return ThreadContextManager::Get().FindSlow();
+}
+
+ThreadContext* ThreadContext::Find(ULong osThreadID) { return ThreadContextManager::Get().Find(osThreadID); }
+
+void ThreadContext::ThreadTerminated(ThreadContext* context) {
+  if (GetManagementPolicy() == eMultithreaded) return ThreadContextManager::Get().ThreadTerminated(context);
+  ThreadContextError("ThreadContext::ThreadTerminated(): This application is not initialized as multithreaded.");
+}
+
+void ThreadContext::SetAutomaticThreadContextCreation(Boolean on) {
+  ThreadContextManager::Get().SetAutomaticCreation(on != 0);
+}
+
+void ThreadContext::ThreadContextGC() { ThreadContextManager::Get().CollectFinished(); }
