@@ -10,6 +10,15 @@
 /// Raises:   DISK_... or FILE_OTHER ("str filename") on SYS_ERROR ("int status", "str msg").
 [[noreturn]] KY_API void xraiseWinFileError(int err, const char* filename);
 
+namespace ky {
+
+/// The same for an `err` other than 0, which stands for success.
+inline void raiseFileErrorIf(int err, const char* filename) {
+  if (err != 0) xraiseWinFileError(err, filename);
+}
+
+}  // namespace ky
+
 /// Raises the host's words for a system status, "System error:\n..." being the code itself.
 [[noreturn]] KY_API void SysNTerrorRaise(unsigned long status);
 

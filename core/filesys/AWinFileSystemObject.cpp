@@ -35,7 +35,7 @@ void checkName(const char* name) {
 
 platform::EntryFacts factsOf(const char* path) {
   platform::EntryFacts facts;
-  if (const int error = platform::entryFacts(path, &facts)) xraiseWinFileError(error, path);
+  raiseFileErrorIf(platform::entryFacts(path, &facts), path);
   return facts;
 }
 
@@ -100,13 +100,12 @@ void AWinFileSystemObject::moveTo(const std::string& newPath, Boolean replace) {
   const std::string oldPath = path;
   int error = newPath.size() < kPathSize ? GetForceDiskRenameErr() : int(platform::kInvalidName);
   if (error == 0) error = platform::moveEntry(oldPath.c_str(), newPath.c_str(), replace != 0);
-  if (error != 0) xraiseWinFileError(error, oldPath.c_str());
+  raiseFileErrorIf(error, oldPath.c_str());
   stopSharing(oldPath.c_str());
   stopSharing(newPath.c_str());
   SetPath(newPath.c_str());
   const Blocking frame;
-  error = platform::flushMove(oldPath.c_str(), newPath.c_str());
-  if (error != 0) xraiseWinFileError(error, newPath.c_str());
+  raiseFileErrorIf(platform::flushMove(oldPath.c_str(), newPath.c_str()), newPath.c_str());
 }
 
 char* AWinFileSystemObject::GetFullPath(char* buffer, Long size) { return fill(buffer, size, path); }
@@ -117,16 +116,12 @@ char* AWinFileSystemObject::GetFullPathCanonical(char* buffer, Long size) {
   return buffer;
 }
 
-void AWinFileSystemObject::SetFileLock(Boolean lock) {
-  if (const int error = platform::setReadOnly(path, lock != 0)) xraiseWinFileError(error, path);
-}
+void AWinFileSystemObject::SetFileLock(Boolean lock) { raiseFileErrorIf(platform::setReadOnly(path, lock != 0), path); }
 
 Boolean AWinFileSystemObject::GetFileLock() { return factsOf(path).isReadOnly; }
 
 ADirLocator* AWinFileSystemObject::GetParentDir(ADirLocator* parent) {
-  ADirLocator* const result = parent ? parent : ADirLocator::New();
-  result->Set(parentOf(path).c_str(), nullptr);
-  return result;
+  return named(parent, parentOf(path).c_str(), nullptr);
 }
 
 void AWinFileSystemObject::SetUniversalPath() {

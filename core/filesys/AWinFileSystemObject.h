@@ -6,6 +6,7 @@
 
 #include "core/filesys/ALocator.h"
 #include "core/filesys/Paths.h"
+#include "core/mem/Owned.h"
 
 class KY_API AFileSystemObject {
  public:
@@ -62,6 +63,16 @@ class KY_API AWinFileSystemObject : public AFileSystemObject {
 };
 
 namespace ky {
+
+/// Has `locator`, or a new one if that is null, name `name` in the folder, or the folder.
+template <class Locator>
+Locator* named(Locator* locator, const char* folder, const char* name) {
+  Owned<Locator> made(locator ? nullptr : Locator::New());
+  Locator* const result = locator ? locator : made.get();
+  result->Set(folder, name);
+  made.release();
+  return result;
+}
 
 /// Tells whether the folder that `path` lies in is the root of its tree.
 KY_API bool liesAtTop(std::string_view path, PathStyle style = hostPathStyle());

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/filesys/AWinFileSystemObject.h"
+#include "core/mem/Owned.h"
 
 namespace ky {
 
@@ -32,6 +33,16 @@ class HostLocator : public Locator, public AWinFileSystemObject {
   void SetPath(const char* newPath) override {
     this->SaveUndoState();
     AWinFileSystemObject::SetPath(newPath);
+  }
+
+ protected:
+  /// Has a new locator name a place.
+  template <class Own, class... Place>
+  static Own* placed(Own* locator, Place... place) {
+    Owned<Own> made(locator);
+    made->ILocator();
+    made->Set(place...);
+    return made.release();
   }
 };
 

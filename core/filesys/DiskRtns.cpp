@@ -1,7 +1,6 @@
 #include "core/filesys/DiskRtns.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -9,15 +8,13 @@
 
 #include "core/error/Assert.h"
 #include "core/error/Guarded.h"
-#include "core/error/Printing.h"
-#include "core/error/Subsystems.h"
+#include "core/error/OsPrintf.h"
 #include "core/error/SystemErrors.h"
 #include "core/filesys/OpenFileList.h"
 #include "core/filesys/SystemFile.h"
 #include "core/math/CUtils.h"
 #include "core/mem/Owned.h"
 #include "core/threads/Blocking.h"
-#include "platform/Clock.h"
 #include "platform/Errors.h"
 
 using namespace ky;
@@ -27,9 +24,6 @@ namespace {
 
 constexpr Int64 kLastPlace = 0x7FFFFFFF;
 constexpr Long kLargestPiece = 0xC00000;  // bounds the time of one system call
-constexpr Int64 kLockBegin = 0x7FFFFFF0;
-constexpr int kLockTries = 120;
-constexpr Int64 kLockPause = 1000;
 
 enum : ULong { kTraceOpen = 1, kTraceWrite = 2, kTraceRead = 4, kTraceCreate = 8 };
 
@@ -39,23 +33,6 @@ bool traces(ULong kind) { return (GetDiskRtnDbgFlags() & kind) != 0; }
 
 /// For the traces, which show where a record lies.
 unsigned long asNumber(fileRec_t** file) { return static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(file)); }
-
-void raiseIf(int error, const char* path) {
-  if (error != 0) xraiseWinFileError(error, path);
-}
-
-/// The list is asked before the record is touched: a stale one is gone.
-bool isOpen(fileRec_t** file) {
-  return OpenFileList::instance().contains(file) && (*file)->magic == DISK_MAGIC && (*file)->file;
-}
-
-/// Returns:  null, with the check failed, for what is no open file.
-SystemFile* opened(fileRec_t** fileHdl) {
-  if (!check(fileHdl != nullptr, "fileHdl != NULL")) return nullptr;
-  return check(isOpen(fileHdl), "(*fileHdl)->magic == DISK_MAGIC") ? (*fileHdl)->file : nullptr;
-}
-
-OSVolID volumeOf(fileRec_t** file) { return OSVolID((*file)->volume); }
 
 /// Returns:  false for a place that is refused.
 bool settleMode(Long offset, unsigned short* posMode) {
@@ -69,7 +46,7 @@ bool settleMode(Long offset, unsigned short* posMode) {
 /// Moves the position to where a transfer of `length` bytes begins.
 void seek(SystemFile& at, Long offset, unsigned short posMode, Long length, const char* path) {
   Int64 base = posMode == kFromPosition ? at.position : 0;
-  if (posMode == kFromEnd) raiseIf(at.file.length(&base), path);
+  if (posMode == kFromEnd) raiseFileErrorIf(at.file.length(&base), path);
   const Int64 place = base + offset;
   if (place < 0 || place + length > kLastPlace) xraiseWinFileError(kBadSeek, path);
   at.position = place;
@@ -84,7 +61,7 @@ void readPieces(fileRec_t** fileHdl, char* data, Long length) {
     std::size_t got = 0;
     const int error = from.file.readAt(from.position, data, static_cast<std::size_t>(piece), &got);
     from.position += static_cast<Int64>(got);
-    raiseIf(error, path);
+    raiseFileErrorIf(error, path);
     if (static_cast<Long>(got) < piece) +XError("DISK_EOF", "str filename", path, 0);
     data += piece;
     length -= piece;
@@ -103,7 +80,7 @@ void writePieces(fileRec_t** fileHdl, const char* data, Long length) {
     const int error = to.file.writeAt(to.position, data, static_cast<std::size_t>(piece), &taken);
     to.position += static_cast<Int64>(taken);
     lastWriteCount += static_cast<ULong>(taken);
-    raiseIf(error, path);
+    raiseFileErrorIf(error, path);
     refused = taken == 0 ? refused + 1 : 0;
     if (length > 0 && refused == 2) xraiseWinFileError(kDiskFull, path);
     data += taken;
@@ -147,10 +124,21 @@ OwnedSystemFile newSystemFile() { return OwnedSystemFile(new (KyNewPtr(sizeof(Sy
 
 }  // namespace
 
+bool ky::isOpen(fileRec_t** fileHdl) {
+  return OpenFileList::instance().contains(fileHdl) && (*fileHdl)->magic == DISK_MAGIC && (*fileHdl)->file;
+}
+
+SystemFile* ky::opened(fileRec_t** fileHdl) {
+  if (!check(fileHdl != nullptr, "fileHdl != NULL")) return nullptr;
+  return check(isOpen(fileHdl), "(*fileHdl)->magic == DISK_MAGIC") ? (*fileHdl)->file : nullptr;
+}
+
+OSVolID ky::volumeOf(fileRec_t** fileHdl) { return OSVolID((*fileHdl)->volume); }
+
 fileRec_t** ky::openFile(const char* path, unsigned short flags, ULong perms, const OSVolID& volume) {
   if (std::strlen(path) >= kPathSize) xraiseWinFileError(kInvalidName, path);
   if (fileRec_t** const shared = KYGetFileFromOpenFileList(path, flags, perms)) return shared;
-  raiseIf(GetForceDiskOpenErr(), path);
+  raiseFileErrorIf(GetForceDiskOpenErr(), path);
 
   // Memory comes before the system, so that a lack of it leaves no new file behind, nor an empty old one.
   OwnedSystemFile file = newSystemFile();
@@ -158,7 +146,7 @@ fileRec_t** ky::openFile(const char* path, unsigned short flags, ULong perms, co
   auto** const fileHdl = reinterpret_cast<fileRec_t**>(handle.get());
   OpenFileList::Entry entry(path, flags, fileHdl);
   const OpenRequest request = requestOf(flags);
-  raiseIf(file->file.open(path, request.access, request.disposition), path);
+  raiseFileErrorIf(file->file.open(path, request.access, request.disposition), path);
   if (flags & kFileNoBuffering) file->file.keepLittleInMemory();
 
   auto* const record = new (handle.data()) fileRec_t;
@@ -215,7 +203,7 @@ void KYCloseFile(fileRec_t** fileHdl) {
   const OwnedHandle handle(reinterpret_cast<char**>(fileHdl));
   record.magic = 0;
   record.file = nullptr;
-  raiseIf(file->file.close(), record.path);
+  raiseFileErrorIf(file->file.close(), record.path);
 }
 
 void KYCloseOnce(fileRec_t** fileHdl) { KYCloseFile(fileHdl); }
@@ -238,7 +226,7 @@ void KYReadFile(fileRec_t** fileHdl, void* data, Long offset, unsigned short pos
   }
   if (!settleMode(offset, &posMode)) return;
   const Lock hold(from->busy);
-  raiseIf(GetForceDiskReadErr(), path);
+  raiseFileErrorIf(GetForceDiskReadErr(), path);
   tellRead(0);
   seek(*from, offset, posMode, std::max<Long>(length, 0), path);
   if (!check(length > 0, "curlen>0")) return;
@@ -259,7 +247,7 @@ void KYWriteFile(fileRec_t** fileHdl, Long offset, unsigned short posMode, Long 
   }
   if (!settleMode(offset, &posMode) || !check(length >= 0, "length >= 0")) return;
   const Lock hold(to->busy);
-  raiseIf(GetForceDiskWriteErr(), path);
+  raiseFileErrorIf(GetForceDiskWriteErr(), path);
   seek(*to, offset, posMode, length, path);
   writePieces(fileHdl, static_cast<const char*>(data), length);
 }
@@ -284,7 +272,7 @@ Long KYGetLength(fileRec_t** fileHdl) {
   SystemFile* const file = opened(fileHdl);
   if (!file) return 0;
   Int64 length = 0;
-  raiseIf(file->file.length(&length), (*fileHdl)->path);
+  raiseFileErrorIf(file->file.length(&length), (*fileHdl)->path);
   return static_cast<Long>(std::min(length, kLastPlace));
 }
 
@@ -294,7 +282,7 @@ void KYTruncateFile(fileRec_t** fileHdl, Long length) {
   const Lock hold(file->busy);
   const char* const path = (*fileHdl)->path;
   seek(*file, length, kFromStart, 0, path);
-  raiseIf(file->file.setLength(file->position), path);
+  raiseFileErrorIf(file->file.setLength(file->position), path);
 }
 
 Long KYPreAllocate(fileRec_t** fileHdl, Long bytes) {
@@ -303,7 +291,7 @@ Long KYPreAllocate(fileRec_t** fileHdl, Long bytes) {
   const Lock hold(file->busy);
   const char* const path = (*fileHdl)->path;
   seek(*file, bytes, kFromEnd, 0, path);
-  raiseIf(file->file.reserve(file->position), path);
+  raiseFileErrorIf(file->file.reserve(file->position), path);
   return bytes;
 }
 
@@ -311,110 +299,5 @@ void ky::flushToDisk(fileRec_t** fileHdl) {
   SystemFile* const file = opened(fileHdl);
   if (!file) return;
   const Blocking frame;
-  raiseIf(file->file.flushToDisk(), (*fileHdl)->path);
-}
-
-// ---- facts
-
-char* KYGetFileName(fileRec_t** fileHdl, char* buffer, Long size) {
-  if (size > 0) *buffer = 0;
-  if (opened(fileHdl)) strncpyz(buffer, partsOf((*fileHdl)->path).name.data(), size);
-  return buffer;
-}
-
-void KYGetFileCreationDateTime(fileRec_t** fileHdl, std::tm* time) {
-  if (SystemFile* const file = opened(fileHdl)) raiseIf(file->file.creationTime(time), (*fileHdl)->path);
-}
-
-void KYGetFileModDateTime(fileRec_t** fileHdl, Int64* time) {
-  if (SystemFile* const file = opened(fileHdl)) raiseIf(file->file.modificationTime(time), (*fileHdl)->path);
-}
-
-namespace {
-
-/// Returns:  false, and `info` as it was, unless the file lies on shared storage.
-bool askSharedStorage(fileRec_t** fileHdl, CorvaneInfo_t* info) {
-  const VolumeServices& volumes = volumeServices();
-  if (!volumes.isShared || !volumes.transferSizes || !volumes.isShared(volumeOf(fileHdl))) return false;
-  volumes.transferSizes(volumeOf(fileHdl), static_cast<ULong>((*fileHdl)->file->file.number()), info);
-  return true;
-}
-
-bool printsSizes() {
-  static const int subsystem = dbgRegSubSystem("DiskRtnsIOSize");
-  return subsystem != 0 && dbgTestFlag(subsystem, kDbgPrint);
-}
-
-void give(Long value, Long* out) {
-  if (out) *out = value;
-}
-
-}  // namespace
-
-Long KYGetBlockSize(fileRec_t** fileHdl) {
-  CorvaneInfo_t info;
-  info.blockSize = 512;
-  if (fileHdl && opened(fileHdl)) askSharedStorage(fileHdl, &info);
-  return info.blockSize;
-}
-
-void KYGetEfficientReadSize(fileRec_t** fileHdl, Long* min, Long* max, Long* step) {
-  if (!check(fileHdl && isOpen(fileHdl), "fileHdl && (*fileHdl)->magic == DISK_MAGIC")) return;
-  CorvaneInfo_t info;
-  askSharedStorage(fileHdl, &info);
-  const CorvaneInfo_t::Sizes read = info.efficientRead;
-  if (printsSizes()) dprintf("KyEfficientRead min= %d, max= %d, step=%d\n", read.min, read.max, info.chunkSize);
-  give(read.min, min);
-  give(read.max, max);
-  give(info.chunkSize, step);
-}
-
-void KYGetEfficientWriteSize(fileRec_t** fileHdl, Long* min, Long* max, Long* step) {
-  if (!check(fileHdl && isOpen(fileHdl), "fileHdl && (*fileHdl)->magic == DISK_MAGIC")) return;
-  CorvaneInfo_t info;
-  info.efficientWrite.max = 0x80000;
-  info.chunkSize = 512;
-  askSharedStorage(fileHdl, &info);
-  const Long most = info.efficientWrite.max;
-  if (printsSizes()) dprintf("KyEfficientWrite min= %d, max= %d, step= %d\n", most, most, info.chunkSize);
-  give(most, min);
-  give(most, max);
-  give(info.chunkSize, step);
-}
-
-// ---- locks
-
-namespace {
-
-struct LockWords {
-  LockWords(const char* format, int error, const char* path) {
-    char message[512];
-    errorText(error, message, sizeof message);
-    std::snprintf(text, sizeof text, format, message, path);
-  }
-  char text[kPathSize + 640];
-};
-
-}  // namespace
-
-Boolean KYLockFileShared(fileRec_t** fileHdl) {
-  SystemFile* const file = opened(fileHdl);
-  if (!file) return false;
-  int error = file->file.lock(kLockBegin, LockKind::shared);
-  for (int tries = 1; error == kFileLocked && tries < kLockTries; ++tries) {
-    const Blocking frame;
-    sleepFor(kLockPause);
-    error = file->file.lock(kLockBegin, LockKind::shared);
-  }
-  if (error != 0) +XError(InternCode(LockWords("Failed Lock:\n%s\n%s\n", error, (*fileHdl)->path).text));
-  return true;
-}
-
-Boolean KYLockFileExclusive(fileRec_t** fileHdl) { return KYLockFileShared(fileHdl); }
-
-void KYUnlockFile(fileRec_t** fileHdl) {
-  SystemFile* const file = opened(fileHdl);
-  if (!file) return;
-  const int error = file->file.unlock(kLockBegin);
-  if (error != 0) dprintf("%s", LockWords("Unlock FAILED:\n%s\n%s\n", error, (*fileHdl)->path).text);
+  raiseFileErrorIf(file->file.flushToDisk(), (*fileHdl)->path);
 }

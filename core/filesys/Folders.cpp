@@ -48,7 +48,7 @@ bool claim(AFileLocator* file) {
   int error = GetForceDiskOpenErr();
   if (error == 0) error = made.createNew(path.c_str(), nullptr);
   if (error == platform::kFileExists) return false;
-  if (error != 0) xraiseWinFileError(error, path.c_str());
+  raiseFileErrorIf(error, path.c_str());
   return true;
 }
 
@@ -145,7 +145,7 @@ void GetStartupDirInfo(ADirLocator* dir) { dir->Set(parentOf(platform::programPa
 
 void DefaultToStartupDir() {
   const std::string folder = parentOf(platform::programPath());
-  if (const int error = platform::setCurrentFolder(folder.c_str())) xraiseWinFileError(error, folder.c_str());
+  raiseFileErrorIf(platform::setCurrentFolder(folder.c_str()), folder.c_str());
 }
 
 Boolean ForEachFile(ADirLocator* dir, KyWalkProc visit, LongPtr data) { return walk(dir, true, false, visit, data); }

@@ -5,7 +5,7 @@
 #include <set>
 #include <vector>
 
-#include "core/filesys/DiskRtns.h"
+#include "core/filesys/FileRecord.h"
 #include "core/mem/KyMemory.h"
 #include "platform/Locks.h"
 

@@ -10,6 +10,7 @@
 #include "core/filesys/DiskRtns.h"
 #include "core/filesys/Folders.h"
 #include "core/filesys/Paths.h"
+#include "core/filesys/SystemFile.h"
 #include "core/mem/Owned.h"
 #include "core/objsys/AFileStream.h"
 #include "platform/Errors.h"
@@ -21,7 +22,6 @@ using namespace ky;
 
 namespace {
 
-constexpr Int64 kLockBegin = 0x7FFFFFF0;  // where KYLockFileExclusive locks
 constexpr Long kStreamBuffer = 0x40000;
 
 std::string fullPathOf(AFileLocator* file) {
@@ -115,7 +115,7 @@ void ky::safeReplace(AFileLocator* document, bool replace, const char* accessOf,
   if (facts.isFolder) xraiseWinFileError(platform::kAccessDenied, given.c_str());
   if (!isThere || facts.isPlain) {
     std::string path = given;
-    if (const int error = platform::followLinks(&path)) xraiseWinFileError(error, given.c_str());
+    raiseFileErrorIf(platform::followLinks(&path), given.c_str());
     replaceDocument(path, replace, accessOf ? accessOf : path, fill);
     stopSharing(given.c_str());
   } else {

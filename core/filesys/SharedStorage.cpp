@@ -37,7 +37,7 @@ CorvaneInfo_t driversInfo(OSVolID volume) {
   Long facts[7] = {};
   int error = platform::kPathNotFound;
   if (!hasNoLetter && check(isLetter, "isalpha(theID)")) error = platform::sharedStorageFacts(number, &facts);
-  if (error != 0) xraiseWinFileError(error, "GetCorvaneInfo can't CORVANE_IOCTL_GET_PERF_DATA_V1 on ioRefNum");
+  raiseFileErrorIf(error, "GetCorvaneInfo can't CORVANE_IOCTL_GET_PERF_DATA_V1 on ioRefNum");
   return {facts[0], facts[1], facts[2], {facts[3], facts[4]}, {facts[5], facts[6]}};
 }
 
@@ -118,5 +118,5 @@ void GetCorvaneInfo(OSVolID volume, ULong ioRefNum, CorvaneInfo_t* outInfo) {
 }
 
 void SetCorvaneMaxTransfer(Long bytes) {
-  if (const int error = platform::setSharedStorageTransfer(bytes)) xraiseWinFileError(error, "\\\\.\\zorvexfs");
+  raiseFileErrorIf(platform::setSharedStorageTransfer(bytes), "\\\\.\\zorvexfs");
 }

@@ -157,10 +157,6 @@ std::string worded(const Settings& settings) {
 std::string settingsFolder() { return userSettingsFolder() + "/KyCore"; }
 std::string settingsPath() { return settingsFolder() + "/settings"; }
 
-void raiseIf(int error, const std::string& path) {
-  if (error != 0) xraiseWinFileError(error, path.c_str());
-}
-
 /// Returns:  0, also for a file that is not there yet.
 int readSettings(Settings* settings) {
   File file;
@@ -193,7 +189,7 @@ void writeSettings(const Settings& settings) {
   if (error == 0) error = moveEntry(beside.c_str(), path.c_str(), true);
   if (error == 0) error = flushMove(beside.c_str(), path.c_str());
   if (error != 0) (void)removeFile(beside.c_str());
-  raiseIf(error, path);
+  raiseFileErrorIf(error, path.c_str());
 }
 
 /// One process at a time from reading the file to replacing it; the lock ends with the file object.
@@ -201,13 +197,13 @@ void lockSettings(File* file) {
   constexpr int kTries = 500;
   const std::string path = settingsPath() + ".lock";
   (void)makeFolder(settingsFolder().c_str());
-  raiseIf(file->open(path.c_str(), Access::readWrite, Disposition::openOrCreate), path);
+  raiseFileErrorIf(file->open(path.c_str(), Access::readWrite, Disposition::openOrCreate), path.c_str());
   int error = file->lock(0, LockKind::exclusive);
   for (int i = 0; i < kTries && error == kFileLocked; ++i) {
     sleepFor(10);
     error = file->lock(0, LockKind::exclusive);
   }
-  raiseIf(error, path);
+  raiseFileErrorIf(error, path.c_str());
 }
 
 void setValue(const char* key, const char* name, const Value& value) {
@@ -215,7 +211,7 @@ void setValue(const char* key, const char* name, const Value& value) {
   File lock;
   lockSettings(&lock);
   Settings settings;
-  raiseIf(readSettings(&settings), settingsPath());
+  raiseFileErrorIf(readSettings(&settings), settingsPath().c_str());
   settings[key][name] = value;
   writeSettings(settings);
 }

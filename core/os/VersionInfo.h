@@ -31,7 +31,6 @@ KY_API short GetVersionInfo(short* major, short* minor, char* text, short form);
 /// Returns:  'D' for a build with checks for its developers, 'R' for a release.
 KY_API char GetVersionBuildType();
 
-/// Returns:  when this library was made, in seconds since 1970, as those who built it tell; not when it was compiled,
-/// so
-///           that the same sources give the same bytes.
+/// Returns:  when this library was made, in seconds since 1970, as those who built it tell. Not when it was compiled:
+///           the same sources give the same bytes.
 KY_API ULong GetBuildTimeStamp();

@@ -177,6 +177,13 @@ TEST_F(Locators, ATypeIsToldByTheExtensionOrByTheDocumentInside) {
   const auto type = [&](const char* name) { return file(name)->GetFileType(); };
   EXPECT_EQ(type("none.kyb"), MakeChar4("ZVob")) << "without being opened";
   EXPECT_EQ(type("none"), MakeChar4("ZVrf"));
+  const std::pair<const char*, const char*> renamed[] = {{"a.KYB", "a.KYB"}, {"a.txt", "a.txt.kyb"}};
+  for (const auto& [before, after] : renamed) {
+    const auto named = file(before);
+    named->SetFileType(MakeChar4("TEXT"));  // which no extension is given for
+    named->SetFileType(MakeChar4("ZVob"));
+    EXPECT_EQ(nameOf(*named), after);
+  }
   const auto root = file("x");
   const std::string document = saved(root.get());
   std::string other = document, badKey = document, old = document;
