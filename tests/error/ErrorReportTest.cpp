@@ -1,8 +1,8 @@
 #include "core/error/ErrorReport.h"
 
 #include "core/error/Guarded.h"
-#include "core/mem/Toolbox.h"
 #include "tests/support/Test.h"
+#include "tests/support/ToyToolbox.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -10,15 +10,10 @@ using namespace ky::test;
 namespace {
 
 /// The report on what `raise` raises, from `level` or the top.
-std::string report(void (*raise)(), int level = 0, int size = 256) {
+template <class Raise>
+std::string report(Raise raise, int level = 0, int size = 256) {
   std::string text(static_cast<std::size_t>(size), '#');
-  guarded(raise, [&] {
-    if (level) {
-      EMGetErrorMsgLevel(text.data(), size, level);
-    } else {
-      EMGetErrorMsg(text.data(), size);
-    }
-  });
+  guarded(raise, [&] { level ? EMGetErrorMsgLevel(text.data(), size, level) : EMGetErrorMsg(text.data(), size); });
   return text.c_str();
 }
 
@@ -34,6 +29,7 @@ TEST(ErrorReport, WithoutTemplatesEachLevelHasItsDefaultLine) {
   EXPECT_EQ(report(raiseTwoLevels), "Exception: DISK_EOF, filename:reel.bin");
   EXPECT_EQ(report(raiseTwoLevels, 1), "Exception: SYS_ERROR, status:38, msg:End of file");
   EXPECT_EQ(report(raiseTwoLevels, 0, 12), "Exception: ");
+  EXPECT_EQ(refusalOf([] { report(raiseTwoLevels, 3); }), "codePtr != NULL");
 }
 
 TEST(ErrorReport, TemplatesFromTheLookUpSeeTheOutermostParameters) {
@@ -43,4 +39,19 @@ TEST(ErrorReport, TemplatesFromTheLookUpSeeTheOutermostParameters) {
   EXPECT_EQ(report(raiseTwoLevels), "The file reel.bin is too short.");
   EXPECT_EQ(report(raiseTwoLevels, 1), "reel.bin: <status>");
   installTemplateLookup(nullptr);
+}
+
+TEST(ErrorReport, ResourcesHoldTemplatesAndTheTableOfOldSystemErrors) {
+  ToyToolbox box;
+  box.resources = {{"DISK_EOF", "\x0A<filename>!and no more"},
+                   {"SYS_ERROR", "\7trouble"},
+                   {"-15392", "-42 tmfoErr File too many files open\r-43  fnfErr   no such file\r-44 wPrErr"}};
+  EXPECT_EQ(report(raiseTwoLevels), "reel.bin");
+  EXPECT_EQ(report(raiseTwoLevels, 1), "trouble") << "those of the file routines have a template";
+  const std::pair<int, const char*> rows[] = {
+      {-43, "System Error -43 (no such file)"}, {-44, "System Error -44 ()"}, {-4, "trouble"}};
+  for (const auto& [number, want] : rows) {
+    EXPECT_EQ(report([number = number] { +XError("SYS_ERROR", "int OSErr", number, 0); }), want);
+  }
+  EXPECT_TRUE(box.blocks.empty()) << "each resource was released";
 }

@@ -1,7 +1,9 @@
 #include "core/error/Printing.h"
 
+#include "core/error/UnitTestBase.h"
 #include "platform/Clock.h"
 #include "tests/support/Printed.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/Test.h"
 
 using namespace ky;
@@ -15,6 +17,24 @@ TEST(OsPrintf, PrefixesSecondsAndEndsTheLineOnce) {
   EXPECT_EQ(OsLog(std::string(5'000, 'x').c_str()), 13 + 2046 + 1);
   ky::platform::setClockHooks(before);
   EXPECT_EQ(out.text(), "   12.345678\tframe 9\n   12.345678\ta\nb   12.345678\t" + std::string(2046, 'x') + "\n");
+}
+
+TEST(Console, ShowsAndLogsLinesByTheirLevel) {
+  static std::string shown;
+  const TempFolder folder;
+  const auto before =
+      UnitTestBase::SetLineSink([](const char* line, int level) { shown += char('0' + level), shown += line; });
+  ASSERT_TRUE(UnitTestBase::LogOn("session.log", (folder / "new").c_str(), 4));
+  EXPECT_EQ(cprintf("%s %d\n", "take", 2), 7);
+  UnitTestBase::AddComment("five", 5);
+  UnitTestBase::LogOff();
+  UnitTestBase::SetVerbose(0);
+  cprintf("unseen");
+  UnitTestBase::AddProblem("seen");
+  UnitTestBase::SetVerbose(4);
+  UnitTestBase::SetLineSink(before);
+  EXPECT_EQ(shown, "1take 2\n0seen");
+  EXPECT_EQ(bytesOf(folder / "new/session.log").size(), 7u);
 }
 
 TEST(DbgCstring, QuotesEscapesAndCuts) {

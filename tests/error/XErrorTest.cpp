@@ -5,25 +5,31 @@
 using namespace ky;
 using namespace ky::test;
 
-TEST(XError, OnlyAnErrorWithACodeIsRaised) {
+TEST(XError, OnlyAnErrorWithACodeIsRaisedAndLogged) {
+  static std::string logged;
+  xSetLogFunc([](const char* line) -> int { return logged = line, 0; });
   XError error("LOW", "int n", 1, 0);
   static const std::string equal = "LOW";
-  const struct {
-    std::function<void()> raise;
-    const char* words;
-  } rows[] = {
+  const std::pair<std::function<void()>, std::string> rows[] = {
       {[] { +XError(0); }, ""},
-      {[] { +XError("CODE", "str s", "x", 0); }, "Exception: CODE, s:x"},
-      {[&] { xraisexerror(error); }, "Exception: LOW, n:1"},
-      {[=]() mutable { xreraise(error, "HIGH", "int m", 2, 0); }, "Exception: HIGH, m:2"},
+      {[] { +XError("CODE", "str s", "x", 0); }, "xraise Exception: CODE, s:x"},
+      {[&] { +error; }, "xraise Exception: LOW, n:1"},
+      {[&] { xraisexerror(error); }, "xpropagate Exception: LOW, n:1"},
+      {[=]() mutable { xreraise(error, "HIGH", "int m", 2, 0); }, "xreraise Exception: HIGH, m:2"},
       {[=]() mutable {
          XError::FileLine{"reel.cpp", 12} + error;
        },
-       "Exception: LOW, n:1, fname:reel.cpp, fline:12"},
-      {[=]() mutable { xreraise(error, equal.c_str(), "int n", 2, 0); }, "Exception: LOW, n:1"},
+       "xraisefileline Exception: LOW, n:1, fname:reel.cpp, fline:12"},
+      {[=]() mutable { xreraise(error, equal.c_str(), "int n", 2, 0); }, "xreraise Exception: LOW, n:1"},
       {[none = XError()]() mutable { xreraise(none, "CODE"); }, ""},
   };
-  for (const auto& row : rows) EXPECT_EQ(wordsOf(errorRaisedBy(row.raise)), row.words);
+  for (const auto& [raise, want] : rows) {
+    logged.clear();
+    const std::string words = wordsOf(errorRaisedBy(raise));
+    EXPECT_EQ(logged.substr(std::min(logged.find(' '), logged.size())), want.empty() ? "" : " " + want);
+    EXPECT_EQ(words, want.substr(std::min(want.find("Exception"), want.size())));
+  }
+  xSetLogFunc(nullptr);
 }
 
 TEST(XError, CopiesShareTheStackUntilOneChanges) {

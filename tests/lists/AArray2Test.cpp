@@ -1,5 +1,6 @@
 #include "core/lists/AArray2.h"
 
+#include "core/lists/AHashTable.h"
 #include "core/lists/ASortedArray.h"
 #include "tests/lists/ListSupport.h"
 
@@ -38,7 +39,20 @@ TEST(AArray2, WalksItsElementsEitherWay) {
   EXPECT_EQ(contentsOf(*array), (Longs{1, 2, 3})) << "it gives copies";
   array->ModEach(bump, nullptr);
   array->ForEachDirect(bump, nullptr);
-  EXPECT_EQ(contentsOf(*array), (Longs{3, 4, 5}));
+  array->ModEachI([](void*, void* element, Long index) -> Boolean { return *static_cast<Long*>(element) += index, 0; },
+                  nullptr);
+  EXPECT_EQ(contentsOf(*array), (Longs{3, 5, 7}));
+
+  const auto isAbove = [](void* element, void* than) -> Boolean {
+    return *static_cast<Long*>(element) > LongPtr(than);
+  };
+  Long index = -1;
+  EXPECT_TRUE(array->ForEachUntil(&index, isAbove, asKey(4)) && index == 1);
+  EXPECT_TRUE(array->ForEachDirectUntil(&index, isAbove, asKey(5)) && index == 2);
+  EXPECT_FALSE(array->ForEachUntil(&index, isAbove, asKey(7)) || array->ForEachDirectUntil(&index, isAbove, asKey(7)));
+  const Long five = 5;
+  EXPECT_TRUE(array->RemoveByContent(&five) && !array->RemoveByContent(&five));
+  EXPECT_EQ(contentsOf(*array), (Longs{3, 7}));
 }
 
 TEST(AArray2, WalksSurviveCallbacksThatDelete) {
@@ -120,10 +134,15 @@ TEST(BinSearchArray, FindsTheElementsAroundAKey) {
   EXPECT_EQ(checkFailedBy([&] { search(nullptr, 5, 20, 4); }), "bad case");
 }
 
-TEST(ASortedArray, AddsAheadOfEqualElements) {
+TEST(ASortedArray, AddsAheadOfEqualElementsAndNeverSorts) {
   const Owned<ASortedArray> array(ASortedArray::New(elementProc<Long>, byLong, nullptr, byLong, nullptr));
+  array->AutoSort();
   for (const Long item : {30, 20, 10}) EXPECT_EQ(array->Add(&item), 1);
   const Long again = 20;
   EXPECT_EQ(array->Add(&again), 2);
   EXPECT_EQ(contentsOf(*array), (Longs{10, 20, 20, 30}));
+  Boolean found = false;
+  EXPECT_EQ(array->KeySearch(&found, &again, 3), 3);
+  EXPECT_TRUE(found);
+  EXPECT_EQ(refusalOf([&] { array->AutoSort(); }), "Not implemented");
 }

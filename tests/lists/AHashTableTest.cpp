@@ -5,6 +5,7 @@
 
 #include "core/math/CUtils.h"
 #include "tests/lists/ListSupport.h"
+#include "tests/support/Printed.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -60,6 +61,7 @@ struct Kind {
 const Kind kKinds[] = {
     {"longs", 4, 0, false, itemHash<4, 0>},
     {"longs with functions", 4, 4, true, itemHash<4, 4>, scatter, equalsPacked<4>},
+    {"pointers", 8, 0, false, itemHash<8, 0>},
     {"pointers with functions", 8, 4, true, itemHash<8, 4>, scatter, equalsPacked<8>},
     {"bytes", 3, 0, false, itemHash<3, 0>},
     {"records", 12, 0, true, itemHash<12, 0>},
@@ -77,27 +79,19 @@ class Twin {
 
   void step() {
     const Item item = anyItem();
-    switch (number(40)) {
-      case 0:
-        maintain();
-        break;
-      case 1:
-        walk({});
-        break;
-      case 2:
-      case 3:
-        walk(item.first);
-        break;
-      case 4:
-        removeNewest(item.first);
-        break;
-      case 5:
-      case 6:
-      case 7:
-        ASSERT_EQ(table_->RemoveSpecificItem(asKey(item.first), item.second.data()), hints_.erase(item) != 0);
-        break;
-      default:
-        number(2) ? add(item) : look(item);
+    const int kind = number(40);
+    if (kind == 0) {
+      maintain();
+    } else if (kind < 4) {
+      walk(kind == 1 ? std::nullopt : std::optional(item.first));
+    } else if (kind == 4) {
+      const bool any = !itemsOf(item.first).empty();
+      ASSERT_EQ(table_->RemoveItem(asKey(item.first), out_.data()), any);
+      ASSERT_EQ(any ? hints_.erase(given()) : 0, any);
+    } else if (kind < 8) {
+      ASSERT_EQ(table_->RemoveSpecificItem(asKey(item.first), item.second.data()), hints_.erase(item) != 0);
+    } else {
+      number(2) ? add(item) : look(item);
     }
     table_->DebugCheck();
     ASSERT_EQ(table_->GetNumItems(), static_cast<Long>(hints_.size()));
@@ -155,22 +149,13 @@ class Twin {
     ASSERT_FALSE(table_->RemoveSpecificItem(asKey(otherOfTheChain), item.second.data()));
   }
 
-  void removeNewest(Long key) {
-    const bool any = !itemsOf(key).empty();
-    ASSERT_EQ(table_->RemoveItem(asKey(key), out_.data()), any);
-    ASSERT_EQ(any ? hints_.erase(given()) : 0, any);
-  }
-
   /// Walks everything or the items of a key, and removes some of what it is given.
   void walk(std::optional<Long> key) {
     const int oneIn = 1 + number(20);
     std::map<Item, Long> left = key ? itemsOf(*key) : hints_;
     HTLoopState state;
-    if (key) {
-      ASSERT_EQ(table_->KeyLoopInit(asKey(*key), &state), !left.empty());
-    } else {
-      table_->LoopInit(&state);
-    }
+    table_->LoopInit(&state);
+    ASSERT_TRUE(!key || table_->KeyLoopInit(asKey(*key), &state) == !left.empty());
     Long hint = INDEX_NULL;
     while (key ? table_->KeyLoopNextItem(asKey(*key), out_.data(), &state, &hint)
                : table_->LoopNextItem(&state, out_.data(), &hint)) {
@@ -186,11 +171,10 @@ class Twin {
 
   void maintain() {
     const int choice = number(8);
+    table_.reset(static_cast<AHashTable*>(table_->Copy()));  // an exact copy: hints stay
     if (choice == 0) {
       table_->RemoveAll();
       hints_.clear();
-    } else if (choice == 1) {
-      table_.reset(static_cast<AHashTable*>(table_->Copy()));  // an exact copy: hints stay
     } else if (choice == 2 || table_->GetHTSize() > 1000) {
       std::map<Long, std::string> first;
       for (const auto& [item, hint] : hints_) first[item.first] = newest(item.first);
@@ -228,14 +212,13 @@ TEST(AHashTable, AgreesWithAModelUnderRandomOperations) {
 }
 
 TEST(Divisor, GivesTheRemaindersOfADivision) {
-  std::minstd_rand random(5);
+  std::mt19937 random(5);
   for (const Long size : {1, 2, 13, 1023, 1024, 10159, 1000777, INT_MAX}) {
-    const Divisor divisor(size);
     std::vector<Long> numbers = {0, 1, -1, size - 1, size, -size, INT_MAX, INT_MIN, INT_MIN + 1};
-    for (int i = 0; i < 2000; ++i) numbers.push_back(static_cast<Long>(random() * 3));
+    for (int i = 0; i < 2000; ++i) numbers.push_back(Long(random()));
     for (const Long number : numbers) {
-      ASSERT_EQ(divisor.mod(number), mod(number, size)) << number << " by " << size;
-      ASSERT_EQ(divisor.rem(static_cast<ULong>(number)), static_cast<ULong>(number) % static_cast<ULong>(size));
+      ASSERT_EQ(Divisor(size).mod(number), mod(number, size)) << number << " by " << size;
+      ASSERT_EQ(Divisor(size).rem(ULong(number)), ULong(number) % ULong(size));
     }
   }
 }
@@ -251,6 +234,58 @@ TEST(AHashTable, RefusesALoopWhoseNextItemWasRemoved) {
   for (HTLoopState bad : {state, HTLoopState{1, 99}, HTLoopState{99, 0}, HTLoopState{0, -7}}) {
     EXPECT_EQ(codeRaisedBy([&] { table->LoopNextItem(&bad, &item, nullptr); }), "HTABLE_LOOPSTATE_CORRUPT");
   }
+}
+
+TEST(AHashTable, FindsDamage) {
+  struct Damaged : AHashTable {
+    htelem_t& at(Long index) { return reinterpret_cast<htelem_t*>(*elemArray)[index + 1]; }
+    Long& head(Long chain) { return (*hTable)[chain]; }
+    using AHashTable::eaSize, AHashTable::firstFreeIndex, AHashTable::htSize, AHashTable::numItems;
+  };
+  // Elements 1 and 0 are on chain 1, element 2 on chain 2, and 3 to 5 are free.
+  void (*const faults[])(Damaged&) = {
+      [](Damaged&) {},
+      [](Damaged& table) { table.head(5) = 6; },
+      [](Damaged& table) { table.head(5) = 2; },
+      [](Damaged& table) { table.at(1).nextIndex = 1; },
+      [](Damaged& table) { table.at(0).used = false; },
+      [](Damaged& table) { table.firstFreeIndex = 0; },
+      [](Damaged& table) { table.at(4).nextIndex = INDEX_NULL; },
+      [](Damaged& table) { table.numItems = 7; },
+      [](Damaged& table) { table.eaSize = 1000; },
+      [](Damaged& table) { table.htSize = 23; },
+  };
+  for (const auto& damage : faults) {
+    SCOPED_TRACE(&damage - faults);
+    const Owned<Damaged> table(new Damaged);
+    table->IHashTable(13, 6, sizeof(Long), nullptr, nullptr, kUnique);
+    for (const Long number : {1, 14, 2}) table->AddItem(asKey(number), &number, nullptr);
+    damage(*table);
+    EXPECT_EQ(codeRaisedBy([&] { table->DebugCheck(); }), &damage == faults ? "" : "HTABLE_CORRUPT");
+  }
+}
+
+TEST(AHashTable, TellsHowFullItIsAndRefusesWhatIsOutOfRange) {
+  const Owned<AHashTable> table = threeLongs();
+  const Long fourteen = 14;
+  const AHashTable::ItemHash wild = [](const void*, Long size, AHashTable::HashFunc) { return size; };
+  expectRefusals({
+      {"MEM_OUT_OF_MEMORY", [&] { table->GrowElemArray(INT_MAX / 12); }},
+      {"HTABLE_SIZE_TOO_BIG", [&] { table->GrowBy(1000777, 0, itemHash<4, 0>); }},
+      {"VALID_HTI(newHash)", [&] { table->GrowBy(1, 1, wild); }},
+      {"VALID_HTI(hValue)", [&] { table->AddItemAt(13, &fourteen, nullptr); }},
+      {"elemIndex == hTable[currHash]", [&] { table->MoveElemHashChain(0, -1, 5, 6); }},
+      {"minimumSize > 0 && initialItemsArraySize >= 0 && iSize > 0",
+       [] { AHashTable::New(0, 1, 4, nullptr, nullptr, kUnique); }},
+  });
+  table->AddItem(asKey(14), &fourteen, nullptr);
+  const Printed out;
+  table->DumpStats(Printed::print, 1);
+  EXPECT_EQ(out.text(),
+            " Number of Items:\t     4\n HashTable Size:\t\t    13    (10 empty, max chain len 2)\n"
+            " ElementArray Size:\t    16     (ItemSize 4, HTElement Size 12)\n"
+            " Load Factor (numitems/tablesize):\t  0.31\n"
+            " Average Chain Len (numitems/num buckets used in table):\t  1.33\n");
 }
 
 TEST(AHashTable, StaysAsItWasWhenMemoryRunsOut) {

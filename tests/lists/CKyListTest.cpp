@@ -116,6 +116,11 @@ TEST(CKyList, SortsStably) {
   };
   list->Qsort(byTens);
   EXPECT_EQ(contents(*list), want);
+  Long index = 0;
+  const auto compare = [](LongPtr key, void* item) { return Long(key - valueOf(item) / 10); };
+  EXPECT_EQ(valueOf(list->BinarySearch(50, compare, &index)) / 10, 50);
+  EXPECT_EQ(list->BinarySearch(100, compare, &index), nullptr);
+  EXPECT_EQ(index, 501);
 }
 
 TEST(CKyList, JoinsAndParts) {
@@ -139,6 +144,7 @@ TEST(CKyList, OwnsHandlesWithTheirBytes) {
   const Owned<CKyList> list(CKyList::New());
   list->AppendAsHandle("bb", 2);
   list->PrependAsHandle("a", 1);
+  EXPECT_EQ(list->SizeWithItems(), list->Size() + 3);
   CKyList* const copy = list->DeepCopy();
   list->DisposeItems();
   EXPECT_EQ(textOf(*copy, 1) + textOf(*copy, 2), "abb");

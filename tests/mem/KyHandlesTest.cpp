@@ -1,11 +1,10 @@
 #include "core/mem/KyHandles.h"
 
-#include <map>
 #include <thread>
 
-#include "core/mem/Toolbox.h"
 #include "core/mem/ZorvexHandleMgr.h"
 #include "tests/support/Test.h"
+#include "tests/support/ToyToolbox.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -21,37 +20,6 @@ char** handleWith(const std::string& content) {
 }
 
 bool isFake(char** h) { return ZorvexHandleMgr::IsZorvexHandle(reinterpret_cast<void**>(h)) != 0; }
-
-/// Real handles, each of which it knows, while it stands.
-class ToyToolbox : public Toolbox {
- public:
-  ToyToolbox() : before(installToolbox(this)) {}
-  ~ToyToolbox() override { installToolbox(before); }
-
-  char** newHandle(Long size) override {
-    auto* const handle = new char*;
-    setHandleSize(handle, size);
-    return handle;
-  }
-  char** newHandleClear(Long size) override { return newHandle(size); }
-  char** newEmptyHandle() override { return newHandle(0); }
-  void disposeHandle(char** handle) override {
-    blocks.erase(handle);
-    delete handle;
-  }
-  Long handleSize(char** handle) override { return static_cast<Long>(blocks.at(handle).size()); }
-  bool setHandleSize(char** handle, Long size) override {
-    blocks[handle].resize(static_cast<std::size_t>(size));
-    *handle = blocks[handle].data();
-    return true;
-  }
-  bool reallocHandle(char** handle, Long size) override { return setHandleSize(handle, size); }
-
-  std::map<char**, std::vector<char>> blocks;
-
- private:
-  Toolbox* before;
-};
 
 }  // namespace
 
@@ -90,20 +58,25 @@ TEST(KyHandles, CopyingTakesSourcesInTheHandleItself) {
 
 TEST(KyHandles, TheThreadDecidesTheKindAtBirthAndTheAddressAfterwards) {
   ToyToolbox box;
+  const MemoryTotals before = memoryTotals();
   char** const real = KyNewHandle(6);
-  EXPECT_TRUE(box.blocks.contains(real));
+  char** const copyOfReal = KyCopyHand(real);
+  EXPECT_TRUE(box.blocks.contains(real) && box.blocks.contains(copyOfReal));
+  KySetHandleSize(real, 60);
+  EXPECT_EQ(KyGetHandleSize(real), 60);
+  EXPECT_EQ(memoryTotals().totalHdl - before.totalHdl, 12) << "a resize is not counted";
+  EXPECT_EQ(KyGetNumHdls(), before.numHdls + 2);
+
   char** fake = nullptr;
   std::thread([&] { fake = KyNewHandle(6); }).join();
-  EXPECT_TRUE(isFake(fake));
-
-  KySetHandleSize(fake, 12);
   char** const copyOfFake = KyCopyHand(fake);
-  EXPECT_TRUE(isFake(copyOfFake));
-  char** const copyOfReal = KyCopyHand(real);
-  EXPECT_TRUE(box.blocks.contains(copyOfReal));
+  EXPECT_TRUE(isFake(fake) && isFake(copyOfFake));
   for (char** h : {fake, copyOfFake, copyOfReal}) KyDisposeHandle(h);
+  EXPECT_EQ(box.ended, "\xFF\xFF\xFF\xFF" + std::string(2, '\0')) << "a use after the end is to show";
 
-  std::thread([&] { EXPECT_NE(refusalOf([&] { KyDisposeHandle(real); }), ""); }).join();
+  std::thread([&] {
+    EXPECT_EQ(refusalOf([&] { KyDisposeHandle(real); }), "KyDisposeHandleMac: Not Mac2Win safe!!!");
+  }).join();
   KyDisposeHandle(real);
   EXPECT_TRUE(box.blocks.empty());
 }

@@ -67,6 +67,21 @@ TEST(KyMutex, IsKeptForAScopeAndFreeAfterAsManyUnlocksAsLocks) {
   EXPECT_EQ(parm(error, "err") + parm(error, "fname") + parm(error, "fline"), "288here12");
 }
 
+TEST(KyMutex, ACellTellsHowEachCallWent) {
+  void* cell = nullptr;
+  using Answers = std::array<Long, 4>;
+  const auto answers = [&] {
+    return Answers{KyMutex_stat(&cell), KyMutex_acquire(&cell), KyMutex_wait(&cell, 1), KyMutex_release(&cell)};
+  };
+  EXPECT_EQ(KyMutex_init(&cell) + KyMutex_acquire(&cell), 0);
+  EXPECT_EQ(elsewhere(answers), (Answers{1, -1, 1, 288})) << "somebody else holds it";
+  EXPECT_EQ(KyMutex_release(&cell), 0);
+  EXPECT_EQ(elsewhere([&] { return KyMutex_spin_lock(&cell); }), 0);
+  EXPECT_EQ(answers(), (Answers{0, 0, 0, 0})) << "who held it has ended";
+  EXPECT_EQ(KyMutex_destroy(&cell), 0);
+  EXPECT_EQ(answers(), (Answers{1, -1, -1, 6}));
+}
+
 TEST(KySema, CountsFromNoneToItsLimit) {
   KySema sema(2);
   EXPECT_FALSE(sema.IsSet());

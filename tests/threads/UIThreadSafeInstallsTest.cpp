@@ -30,6 +30,18 @@ TEST(UIThreadSafeInstalls, AWorkerNeitherCallsNorChangesTheMainThreadsHooks) {
   EXPECT_EQ(InstallUImsg(before), showMsg);
 }
 
+TEST(UIHooks, ProgressGoesToTheInstalledSetAndNoneIsShownWithoutOne) {
+  const auto wait = [](Boolean, Long delay) -> Boolean { return delay == 7; };
+  const UIrtns before = InstallUIrtns(wait, nullptr, nullptr, [] { sShown = "closed"; });
+  EXPECT_TRUE(DisplayWait(0, 7) && !DisplayTherm("reel", 1, 2, 0));
+  UIstatReset();
+  UIstatClose();
+  EXPECT_EQ(sShown, "closed");
+  EXPECT_EQ(InstallUIrtns(UIrtns()).GetWaitingProc(), +wait);
+  EXPECT_FALSE(DisplayWait(0, 7));
+  InstallUIrtns(before);
+}
+
 TEST(UIThreadSafeInstalls, WorkersHaveHooksOfTheirOwnAndCanGoBackToTheDefault) {
   const UImsgProc before = UIThreadSafeInstalls::InstallNonMainUImsg(showMsg);
   const FtlProc fatalBefore = UIThreadSafeInstalls::InstallNonMainFtl([](const char*, const char*, int) -> Boolean {
