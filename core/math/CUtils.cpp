@@ -7,6 +7,7 @@
 #include "core/error/Assert.h"
 #include "core/error/XError.h"
 #include "core/math/Arithmetic.h"
+#include "core/math/DivideFault.h"
 
 using namespace ky;
 

@@ -1,6 +1,6 @@
 #include "core/math/KyFixedMath.h"
 
-#include "core/math/Arithmetic.h"
+#include "core/math/DivideFault.h"
 
 using namespace ky;
 

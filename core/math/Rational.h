@@ -4,6 +4,7 @@
 #include <iosfwd>
 
 #include "core/base/KyTypes.h"
+#include "core/math/RatioParts.h"
 
 /// A ratio of two 32-bit integers.
 ///
@@ -18,7 +19,7 @@ class KY_API Rational {
   Rational(const Long& num) : num(num) {}
 
   /// The ratio reduced, its denominator positive.
-  Rational(const Long& num, const Long& den);
+  Rational(const Long& num, const Long& den) : num(num), den(den) { ky::ratio::normalize(this->num, this->den); }
 
   Rational(const Rational&) = default;
   Rational& operator=(const Rational&) = default;
@@ -59,11 +60,21 @@ class KY_API Rational {
   /// Returns:  -1, 0 or 1.
   static int compare(const Rational& a, const Rational& b);
 
-  friend KY_API Rational operator+(const Rational& a, const Rational& b);
+  friend Rational operator+(const Rational& a, const Rational& b) {
+    ky::ratio::Parts result;
+    if (!ky::ratio::sum(a.parts(), b.parts(), result)) [[unlikely]]
+      return retriedSum(a, b);
+    return Rational(result);
+  }
   friend Rational operator+(const Rational& a) { return a; }
   friend KY_API Rational operator-(const Rational& a, const Rational& b);
   friend Rational operator-(const Rational& a) { return Rational(a).negate(); }
-  friend KY_API Rational operator*(const Rational& a, const Rational& b);
+  friend Rational operator*(const Rational& a, const Rational& b) {
+    ky::ratio::Parts result;
+    if (!ky::ratio::product(a.parts(), b.parts(), result)) [[unlikely]]
+      return retriedProduct(a, b);
+    return Rational(result);
+  }
   friend KY_API Rational operator/(const Rational& a, const Rational& b);
   /// Tests the low 32 bits of the difference of the cross products only; `compare` is exact.
   friend KY_API bool operator==(const Rational& a, const Rational& b);
@@ -76,6 +87,15 @@ class KY_API Rational {
   }
 
  private:
+  explicit Rational(const ky::ratio::Parts& parts)
+      : Rational(static_cast<Long>(parts.num), static_cast<Long>(parts.den)) {}
+
+  ky::ratio::Parts parts() const { return {num, den}; }
+
+  /// The operations again with reduced operands, until they fit or nothing is left to reduce.
+  static Rational retriedSum(const Rational& a, const Rational& b);
+  static Rational retriedProduct(const Rational& a, const Rational& b);
+
   Long num = 0;
   Long den = 1;
 };
