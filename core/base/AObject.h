@@ -2,14 +2,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 
 #include "core/base/KyTypes.h"
 
 /// Every object starts zero-filled, is made by `new` and ends by `Dispose()`.
 ///
 /// A class below it holds no member that owns memory through its own constructor, unless it overrides `Copy()`: objects
-/// are copied as raw bytes. It overrides `ClassName` with a literal, and `IsInstanceOf` to compare with that literal
-/// and to ask its base class otherwise.
+/// are copied as raw bytes. It has the name that KY_CLASS gives it.
 class KY_API AObject {
  public:
   typedef void (*LogRoutine)(AObject* object);
@@ -74,3 +74,13 @@ class KY_API AObject {
   AObject(const AObject&) {}
   AObject& operator=(const AObject&) { return *this; }
 };
+
+/// Gives a class below AObject its name; stands first in the class and leaves it private.
+#define KY_CLASS(Class, Base)                                          \
+ public:                                                               \
+  const char* ClassName() override { return #Class; }                  \
+  Boolean IsInstanceOf(const char* name) override {                    \
+    return std::strcmp(name, #Class) == 0 || Base::IsInstanceOf(name); \
+  }                                                                    \
+                                                                       \
+ private:

@@ -14,10 +14,6 @@
 
 using namespace ky;
 
-namespace {
-AFileStream* from(void* stream) { return static_cast<AFileStream*>(static_cast<AStream*>(stream)); }
-}  // namespace
-
 AFileStream* AFileStream::New(fileRec_t** fileHdl, Boolean closeFile, char** buffer) {
   Owned<AFileStream> stream(new AFileStream);
   stream->IFileStream(fileHdl, closeFile, buffer);
@@ -27,7 +23,7 @@ AFileStream* AFileStream::New(fileRec_t** fileHdl, Boolean closeFile, char** buf
 /// What the stream is to end with it, it takes over last: a stream that never was leaves it to the caller.
 void AFileStream::IFileStream(fileRec_t** newFile, Boolean close, char** buffer) {
   IStream();
-  installCore(CoreRead, CoreWrite);
+  installCore<AFileStream, &AFileStream::fetch, &AFileStream::store>();
   check(newFile != nullptr, "fileHdl != NULL");
   const Long length = buffer ? KyGetHandleSize(buffer) : 0;
   const bool isUsable = buffer && check(length > 0, "pbuflen >0");
@@ -45,12 +41,6 @@ AFileStream::~AFileStream() {
   succeeds([this] { endBuffer(); });
 }
 
-const char* AFileStream::ClassName() { return "AFileStream"; }
-
-Boolean AFileStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AFileStream") == 0 || AStream::IsInstanceOf(name);
-}
-
 void AFileStream::Dispose() {
   always([this] { SetSeqBuf(0, 0); },
          [this] {
@@ -66,7 +56,7 @@ void AFileStream::Dispose() {
 //
 // It holds what lies from bufFilePos on: bytes of the file while the stream reads, bytes on their way to it while the
 // stream writes. The window lies over it; in writing it ends one byte short, so that a full buffer is always met by
-// CoreWrite, which empties it.
+// store(), which empties it.
 
 void AFileStream::catchUp() {
   if (writing && hasWindow()) bufCount = static_cast<Long>(here() - bufFilePos);
@@ -146,22 +136,20 @@ void AFileStream::turn(bool toWriting) {
 
 // ---- reading
 
-void AFileStream::CoreRead(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* const self = from(stream);
-  self->turn(false);
-  self->AllocSeqBuf();
-  if (!self->seqBuf) {
-    const Int64 at = self->here();
-    KYReadFile(self->fileHdl, data, static_cast<Long>(at), kFromStart, length);
-    return self->closeWindow(at + length);
+void AFileStream::fetch(void* data, Long length) {
+  turn(false);
+  AllocSeqBuf();
+  if (!seqBuf) {
+    const Int64 at = here();
+    KYReadFile(fileHdl, data, static_cast<Long>(at), kFromStart, length);
+    return closeWindow(at + length);
   }
   for (auto* to = static_cast<char*>(data); length > 0;) {
-    if (self->here() == self->bufFilePos + self->bufCount) self->refill();
-    const Int64 at = self->here();
-    const auto piece = static_cast<Long>(std::min<Int64>(length, self->bufFilePos + self->bufCount - at));
-    std::memcpy(to, *self->seqBuf + (at - self->bufFilePos), static_cast<std::size_t>(piece));
-    self->place(at + piece);
+    if (here() == bufFilePos + bufCount) refill();
+    const Int64 at = here();
+    const auto piece = static_cast<Long>(std::min<Int64>(length, bufFilePos + bufCount - at));
+    std::memcpy(to, *seqBuf + (at - bufFilePos), static_cast<std::size_t>(piece));
+    place(at + piece);
     to += piece;
     length -= piece;
   }
@@ -204,22 +192,20 @@ void AFileStream::ReadBytes(const char* label, void* buffer, Long length) {
 
 // ---- writing
 
-void AFileStream::CoreWrite(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* const self = from(stream);
-  self->turn(true);
-  self->AllocSeqBuf();
-  if (!self->seqBuf) {
-    self->writeOut(data, length);
-    return self->closeWindow(self->here() + length);
+void AFileStream::store(const void* data, Long length) {
+  turn(true);
+  AllocSeqBuf();
+  if (!seqBuf) {
+    writeOut(data, length);
+    return closeWindow(here() + length);
   }
-  self->catchUp();
+  catchUp();
   for (auto* bytes = static_cast<const char*>(data); length > 0;) {
-    const Long piece = std::min(length, self->seqBufLen - self->bufCount);
-    std::memcpy(*self->seqBuf + self->bufCount, bytes, static_cast<std::size_t>(piece));
-    self->bufCount += piece;
-    self->place(self->bufFilePos + self->bufCount);
-    if (self->bufCount == self->seqBufLen) self->Flush();
+    const Long piece = std::min(length, seqBufLen - bufCount);
+    std::memcpy(*seqBuf + bufCount, bytes, static_cast<std::size_t>(piece));
+    bufCount += piece;
+    place(bufFilePos + bufCount);
+    if (bufCount == seqBufLen) Flush();
     bytes += piece;
     length -= piece;
   }

@@ -13,14 +13,14 @@
 /// Raises:   DISK_EOF ("str filename") from a read past the end, what there is being delivered first; otherwise what
 ///           the disk routines raise. A Flush that fails keeps its bytes.
 class KY_API AFileStream : public AStream {
+  KY_CLASS(AFileStream, AStream)
+
  public:
   /// With `closeFile` the stream's end closes the file. `buffer` may be null, else it becomes the stream's.
   ///
   /// Requires: "fileHdl != NULL", "pbuflen >0".
   static AFileStream* New(fileRec_t** fileHdl, Boolean closeFile, char** buffer);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   /// Raises:   the first of what flushing and closing raise, with both done.
   void Dispose() override;
 
@@ -51,10 +51,9 @@ class KY_API AFileStream : public AStream {
   ~AFileStream() override;
   void IFileStream(fileRec_t** newFile, Boolean close, char** buffer);
 
-  static void CoreRead(void* stream, void* data, Long length);
-  static void CoreWrite(void* stream, void* data, Long length);
-
  private:
+  void fetch(void* data, Long length);
+  void store(const void* data, Long length);
   void catchUp();
   void place(Int64 at);
   void startAt(Int64 at);

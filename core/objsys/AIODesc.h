@@ -5,11 +5,10 @@
 
 /// The purpose of a `Put` or `Get`, passed down every call of it.
 class KY_API AIODesc : public AObject {
+  KY_CLASS(AIODesc, AObject)
+
  public:
   enum IOKind { kStore = 1, kUndo = 2, kPrint = 3, kConv55 = 6, kConv62 = 7 };
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations behind AObject's, in slot order.
 
@@ -62,12 +61,12 @@ struct DeferredChecks;
 
 /// Persistent storage in a document.
 class KY_API AStoreDesc : public AIODesc {
+  KY_CLASS(AStoreDesc, AIODesc)
+
  public:
   static AStoreDesc* New();
 
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   /// Has `verify(object)` run once every object of the document is loaded: what a `Get` cannot judge while the objects
   /// it points at are still empty (the shape of a tree, the threads of a list). `verify` raises when the object is
@@ -82,7 +81,7 @@ class KY_API AStoreDesc : public AIODesc {
  protected:
   AStoreDesc() = default;
   ~AStoreDesc() override;
-  void IStoreDesc();
+  void IStoreDesc() { IIODesc(kStore); }
 
  private:
   ky::DeferredChecks* deferred = nullptr;
@@ -90,58 +89,54 @@ class KY_API AStoreDesc : public AIODesc {
 
 /// Capture or restore for undo; an object's life in the history takes part.
 class KY_API AUndoDesc : public AIODesc {
+  KY_CLASS(AUndoDesc, AIODesc)
+
  public:
   static AUndoDesc* New();
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
  protected:
   AUndoDesc() = default;
   ~AUndoDesc() override = default;
-  void IUndoDesc();
+  void IUndoDesc() { IIODesc(kUndo); }
 };
 
 /// Printing by a print stream.
 class KY_API APrintDesc : public AIODesc {
+  KY_CLASS(APrintDesc, AIODesc)
+
  public:
   static APrintDesc* New();
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
  protected:
   APrintDesc() = default;
   ~APrintDesc() override = default;
-  void IPrintDesc();
+  void IPrintDesc() { IIODesc(kPrint); }
 };
 
 /// Conversion of a stored form, marked as conversion 55; what it changes is the affair of the classes that look for it.
 class KY_API AConv55Desc : public AIODesc {
+  KY_CLASS(AConv55Desc, AIODesc)
+
  public:
   static AConv55Desc* New();
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
  protected:
   AConv55Desc() = default;
   ~AConv55Desc() override = default;
-  void IConv55Desc();
+  void IConv55Desc() { IIODesc(kConv55); }
 };
 
 /// Conversion of a stored form, marked as conversion 62.
 class KY_API AConv62Desc : public AIODesc {
+  KY_CLASS(AConv62Desc, AIODesc)
+
  public:
   static AConv62Desc* New();
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
  protected:
   AConv62Desc() = default;
   ~AConv62Desc() override = default;
-  void IConv62Desc();
+  void IConv62Desc() { IIODesc(kConv62); }
 };
 
 namespace ky {

@@ -37,10 +37,10 @@ void MakeUid(KyUid* uid) {
   *uid = {hostNumber(), next()};
 }
 
-AObjDoc* AObjDoc::New(AStream* stream, Boolean deleteDev, Long fileType) {
+AObjDoc* AObjDoc::make(AStream* stream, Boolean deleteDev, Boolean isNew, Long fileType) {
   auto* doc = new AObjDoc;
   // A document that never was must leave the stream to its caller.
-  guardedReraise([&] { doc->IObjDoc(stream, deleteDev, 1, fileType); },
+  guardedReraise([&] { doc->IObjDoc(stream, deleteDev, isNew, fileType); },
                  [&] {
                    doc->deleteDev = 0;
                    doc->Dispose();
@@ -48,17 +48,14 @@ AObjDoc* AObjDoc::New(AStream* stream, Boolean deleteDev, Long fileType) {
   return doc;
 }
 
+AObjDoc* AObjDoc::New(AStream* stream, Boolean deleteDev, Long fileType) {
+  return make(stream, deleteDev, 1, fileType);
+}
+
 void AObjDoc::InitClass() {
   ADomain::InitClass();
-  ADomain::Register(Long(kDomainKey), [](AStream* stream, Boolean deleteDev) -> ADomain* {
-    auto* doc = new AObjDoc;
-    guardedReraise([&] { doc->IObjDoc(stream, deleteDev, 0, 0); },
-                   [&] {
-                     doc->deleteDev = 0;
-                     doc->Dispose();
-                   });
-    return doc;
-  });
+  ADomain::Register(Long(kDomainKey),
+                    [](AStream* stream, Boolean deleteDev) -> ADomain* { return make(stream, deleteDev, 0, 0); });
 }
 
 void AObjDoc::IObjDoc(AStream* theStream, Boolean theDeleteDev, Boolean isNew, Long theFileType) {
@@ -91,11 +88,6 @@ void AObjDoc::endRead() {
   listed = {};
   if (objList) KyDisposeHandle(std::exchange(objList, nullptr));
   if (objListMarks) KyDisposeHandle(std::exchange(objListMarks, nullptr));
-}
-
-const char* AObjDoc::ClassName() { return "AObjDoc"; }
-Boolean AObjDoc::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AObjDoc") == 0 || ADomain::IsInstanceOf(name);
 }
 
 Long AObjDoc::GetDomainKey() { return Long(kDomainKey); }

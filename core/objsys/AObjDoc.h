@@ -24,6 +24,8 @@ KY_API void MakeUid(KyUid* uid);
 ///     APortable* root = doc->CopyOut();                                   // the caller's
 ///     doc->Close();
 class KY_API AObjDoc : public ADomain {
+  KY_CLASS(AObjDoc, ADomain)
+
  public:
   /// A new document: writes the prologue.
   ///
@@ -43,23 +45,22 @@ class KY_API AObjDoc : public ADomain {
   static void WriteClassCB(void* domain, AStream* stream, Long pcid, char version);
   static char ReadClassCB(void* domain, AStream* stream, Long pcid);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   Long GetDomainKey() override;
   void InitDomainNew() override;
   void InitDomainOld() override;
   void SetStream(AStream* stream, Boolean deleteDev) override;
-  /// Writes the graph that `root` reaches, from the start of the content on.
+  /// Writes the graph that `root` reaches, from the start of the content on. A longer document that stood there keeps
+  /// its tail.
   ///
   /// Raises:   what a `Put` or the stream raised, with DOMAIN_COPYIN_FAILED on top; the stream then holds a partial
-  /// file.
+  ///           file.
   void CopyIn(APortable* root) override;
   /// Reads the document's objects; all that nothing else owns are disposed when it fails.
   ///
   /// Returns:  the root, the caller's; null for a document without objects.
-  /// Raises:   AOBJDOC_VERSION_MISMATCH with "char version", DOMAIN_BAD_STRM_DATA with "str reason", NO_OBJECT_CREATED,
-  /// what a
-  ///           `Get` or the stream raised; DOMAIN_COPYOUT_FAILED on top.
+  /// Raises:   AOBJDOC_VERSION_MISMATCH with "char version", DOMAIN_BAD_STRM_DATA with "str reason",
+  ///           NO_OBJECT_CREATED, PCREG_UNKNOWN_ENCOUNTERED, what a `Get` or the stream raised; DOMAIN_COPYOUT_FAILED
+  ///           on top.
   APortable* CopyOut() override;
 
   // Virtual operations behind ADomain's, in slot order.
@@ -103,6 +104,8 @@ class KY_API AObjDoc : public ADomain {
   static APortable* ReadCB(void* domain, AStream* stream, const char* label);
 
  private:
+  static AObjDoc* make(AStream* stream, Boolean deleteDev, Boolean isNew, Long fileType);
+
   /// Whether what is done for each object is done as told here, which spares asking that for each object.
   bool isOwnKind() const;
 

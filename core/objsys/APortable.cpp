@@ -12,7 +12,6 @@
 using namespace ky;
 
 Long APortable::globalVisitID = 0;
-bool WalkGuard::walking = false;
 
 namespace {
 void (*dumpRoutine)(APortable* object, KyPrint print, int indent) = nullptr;
@@ -26,11 +25,6 @@ void APortable::IPortable() {
 AObject* APortable::Copy() {
   (void)GetClassID();
   return AObject::Copy();
-}
-
-const char* APortable::ClassName() { return portableName; }
-Boolean APortable::IsInstanceOf(const char* name) {
-  return std::strcmp(name, portableName) == 0 || AObject::IsInstanceOf(name);
 }
 
 void APortable::Dump(KyPrint print, int indent) {

@@ -19,14 +19,14 @@ struct WalkMarks;
 ///
 /// Threads:  the visit counter is one for the process, so that only one walk over a graph of objects may run at a time.
 class KY_API APortable : public AObject {
+  KY_CLASS(APortable, AObject)
+
  public:
   static constexpr Char4 portableID = 0;
   static constexpr const char* portableName = "APortable";
 
   /// A flat copy; fails in `GetClassID` for a class that has none.
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   /// Through the installed dump hook, else as AObject.
   void Dump(KyPrint print, int indent) override;
 

@@ -1,7 +1,5 @@
 #include "core/objsys/AUndoMgr.h"
 
-#include <cstring>
-
 AUndoMgr* AUndoMgr::UndoMgr = nullptr;
 
 AUndoMgr::~AUndoMgr() {
@@ -9,11 +7,6 @@ AUndoMgr::~AUndoMgr() {
 }
 
 void AUndoMgr::SetUndoMgr(AUndoMgr* manager) { UndoMgr = manager; }
-
-const char* AUndoMgr::ClassName() { return "AUndoMgr"; }
-Boolean AUndoMgr::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AUndoMgr") == 0 || AObject::IsInstanceOf(name);
-}
 
 void AUndoMgr::ObjectDisable(AUndoable*) {}
 void AUndoMgr::ObjectEnable(AUndoable*, Boolean) {}

@@ -12,14 +12,13 @@ enum UndoRedo_t { UNDO_PAST = 0, UNDO_FUTURE = 1 };
 /// Every operation here does nothing and answers false, 0, or the buffer that it was given, so that a program without
 /// undo pays a null test alone.
 class KY_API AUndoMgr : public AObject {
+  KY_CLASS(AUndoMgr, AObject)
+
  public:
   /// The manager of the process, or null.
   static AUndoMgr* GetUndoMgr() { return UndoMgr; }
   /// Borrows:  `manager` until another is set; null for none.
   static void SetUndoMgr(AUndoMgr* manager);
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations behind AObject's, in slot order.
   virtual void ObjectDisable(AUndoable* object);

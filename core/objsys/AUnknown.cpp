@@ -1,7 +1,5 @@
 #include "core/objsys/AUnknown.h"
 
-#include <cstring>
-
 #include "core/error/Assert.h"
 #include "core/error/Guarded.h"
 #include "core/lists/AUnknownArray.h"
@@ -9,12 +7,6 @@
 #include "core/objsys/AIODesc.h"
 
 using namespace ky;
-
-AUnknown* AUnknown::RegNew() { return new AUnknown; }
-void AUnknown::PCRegister() {
-  PClassAdd(
-      Long(portableID), portableName, +[]() -> APortable* { return RegNew(); });
-}
 
 AUnknown* AUnknown::New(Long classID, Long size) {
   Owned<AUnknown> unknown(new AUnknown);
@@ -36,15 +28,6 @@ AObject* AUnknown::Copy() {
   return copy.release();
 }
 
-const char* AUnknown::ClassName() { return portableName; }
-Boolean AUnknown::IsInstanceOf(const char* name) {
-  return std::strcmp(name, portableName) == 0 || AUndoable::IsInstanceOf(name);
-}
-ULong AUnknown::GetClassID() const { return portableID; }
-unsigned char AUnknown::GetVersionWritten() const { return 1; }
-unsigned char AUnknown::GetMinVersionRead() const { return 1; }
-unsigned char AUnknown::GetMaxVersionRead() const { return 1; }
-const char* AUnknown::GetExtensionDescription() const { return "NO_EXTENSIONS"; }
 Long AUnknown::GetOrigClassID() { return origClassID; }
 
 // No class mark and no begin mark: the bag holds the object's own, and goes out bare.

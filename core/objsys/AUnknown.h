@@ -5,25 +5,16 @@
 
 /// Read from a document as a sealed bag and written back byte for byte under the identifier that it came with. The
 /// object numbers inside the bag are those of the document it was read from.
+///
+/// It is made by `New`; documents hold none under the identifier of this class itself, so that nobody registers it.
 class KY_API AUnknown : public AUndoable {
- public:
-  static constexpr Char4 portableID = MakeChar4("UNKN");
-  static constexpr const char* portableName = "AUnknown";
+  KY_PORTABLE(AUnknown, AUndoable, "UNKN", 1, 1, 1)
 
+ public:
   /// A stand-in for an object of `classID` with `size` bytes; counted in `gUnknownArray` if that is set.
   static AUnknown* New(Long classID, Long size);
-  static AUnknown* RegNew();
-  /// For completeness: documents hold no AUnknown under its own identifier, so that nobody needs to call it.
-  static void PCRegister();
 
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
-  ULong GetClassID() const override;
-  unsigned char GetVersionWritten() const override;
-  unsigned char GetMinVersionRead() const override;
-  unsigned char GetMaxVersionRead() const override;
-  const char* GetExtensionDescription() const override;
   void Put(AStream* stream, AIODesc* desc) override;
   void Get(AStream* stream, AIODesc* desc) override;
 

@@ -1,8 +1,6 @@
 // The lines that a persistent class writes to be stored, registered and recognised.
 #pragma once
 
-#include <cstring>
-
 #include "core/objsys/APortable.h"
 #include "core/objsys/PClass.h"
 #include "core/utils/AStream.h"
@@ -51,13 +49,10 @@
 
 /// The identity alone, for a class that writes its own `RegNew` and `PCRegister` or that no document creates.
 #define KY_PORTABLE_IDENTITY(Class, Base, pcid, written, minRead, maxRead, extension)                       \
+  KY_CLASS(Class, Base)                                                                                     \
  public:                                                                                                    \
   static constexpr Char4 portableID = MakeChar4(pcid);                                                      \
   static constexpr const char* portableName = #Class;                                                       \
-  const char* ClassName() override { return portableName; }                                                 \
-  Boolean IsInstanceOf(const char* name) override {                                                         \
-    return std::strcmp(name, portableName) == 0 || Base::IsInstanceOf(name);                                \
-  }                                                                                                         \
   ULong GetClassID() const override { return portableID; }                                                  \
   unsigned char GetVersionWritten() const override { return VersionWritten; }                               \
   unsigned char GetMinVersionRead() const override { return MinVersionRead; }                               \

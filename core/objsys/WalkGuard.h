@@ -20,7 +20,7 @@ class WalkGuard {
   WalkGuard& operator=(const WalkGuard&) = delete;
 
  private:
-  static bool walking;
+  static inline bool walking = false;
 
   bool mine_;
 };

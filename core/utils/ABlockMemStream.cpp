@@ -17,8 +17,6 @@ namespace {
 constexpr Long leastBacked = 256;
 constexpr Long bytesOfEntry = sizeof(char**);
 
-ABlockMemStream* from(void* stream) { return static_cast<ABlockMemStream*>(static_cast<AStream*>(stream)); }
-
 }  // namespace
 
 ABlockMemStream* ABlockMemStream::New(Long blockSize, Long indexGrow) {
@@ -29,7 +27,7 @@ ABlockMemStream* ABlockMemStream::New(Long blockSize, Long indexGrow) {
 
 void ABlockMemStream::IBlockMemStream(Long newBlockSize, Long newIndexGrow) {
   IStream();
-  installCore(CoreRead, CoreWrite);
+  installCore<ABlockMemStream, &ABlockMemStream::fetch, &ABlockMemStream::store>();
   blockSize = check(newBlockSize > 0, "blockSize > 0") ? newBlockSize : 1;
   indexGrow = check(newIndexGrow > 0, "indexGrow > 0") ? newIndexGrow : 1;
   AddBlock();
@@ -42,12 +40,6 @@ ABlockMemStream::~ABlockMemStream() {
     for (Long i = 0; i < blockCount; ++i) KyDisposeHandle(blockAt(i));
     if (blocks) KyDisposeHandle(blocks);
   });
-}
-
-const char* ABlockMemStream::ClassName() { return "ABlockMemStream"; }
-
-Boolean ABlockMemStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ABlockMemStream") == 0 || AStream::IsInstanceOf(name);
 }
 
 Long ABlockMemStream::Size() { return AStream::Size() + KyGetHandleSize(blocks) + blockCount * blockSize; }
@@ -111,31 +103,26 @@ void ABlockMemStream::walk(Long left, Move move) {
   }
 }
 
-void ABlockMemStream::CoreRead(void* stream, void* data, Long bytes) {
-  if (bytes <= 0) return;
-  auto* self = from(stream);
-  self->catchUp();
-  if (self->here() + bytes > self->length) +XError("STRM_EOF");
-  self->walk(bytes, [data](const char* store, Long at, std::size_t count) {
-    std::memcpy(static_cast<char*>(data) + at, store, count);
+void ABlockMemStream::fetch(void* data, Long bytes) {
+  catchUp();
+  if (here() + bytes > length) +XError("STRM_EOF");
+  walk(bytes, [data](const char* from, Long at, std::size_t count) {
+    std::memcpy(static_cast<char*>(data) + at, from, count);
   });
-  self->place();
+  place();
 }
 
 /// All memory is there before the first byte moves, so that a failure leaves the stream as it was.
-void ABlockMemStream::CoreWrite(void* stream, void* data, Long bytes) {
-  if (bytes <= 0) return;
-  auto* self = from(stream);
-  self->catchUp();
-  const Int64 end = self->here() + bytes;
+void ABlockMemStream::store(const void* data, Long bytes) {
+  catchUp();
+  const Int64 end = here() + bytes;
   if (end > std::numeric_limits<Long>::max()) +XError("STRM_EOF");
-  self->back(end);
-  while (Int64{self->blockCount} * self->blockSize < end) self->AddBlock();
-  self->walk(bytes, [data](char* store, Long at, std::size_t count) {
-    std::memcpy(store, static_cast<const char*>(data) + at, count);
-  });
-  self->length = static_cast<Long>(std::max<Int64>(self->length, end));
-  self->place();
+  back(end);
+  while (Int64{blockCount} * blockSize < end) AddBlock();
+  walk(bytes,
+       [data](char* to, Long at, std::size_t count) { std::memcpy(to, static_cast<const char*>(data) + at, count); });
+  length = static_cast<Long>(std::max<Int64>(length, end));
+  place();
 }
 
 Long ABlockMemStream::GetLength() {

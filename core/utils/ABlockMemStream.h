@@ -9,13 +9,13 @@
 /// Raises:   STRM_EOF from a read past the end, with nothing moved; STRM_BAD_POSITION from a seek past the end;
 ///           MEM_OUT_OF_MEMORY from a write.
 class KY_API ABlockMemStream : public AStream {
+  KY_CLASS(ABlockMemStream, AStream)
+
  public:
   /// Units:    `blockSize` in bytes, `indexGrow` in blocks by which the table grows.
   /// Requires: "blockSize > 0", "indexGrow > 0".
   static ABlockMemStream* New(Long blockSize, Long indexGrow);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   /// The object, its table and its blocks at their full size.
   Long Size() override;
   Long GetLength() override;
@@ -32,9 +32,6 @@ class KY_API ABlockMemStream : public AStream {
   ~ABlockMemStream() override;
   void IBlockMemStream(Long blockSize, Long indexGrow);
 
-  static void CoreRead(void* stream, void* data, Long length);
-  static void CoreWrite(void* stream, void* data, Long length);
-
   Long blockSize = 0;
   Long indexGrow = 0;
   char** blocks = nullptr;  // handle of the table of block handles
@@ -45,6 +42,8 @@ class KY_API ABlockMemStream : public AStream {
   char** curHandle = nullptr;
 
  private:
+  void fetch(void* data, Long bytes);
+  void store(const void* data, Long bytes);
   char** blockAt(Long index) const;
   void back(Int64 bytes);
   void goTo(Long block, Long offset);

@@ -1,18 +1,9 @@
 #include "core/utils/ACrcStream.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "core/mem/Owned.h"
 #include "core/utils/Crc.h"
 
 using namespace ky;
-
-namespace {
-
-ACrcStream* from(void* stream) { return static_cast<ACrcStream*>(static_cast<AStream*>(stream)); }
-
-}  // namespace
 
 ACrcStream* ACrcStream::New() {
   Owned<ACrcStream> stream(new ACrcStream);
@@ -22,13 +13,7 @@ ACrcStream* ACrcStream::New() {
 
 void ACrcStream::ICrcStream() {
   IStream();
-  installCore(CoreRead, CoreWrite);
-}
-
-const char* ACrcStream::ClassName() { return "ACrcStream"; }
-
-Boolean ACrcStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ACrcStream") == 0 || AStream::IsInstanceOf(name);
+  installCore<ACrcStream, &ACrcStream::fetch, &ACrcStream::store>();
 }
 
 /// Digests what the window has taken since it was opened, and opens it anew at `at`.
@@ -38,18 +23,13 @@ void ACrcStream::digestWindow(Int64 at) {
   openWindow(pending, at, at, 0, sizeof pending);
 }
 
-void ACrcStream::CoreRead(void* stream, void*, Long length) {
-  auto* self = from(stream);
-  self->digestWindow(self->here() + std::max<Long>(length, 0));
-}
+void ACrcStream::fetch(void*, Long length) { digestWindow(here() + length); }
 
-void ACrcStream::CoreWrite(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* self = from(stream);
-  const Int64 at = self->here();
-  self->digestWindow(at);
-  self->crc = crcUpdate(self->crc, data, static_cast<std::size_t>(length));
-  self->digestWindow(at + length);
+void ACrcStream::store(const void* data, Long length) {
+  const Int64 at = here();
+  digestWindow(at);
+  crc = crcUpdate(crc, data, static_cast<std::size_t>(length));
+  digestWindow(at + length);
 }
 
 void ACrcStream::SetPosition(Long position) {

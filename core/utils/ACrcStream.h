@@ -5,11 +5,11 @@
 
 /// Digests what is written by CRC-32 (IEEE 802.3) and counts it; reading only counts.
 class KY_API ACrcStream : public AStream {
+  KY_CLASS(ACrcStream, AStream)
+
  public:
   static ACrcStream* New();
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   void SetPosition(Long position) override;
 
   // Virtual operations behind AStream's, in slot order.
@@ -26,12 +26,11 @@ class KY_API ACrcStream : public AStream {
   ~ACrcStream() override = default;
   void ICrcStream();
 
-  static void CoreRead(void* stream, void* data, Long length);
-  static void CoreWrite(void* stream, void* data, Long length);
-
   ULong crc = 0xFFFFFFFF;  // without what the window holds
 
  private:
+  void fetch(void* data, Long length);
+  void store(const void* data, Long length);
   void digestWindow(Int64 at);
 
   Int64 windowBegin = 0;

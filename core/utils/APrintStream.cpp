@@ -1,7 +1,6 @@
 #include "core/utils/APrintStream.h"
 
 #include <cstdint>
-#include <cstring>
 
 #include "core/mem/Owned.h"
 #include "core/objsys/APortable.h"
@@ -18,12 +17,6 @@ void APrintStream::IPrintStream(KyPrint print, int indent) {
   IStream();
   AStream::SetTraceFunc(print);
   AStream::IndentTrace(indent);
-}
-
-const char* APrintStream::ClassName() { return "APrintStream"; }
-
-Boolean APrintStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "APrintStream") == 0 || AStream::IsInstanceOf(name);
 }
 
 void APrintStream::WriteObjPtr(const char* label, APortable* object) {

@@ -5,11 +5,11 @@
 
 /// Prints what is written to it, counting the bytes it would take. The print function stays for good.
 class KY_API APrintStream : public AStream {
+  KY_CLASS(APrintStream, AStream)
+
  public:
   static APrintStream* New(KyPrint print, int indent = 0);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   /// Prints the object's address and its domain data, or "NULL".
   void WriteObjPtr(const char* label, APortable* object) override;
   /// Not supported.

@@ -1,7 +1,6 @@
 #include "core/utils/ASectionStream.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 #include "core/error/Guarded.h"
@@ -10,8 +9,6 @@
 using namespace ky;
 
 namespace {
-
-ASectionStream* from(void* stream) { return static_cast<ASectionStream*>(static_cast<AStream*>(stream)); }
 
 Long asPosition(Int64 position) {
   if (position < 0 || position > std::numeric_limits<Long>::max()) +XError("STRM_BAD_POSITION");
@@ -31,19 +28,13 @@ ASectionStream* ASectionStream::New(unsigned short, CloseFunc closeFunc, void* c
 void ASectionStream::ISectionStream(CloseFunc newCloseFunc, void* newCloseData, AStream* newParent, Long newStart,
                                     Long newEnd, LongPtr newValue) {
   IStream();
-  installCore(CoreRead, CoreWrite);
+  installCore<ASectionStream, &ASectionStream::fetch, &ASectionStream::store>();
   parent = newParent;
   start = newStart;
   end = newEnd;
   value = newValue;
   closeFunc = newCloseFunc;
   closeData = newCloseData;
-}
-
-const char* ASectionStream::ClassName() { return "ASectionStream"; }
-
-Boolean ASectionStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ASectionStream") == 0 || AStream::IsInstanceOf(name);
 }
 
 void ASectionStream::Dispose() {
@@ -63,28 +54,24 @@ void ASectionStream::seekParent() {
   if (parent->GetPosition() != wanted) parent->SetPosition(wanted);
 }
 
-void ASectionStream::CoreRead(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* self = from(stream);
-  const Int64 at = self->here();
-  const Int64 over = std::max<Int64>(self->start + at + length - self->end, 0);
+void ASectionStream::fetch(void* data, Long length) {
+  const Int64 at = here();
+  const Int64 over = std::max<Int64>(start + at + length - end, 0);
   if (const Int64 fits = length - over; fits > 0) {
-    self->seekParent();
-    self->parent->Read(data, static_cast<Long>(fits));
-    self->closeWindow(at + fits);
+    seekParent();
+    parent->Read(data, static_cast<Long>(fits));
+    closeWindow(at + fits);
   }
   if (over > 0) +XError("SECTSTRM_EOF");
 }
 
-void ASectionStream::CoreWrite(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* self = from(stream);
-  const Int64 at = self->here();
-  const Long newEnd = asPosition(self->start + at + length);
-  self->seekParent();
-  self->parent->Write(data, length);
-  self->closeWindow(at + length);
-  self->end = std::max(self->end, newEnd);
+void ASectionStream::store(const void* data, Long length) {
+  const Int64 at = here();
+  const Long newEnd = asPosition(start + at + length);
+  seekParent();
+  parent->Write(data, length);
+  closeWindow(at + length);
+  end = std::max(end, newEnd);
 }
 
 void ASectionStream::CoreSkip(Long length) {

@@ -10,6 +10,8 @@
 /// Raises:   SECTSTRM_EOF from a read past the end, after the bytes that fit were delivered; STRM_BAD_POSITION from a
 ///           seek outside.
 class KY_API ASectionStream : public AStream {
+  KY_CLASS(ASectionStream, AStream)
+
  public:
   typedef void (*CloseFunc)(void* data, AStream* section, LongPtr value);
 
@@ -17,8 +19,6 @@ class KY_API ASectionStream : public AStream {
   static ASectionStream* New(unsigned short id, CloseFunc closeFunc, void* closeData, AStream* parent, Long start,
                              Long end, LongPtr value);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   /// Raises:   what the close function raises, after the section is gone.
   void Dispose() override;
   void CoreSkip(Long length) override;
@@ -39,9 +39,6 @@ class KY_API ASectionStream : public AStream {
   virtual LongPtr GetData();
   virtual void SetData(LongPtr data);
 
-  static void CoreRead(void* stream, void* data, Long length);
-  static void CoreWrite(void* stream, void* data, Long length);
-
   CloseFunc closeFunc = nullptr;
   void* closeData = nullptr;
   AStream* parent = nullptr;
@@ -50,5 +47,7 @@ class KY_API ASectionStream : public AStream {
   LongPtr value = 0;
 
  private:
+  void fetch(void* data, Long length);
+  void store(const void* data, Long length);
   void seekParent();
 };

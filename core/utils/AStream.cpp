@@ -7,7 +7,6 @@
 
 #include "core/error/Assert.h"
 #include "core/error/XError.h"
-#include "core/mem/Owned.h"
 #include "core/utils/StreamWire.h"
 
 using namespace ky;
@@ -15,79 +14,6 @@ using namespace ky;
 namespace {
 
 constexpr Int64 lastPosition = std::numeric_limits<Long>::max();
-
-/// Counts single values as they come, and the rest through a window over a scratch block that is used over and over.
-/// The window is shut where a trace or a client's core function wants to see the values.
-class CountingStream final : public AStream {
- public:
-  void ICountingStream() {
-    IStream();
-    installCore(countRead, countWrite);
-  }
-
-  void WriteBytes(const char* label, const void* bytes, Long length) override {
-    if (length < 0 || !counted(lengthOfTagged() + length)) AStream::WriteBytes(label, bytes, length);
-  }
-  void WriteBoolean(const char* label, Boolean value) override {
-    if (!counted(sizeof value)) AStream::WriteBoolean(label, value);
-  }
-  void WriteChar(const char* label, char value) override {
-    if (!counted(sizeof value)) AStream::WriteChar(label, value);
-  }
-  void WriteUChar(const char* label, unsigned char value) override {
-    if (!counted(sizeof value)) AStream::WriteUChar(label, value);
-  }
-  void WriteShort(const char* label, short value) override {
-    if (!counted(sizeof value)) AStream::WriteShort(label, value);
-  }
-  void WriteUShort(const char* label, unsigned short value) override {
-    if (!counted(sizeof value)) AStream::WriteUShort(label, value);
-  }
-  void WriteLong(const char* label, Long value) override {
-    if (!counted(sizeof value)) AStream::WriteLong(label, value);
-  }
-  void WriteFloat(const char* label, float value) override {
-    if (!counted(sizeof value)) AStream::WriteFloat(label, value);
-  }
-  void WriteDouble(const char* label, double value) override {
-    if (!counted(sizeof value)) AStream::WriteDouble(label, value);
-  }
-  void WriteULong(const char* label, ULong value) override {
-    if (!counted(sizeof value)) AStream::WriteULong(label, value);
-  }
-  void WriteInt64(const char* label, Int64 value) override {
-    if (!counted(sizeof value)) AStream::WriteInt64(label, value);
-  }
-  void WriteUInt64(const char* label, UInt64 value) override {
-    if (!counted(sizeof value)) AStream::WriteUInt64(label, value);
-  }
-  void WriteChar4(const char* label, Char4 value) override {
-    if (!counted(sizeof value)) AStream::WriteChar4(label, value);
-  }
-  void WriteString(const char* label, const char* string) override {
-    const auto length = static_cast<short>(string ? lengthOfText(string) : 0);
-    if (!counted(static_cast<Int64>(sizeof length) + std::max<short>(length, 0))) AStream::WriteString(label, string);
-  }
-  void WriteStringHandle(const char* label, char** handle) override { WriteString(label, handle ? *handle : nullptr); }
-
- private:
-  /// Steps over a value of so many bytes and its tag.
-  ///
-  /// Returns:  false, with nothing counted, while the value has to be seen.
-  bool counted(Int64 bytes) { return StreamWire::steppedOverValue(*this, bytes); }
-  Int64 lengthOfTagged() const { return StreamWire::isTagged(*this) ? Int64{sizeof(Long)} : 0; }
-
-  static void countRead(void* stream, void*, Long length) { from(stream)->count(length); }
-  static void countWrite(void* stream, void*, Long length) { from(stream)->count(length); }
-  static CountingStream* from(void* stream) { return static_cast<CountingStream*>(static_cast<AStream*>(stream)); }
-
-  void count(Long length) {
-    const Int64 at = here() + std::max<Long>(length, 0);
-    openWindow(scratch, at, at, 0, sizeof scratch);
-  }
-
-  char scratch[512];
-};
 
 void noPtrWrite(void*, AStream*, const char*, APortable*) { fatal("Ptr callback not installed"); }
 
@@ -106,12 +32,6 @@ Int64 ky::remaining(AStream* stream) {
   return std::max<Int64>(end - stream->GetPosition(), 0);
 }
 
-AStream* AStream::New() {
-  Owned<CountingStream> stream(new CountingStream);
-  stream->ICountingStream();
-  return stream.release();
-}
-
 void AStream::IStream() {
   ptrWriteFunc = noPtrWrite;
   ptrReadFunc = noPtrRead;
@@ -125,12 +45,6 @@ AStream::~AStream() = default;
 AObject* AStream::Copy() {
   DoesNotImplement();
   return nullptr;
-}
-
-const char* AStream::ClassName() { return "AStream"; }
-
-Boolean AStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AStream") == 0 || AObject::IsInstanceOf(name);
 }
 
 // ---- the window
@@ -156,10 +70,7 @@ void AStream::closeWindow(Int64 at) {
   shutWindow();
 }
 
-void AStream::CoreRead(void* stream, void*, Long length) {
-  auto* self = static_cast<AStream*>(stream);
-  if (length > 0) self->closeWindow(self->here() + length);
-}
+void AStream::CoreRead(void* stream, void* buffer, Long length) { CoreWrite(stream, buffer, length); }
 
 void AStream::CoreWrite(void* stream, void*, Long length) {
   auto* self = static_cast<AStream*>(stream);

@@ -31,6 +31,8 @@ KY_API char readVersionByte(void* data, AStream* stream, Long pcid);
 ///           After a raise a stream is good for closing only.
 /// Threads:  one at a time.
 class KY_API AStream : public AObject {
+  KY_CLASS(AStream, AObject)
+
  public:
   typedef void (*PtrWriteFunc)(void* data, AStream* stream, const char* label, APortable* object);
   typedef APortable* (*PtrReadFunc)(void* data, AStream* stream, const char* label);
@@ -44,8 +46,6 @@ class KY_API AStream : public AObject {
 
   /// Not supported: two streams would share one place in the bytes.
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
  protected:
   ~AStream() override;
@@ -238,6 +238,18 @@ class KY_API AStream : public AObject {
 
   /// Makes these the functions that the class moves bytes with. Only while they stand does a window open.
   void installCore(CoreFunc read, CoreFunc write);
+
+  /// The same for members of the class, which are called for one byte at least.
+  template <class Stream, void (Stream::*read)(void*, Long), void (Stream::*write)(const void*, Long)>
+  void installCore() {
+    installCore(
+        [](void* stream, void* data, Long length) {
+          if (length > 0) (static_cast<Stream*>(static_cast<AStream*>(stream))->*read)(data, length);
+        },
+        [](void* stream, void* data, Long length) {
+          if (length > 0) (static_cast<Stream*>(static_cast<AStream*>(stream))->*write)(data, length);
+        });
+  }
 
   /// Opens the window on `bytes`, the first of which lies at `begin` of the stream, and puts the stream at `at`. Up to
   /// `readable` and `writable` bytes from the first on may be read and written in it. It stays shut, and only holds the

@@ -77,12 +77,6 @@ BufferStream::BufferStream(Long growSize, Long newMaxLength, Boolean takeFirst)
   installCore(CoreRead, CoreWrite);
 }
 
-const char* BufferStream::ClassName() { return "BufferStream"; }
-
-Boolean BufferStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "BufferStream") == 0 || AStream::IsInstanceOf(name);
-}
-
 Long BufferStream::Size() { return static_cast<Long>(sizeof *this) + _dynamicBuffer.Size(); }
 
 /// What standing where the window was left means for the two marks.

@@ -46,11 +46,11 @@ class KY_API DynamicBuffer {
 ///
 /// Raises:   STRM_INCORRECT_LENGTH past the maximum length; STRM_EOF from a read past what was written or stood at.
 class KY_API BufferStream : public AStream {
+  KY_CLASS(BufferStream, AStream)
+
  public:
   BufferStream(Long growSize, Long maxLength, Boolean takeFirst);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   Long Size() override;
   Long GetLength() override;
   /// Requires: "_dynamicBuffer.Size() >= newlen".

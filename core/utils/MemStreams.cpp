@@ -17,11 +17,6 @@ namespace {
 
 constexpr Int64 mostBytes = std::numeric_limits<Long>::max();
 
-template <class Stream>
-Stream* from(void* stream) {
-  return static_cast<Stream*>(static_cast<AStream*>(stream));
-}
-
 /// A length that was reckoned in 64 bits; more than a block can hold is out of reach for any of these streams.
 Long reachable(Int64 length) {
   if (length > mostBytes) +XError("STRM_EOF");
@@ -46,20 +41,14 @@ AMemStream* AMemStream::NewFromPtr(void* buffer, Long eof, Long capacity) {
 
 void AMemStream::IMemStream(char** handle, Long newEof) {
   IStream();
-  installCore(CoreRead, CoreWrite);
+  installCore<AMemStream, &AMemStream::fetch, &AMemStream::store>();
   if (check(handle != nullptr, "buffer")) adopt(nullptr, handle, newEof, KyGetHandleSize(handle));
 }
 
 void AMemStream::IMemStreamFromPtr(void* pointer, Long newEof, Long newCapacity) {
   IStream();
-  installCore(CoreRead, CoreWrite);
+  installCore<AMemStream, &AMemStream::fetch, &AMemStream::store>();
   if (check(pointer != nullptr, "buffer")) adopt(pointer, nullptr, newEof, newCapacity);
-}
-
-const char* AMemStream::ClassName() { return "AMemStream"; }
-
-Boolean AMemStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AMemStream") == 0 || AStream::IsInstanceOf(name);
 }
 
 void AMemStream::Dispose() {
@@ -79,28 +68,23 @@ void AMemStream::place(Int64 at) {
   openWindow(*buffer, 0, at, eof, capacity);
 }
 
-void AMemStream::CoreRead(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* self = from<AMemStream>(stream);
-  self->catchUp();
-  const Int64 at = self->here();
-  const Int64 end = at + length;
-  if (end > self->eof) +XError("STRM_EOF");
-  std::memcpy(data, *self->buffer + at, static_cast<std::size_t>(length));
-  self->place(end);
+void AMemStream::fetch(void* data, Long length) {
+  catchUp();
+  const Int64 at = here();
+  if (at + length > eof) +XError("STRM_EOF");
+  std::memcpy(data, *buffer + at, static_cast<std::size_t>(length));
+  place(at + length);
 }
 
-void AMemStream::CoreWrite(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* self = from<AMemStream>(stream);
-  self->catchUp();
-  const Int64 at = self->here();
+void AMemStream::store(const void* data, Long length) {
+  catchUp();
+  const Int64 at = here();
   const Int64 end = at + length;
-  if (end > self->capacity) self->SetLength(reachable(end));
-  if (end > self->capacity) +XError("STRM_EOF");
-  std::memcpy(*self->buffer + at, data, static_cast<std::size_t>(length));
-  self->eof = static_cast<Long>(std::max<Int64>(self->eof, end));
-  self->place(end);
+  if (end > capacity) SetLength(reachable(end));
+  if (end > capacity) +XError("STRM_EOF");
+  std::memcpy(*buffer + at, data, static_cast<std::size_t>(length));
+  eof = static_cast<Long>(std::max<Int64>(eof, end));
+  place(end);
 }
 
 Long AMemStream::GetLength() {
@@ -172,7 +156,7 @@ char** AMemStream::GetBuf() {
 
 void* AMemStream::GetPtr() { return ownedPtr; }
 
-// ---- growing by doubling
+// ---- growing by multiples
 
 AVariMemStream* AVariMemStream::New(char** handle) { return NewWithEOF(handle, handle ? KyGetHandleSize(handle) : 0); }
 
@@ -180,12 +164,6 @@ AVariMemStream* AVariMemStream::NewWithEOF(char** handle, Long eof) {
   Owned<AVariMemStream> stream(new AVariMemStream);
   stream->IMemStream(handle, eof);
   return stream.release();
-}
-
-const char* AVariMemStream::ClassName() { return "AVariMemStream"; }
-
-Boolean AVariMemStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AVariMemStream") == 0 || AMemStream::IsInstanceOf(name);
 }
 
 void AVariMemStream::SetLength(Long length) {
@@ -208,26 +186,24 @@ ADynamicMemStream* ADynamicMemStream::New(char** handle) {
 
 void ADynamicMemStream::IDynamicMemStream(char** handle) {
   IStream();
-  installCore(CoreRead, CoreWrite);
-  readableEnd = [](AStream* stream) -> Int64 { return from<ADynamicMemStream>(stream)->capacity; };
+  installCore<ADynamicMemStream, &ADynamicMemStream::fetch, &ADynamicMemStream::store>();
+  readableEnd = [](AStream* stream) -> Int64 { return static_cast<ADynamicMemStream*>(stream)->capacity; };
   if (!check(handle != nullptr, "buffer")) return;
   buffer = handle;
   capacity = defined = KyGetHandleSize(handle);
   place(0);
 }
 
-const char* ADynamicMemStream::ClassName() { return "ADynamicMemStream"; }
-
-Boolean ADynamicMemStream::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ADynamicMemStream") == 0 || AStream::IsInstanceOf(name);
-}
-
 Long ADynamicMemStream::Size() { return AStream::Size() + capacity; }
 
-void ADynamicMemStream::catchUp() {
-  if (!hasWindow()) return;
-  logicalEOF = static_cast<Long>(std::max<Int64>(logicalEOF, here()));
+/// The bytes in front of `at` hold something, and the logical end is not among them.
+void ADynamicMemStream::reach(Int64 at) {
+  logicalEOF = static_cast<Long>(std::max<Int64>(logicalEOF, at));
   defined = std::max(defined, logicalEOF);
+}
+
+void ADynamicMemStream::catchUp() {
+  if (hasWindow()) reach(here());
 }
 
 /// Inside the window only writing passes what is defined, and leaves no gap.
@@ -243,31 +219,26 @@ void ADynamicMemStream::clearUpTo(Int64 end) {
   defined = static_cast<Long>(end);
 }
 
-void ADynamicMemStream::CoreRead(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* self = from<ADynamicMemStream>(stream);
-  self->catchUp();
-  const Int64 at = self->here();
+void ADynamicMemStream::fetch(void* data, Long length) {
+  catchUp();
+  const Int64 at = here();
   const Int64 end = at + length;
-  if (end > self->capacity) +XError("STRM_EOF");
-  self->clearUpTo(end);
-  std::memcpy(data, *self->buffer + at, static_cast<std::size_t>(length));
-  self->logicalEOF = static_cast<Long>(std::max<Int64>(self->logicalEOF, end));
-  self->place(end);
+  if (end > capacity) +XError("STRM_EOF");
+  clearUpTo(end);
+  std::memcpy(data, *buffer + at, static_cast<std::size_t>(length));
+  reach(end);
+  place(end);
 }
 
-void ADynamicMemStream::CoreWrite(void* stream, void* data, Long length) {
-  if (length <= 0) return;
-  auto* self = from<ADynamicMemStream>(stream);
-  self->catchUp();
-  const Int64 at = self->here();
+void ADynamicMemStream::store(const void* data, Long length) {
+  catchUp();
+  const Int64 at = here();
   const Int64 end = at + length;
-  if (end > self->capacity) self->SetLength(reachable(end));
-  if (end > self->capacity) +XError("STRM_EOF");
-  std::memcpy(*self->buffer + at, data, static_cast<std::size_t>(length));
-  self->logicalEOF = static_cast<Long>(std::max<Int64>(self->logicalEOF, end));
-  self->defined = static_cast<Long>(std::max<Int64>(self->defined, end));
-  self->place(end);
+  if (end > capacity) SetLength(reachable(end));
+  if (end > capacity) +XError("STRM_EOF");
+  std::memcpy(*buffer + at, data, static_cast<std::size_t>(length));
+  reach(end);
+  place(end);
 }
 
 void ADynamicMemStream::makeRoom(Int64 length) {
@@ -296,7 +267,7 @@ void ADynamicMemStream::SetPosition(Long position) {
   if (position > capacity) SetLength(position);
   AStream::SetPosition(position);
   clearUpTo(position);
-  logicalEOF = std::max(logicalEOF, position);
+  reach(position);
   place(position);
 }
 

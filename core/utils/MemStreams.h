@@ -1,4 +1,4 @@
-// Streams over memory: a fixed stretch, a handle that grows in doublings, a handle that grows in steps.
+// Streams over memory: a fixed stretch, a handle that grows by multiples of its size, a handle that grows in steps.
 #pragma once
 
 #include "core/utils/AStream.h"
@@ -13,14 +13,14 @@
 /// Raises:   STRM_EOF from a read past the end or a write past the capacity, with nothing moved; STRM_BAD_POSITION
 ///           from a seek past the end.
 class KY_API AMemStream : public AStream {
+  KY_CLASS(AMemStream, AStream)
+
  public:
   /// Requires: "buffer".
   static AMemStream* New(char** handle, Long eof);
   /// Requires: "buffer".
   static AMemStream* NewFromPtr(void* buffer, Long eof, Long capacity);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   void Dispose() override;
   Long Size() override;
   Long GetLength() override;
@@ -50,9 +50,6 @@ class KY_API AMemStream : public AStream {
   void IMemStream(char** handle, Long eof);
   void IMemStreamFromPtr(void* pointer, Long eof, Long capacity);
 
-  static void CoreRead(void* stream, void* data, Long length);
-  static void CoreWrite(void* stream, void* data, Long length);
-
   /// Takes up what the window has written behind the end.
   void catchUp();
   void place(Int64 at);
@@ -65,17 +62,18 @@ class KY_API AMemStream : public AStream {
   Boolean disposeMem = 0;
 
  private:
+  void fetch(void* data, Long length);
+  void store(const void* data, Long length);
   void adopt(void* pointer, char** handle, Long newEof, Long newCapacity);
 };
 
 /// A stream over one handle that grows to multiples of twice its capacity: by 20, 40... from 10.
 class KY_API AVariMemStream : public AMemStream {
+  KY_CLASS(AVariMemStream, AMemStream)
+
  public:
   static AVariMemStream* New(char** handle);
   static AVariMemStream* NewWithEOF(char** handle, Long eof);
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   /// Raises:   MEM_OUT_OF_MEMORY.
   void SetLength(Long length) override;
@@ -95,12 +93,12 @@ class KY_API AVariMemStream : public AMemStream {
 ///           asked of the stream is SetPosition or GetBuf.
 /// Raises:   STRM_EOF from a read past the capacity.
 class KY_API ADynamicMemStream : public AStream {
+  KY_CLASS(ADynamicMemStream, AStream)
+
  public:
   /// Requires: "buffer".
   static ADynamicMemStream* New(char** handle);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   Long Size() override;
   /// Beyond the capacity makes room, else cuts the logical end.
   ///
@@ -128,9 +126,6 @@ class KY_API ADynamicMemStream : public AStream {
   ~ADynamicMemStream() override = default;
   void IDynamicMemStream(char** handle);
 
-  static void CoreRead(void* stream, void* data, Long length);
-  static void CoreWrite(void* stream, void* data, Long length);
-
   char** buffer = nullptr;
   Long logicalEOF = 0;
   Long capacity = 0;
@@ -138,6 +133,9 @@ class KY_API ADynamicMemStream : public AStream {
   Long growSize = 0;
 
  private:
+  void fetch(void* data, Long length);
+  void store(const void* data, Long length);
+  void reach(Int64 at);
   void catchUp();
   void place(Int64 at);
   void makeRoom(Int64 length);
