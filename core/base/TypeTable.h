@@ -6,7 +6,7 @@
 
 /// Reads the value at `*cursor`, a slot of a packed frame, and moves the cursor behind it.
 ///
-/// Returns:  a copy in a cell of the type and thread, valid until the type's next pull; a text is its own copy.
+/// Returns:  a copy in a cell of the type and thread, valid until its next pull or scan; a text is its own copy.
 typedef void* (*MBPullProc)(char** cursor);
 
 /// Prints `*value` by `format`, or by the type's default if that is null or does not suit the type.
@@ -15,7 +15,7 @@ typedef void* (*MBPullProc)(char** cursor);
 /// Returns:  the length of the whole text, as snprintf does.
 typedef int (*MBPrintProc)(char* dst, const char* format, const void* value);
 
-/// Returns:  the value that `text` spells, in a cell of the type and thread, valid until the type's next scan.
+/// Returns:  the value that `text` spells, in a cell of the type and thread, valid until its next pull or scan.
 typedef void* (*MBScanProc)(const char* text);
 
 /// Stores `*value` into a slot of a packed frame.

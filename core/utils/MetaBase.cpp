@@ -108,70 +108,41 @@ void mustMatch(int matched) {
   if (matched == 0) +XError("MB_SCAN_MISMATCM");
 }
 
-struct Float {
-  using Value = float;
-};
-struct Double {
-  using Value = double;
-};
-struct FourChars {
-  using Value = Char4;
-};
-struct Truth {
-  using Value = Boolean;
+/// A text as an argument of a template.
+template <std::size_t N>
+struct Literal {
+  constexpr Literal(const char (&from)[N]) { std::copy_n(from, N, text); }
+  char text[N];
 };
 
-// The integer types: what a value is cut to, how it prints, and what `scan` reads into.
-struct Ptr {
-  using Value = LongPtr;
-  using Scanned = unsigned long long;
-  static constexpr char print[] = "%#lx", scan[] = "%llx";
+/// A type whose values are no integers, or that brings its own procedures.
+template <class V>
+struct Plain {
+  using Value = V;
 };
-struct Int {
-  using Value = Long;
-  using Scanned = int;
-  static constexpr char print[] = "%d", scan[] = "%d";
+using Float = Plain<float>;
+using Double = Plain<double>;
+using FourChars = Plain<Char4>;
+using Truth = Plain<Boolean>;
+
+/// An integer type: what a value is cut to, how it prints, and what `kScan` reads into.
+template <class V, Literal kPrint, class S, Literal kScan>
+struct Integer {
+  using Value = V;
+  using Scanned = S;
+  static constexpr auto print = kPrint;
+  static constexpr auto scan = kScan;
 };
-struct UInt {
-  using Value = ULong;
-  using Scanned = unsigned;
-  static constexpr char print[] = "%x", scan[] = "%x";
-};
-struct LongInt {
-  using Value = Long;
-  using Scanned = int;
-  static constexpr char print[] = "%ld", scan[] = "%d";
-};
-struct ULongInt {
-  using Value = ULong;
-  using Scanned = unsigned;
-  static constexpr char print[] = "%#lx", scan[] = "%x";
-};
-struct Byte {
-  using Value = signed char;
-  using Scanned = int;
-  static constexpr char print[] = "%d", scan[] = "%d";
-};
-struct Char {
-  using Value = char;
-  using Scanned = char;
-  static constexpr char print[] = "%c", scan[] = "%c";
-};
-struct UChar {
-  using Value = unsigned char;
-  using Scanned = char;
-  static constexpr char print[] = "%x", scan[] = "%c";
-};
-struct Short {
-  using Value = short;
-  using Scanned = short;
-  static constexpr char print[] = "%hd", scan[] = "%hd";
-};
-struct UShort {
-  using Value = unsigned short;
-  using Scanned = unsigned short;
-  static constexpr char print[] = "%#hx", scan[] = "%hx";
-};
+using Ptr = Integer<LongPtr, "%#lx", unsigned long long, "%llx">;
+using Int = Integer<Long, "%d", int, "%d">;
+using UInt = Integer<ULong, "%x", unsigned, "%x">;
+using LongInt = Integer<Long, "%ld", int, "%d">;
+using ULongInt = Integer<ULong, "%#lx", unsigned, "%x">;
+using Byte = Integer<signed char, "%d", int, "%d">;
+using Char = Integer<char, "%c", char, "%c">;
+using UChar = Integer<unsigned char, "%x", char, "%c">;
+using Short = Integer<short, "%hd", short, "%hd">;
+using UShort = Integer<unsigned short, "%#hx", unsigned short, "%hx">;
 
 template <class Type>
 void* pullWord(char** cursor) {
@@ -189,13 +160,13 @@ short pushWord(char* dst, const void* value) {
 
 template <class Type>
 int printWord(char* dst, const char* format, const void* value) {
-  return printInteger(dst, format, Type::print, readAs<typename Type::Value>(value));
+  return printInteger(dst, format, Type::print.text, readAs<typename Type::Value>(value));
 }
 
 template <class Type>
 void* scanWord(const char* text) {
   typename Type::Scanned scanned{};
-  mustMatch(std::sscanf(text, Type::scan, &scanned));
+  mustMatch(std::sscanf(text, Type::scan.text, &scanned));
   return kept<Type>(static_cast<typename Type::Value>(scanned));
 }
 
