@@ -1,6 +1,5 @@
 #include "core/filesys/SafeSave.h"
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -37,10 +36,16 @@ std::string ownPrefixOf(std::string_view name) {
   return prefixOf(name) + std::to_string(platform::processNumber()) + '-';
 }
 
+bool isNumber(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// Other names are somebody else's, however alike.
 bool isOfPattern(std::string_view name, std::string_view prefix) {
-  const auto isOfNumbers = [](char c) { return (c >= '0' && c <= '9') || c == '-'; };
-  return name.starts_with(prefix) && name.size() > prefix.size() &&
-         std::all_of(name.begin() + static_cast<std::ptrdiff_t>(prefix.size()), name.end(), isOfNumbers);
+  if (!name.starts_with(prefix)) return false;
+  name.remove_prefix(prefix.size());
+  const std::size_t dash = name.find('-');
+  return dash != std::string_view::npos && isNumber(name.substr(0, dash)) && isNumber(name.substr(dash + 1));
 }
 
 /// Removes what no lock protects. What cannot be removed stays for a later save: this one can do without.
@@ -112,7 +117,7 @@ void ky::safeReplace(AFileLocator* document, bool replace, const char* accessOf,
   platform::EntryFacts facts;
   const bool isThere = platform::entryFacts(given.c_str(), &facts) == 0;
   if (isThere && !replace) xraiseWinFileError(platform::kFileExists, given.c_str());
-  if (facts.isFolder) xraiseWinFileError(platform::kAccessDenied, given.c_str());
+  if (facts.isFolder || facts.isReadOnly) xraiseWinFileError(platform::kAccessDenied, given.c_str());
   if (!isThere || facts.isPlain) {
     std::string path = given;
     raiseFileErrorIf(platform::followLinks(&path), given.c_str());

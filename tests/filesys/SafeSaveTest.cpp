@@ -71,6 +71,7 @@ TEST(SafeSave, ALinkLeadsToTheDocumentAndAnythingButAFileIsLeftInItsPlace) {
                {"a full device", "full", "DISK_FULL"},
                {"a folder", "", "DISK_ACCESS_DENIED"},
                {"a link to a folder", "here", "DISK_ACCESS_DENIED"},
+               {"a document that is locked", "locked", "DISK_ACCESS_DENIED"},
                {"in a file", "take.kyb/inside", "DISK_FILE_NOT_FOUND"},
                {"a ring of links", "ring", "FILE_OTHER"},
                {"no room for the temporary name", deep + "a", "DISK_INVALID_FILENAME_SYNTAX"}};
@@ -80,6 +81,8 @@ TEST(SafeSave, ALinkLeadsToTheDocumentAndAnythingButAFileIsLeftInItsPlace) {
     std::filesystem::create_symlink(target, document.folder / name);
   std::filesystem::create_symlink(elsewhere / "link", document.folder / "far");
   std::filesystem::create_symlink("new", elsewhere / "link");
+  writeBytes(document.folder / "locked", {1});
+  chmod((document.folder / "locked").c_str(), 0444);
   const std::ptrdiff_t files = document.files();
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -108,11 +111,11 @@ TEST(SafeSave, WhatAnEndedProcessLeftIsClearedAndWhatALivingOneFillsIsNot) {
   ASSERT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(document.contents(), "o10");
   EXPECT_EQ(document.files(), 2) << "the child's";
-  writeBytes(document.folder / "take.kyb~notes", {1});
+  for (const char* notes : {"take.kyb~2", "take.kyb~-"}) writeBytes(document.folder / notes, {1});
   safeSave(document.locator.get(), [&](AStream*) {
     document.save('i');
-    EXPECT_EQ(document.files(), 3) << "the document, the notes, the save that goes on";
+    EXPECT_EQ(document.files(), 4) << "the document, the notes, the save that goes on";
   });
-  EXPECT_EQ(document.files(), 2);
+  EXPECT_EQ(document.files(), 3);
   EXPECT_EQ(bytesOf(document.path).size(), 0u);
 }
