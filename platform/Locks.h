@@ -101,9 +101,6 @@ class KY_API RecursiveLock final : public Waitable {
     return tLockOwner != 0 && (word.load(std::memory_order_relaxed) & ~kWaiters) == tLockOwner;
   }
 
-  /// Levels held by the calling thread.
-  ULong levelsHeld() const { return isHeldByCaller() ? depth : 0; }
-
   bool isReadyFor(const Waiter& waiter) const override;
   Wait take() override;
 

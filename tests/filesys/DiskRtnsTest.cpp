@@ -1,14 +1,10 @@
 #include "core/filesys/DiskRtns.h"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include <csignal>
-#include <cstring>
-#include <random>
 
 #include "tests/filesys/DiskSupport.h"
-#include "tests/support/Raised.h"
 
 using namespace ky;
 using namespace ky::test;

@@ -1,17 +1,14 @@
 // Every disk operation and every allocation of the services over files fails once.
-#include <gtest/gtest.h>
 
-#include <functional>
 #include <map>
-#include <string>
 
 #include "core/filesys/CoreWinLocators.h"
 #include "core/filesys/DiskRtns.h"
 #include "core/filesys/Folders.h"
 #include "core/filesys/SafeSave.h"
 #include "core/lists/CKyList.h"
-#include "core/mem/Owned.h"
 #include "core/objsys/AFileStream.h"
+#include "tests/support/Test.h"
 #include "tests/support/failing/NewFailure.h"
 
 using namespace ky;

@@ -1,15 +1,10 @@
 #include "core/filesys/Folders.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "core/filesys/CoreWinLocators.h"
-#include "core/mem/Owned.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

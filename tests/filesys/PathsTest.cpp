@@ -1,10 +1,8 @@
 #include "core/filesys/Paths.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/Test.h"
 
 using namespace ky;
-
-namespace {
 
 TEST(Paths, TurnIntoTheNativeFormOfEachStyle) {
   const struct {
@@ -66,5 +64,3 @@ TEST(Paths, NameFilesThatEveryHostCanHold) {
   EXPECT_FALSE(isPortableName(std::string_view("a\0b", 3)));
   for (const char c : std::string("\"*/:<>?\\|")) EXPECT_FALSE(isPortableName(std::string("a") + c)) << c;
 }
-
-}  // namespace

@@ -1,19 +1,16 @@
 #include "core/filesys/SafeSave.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <string>
 
 #include "core/filesys/CoreWinLocators.h"
 #include "core/filesys/DiskRtns.h"
-#include "core/mem/Owned.h"
 #include "core/utils/AStream.h"
-#include "tests/support/Raised.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;

@@ -1,14 +1,12 @@
 #include "core/lists/KyQueue.h"
 
 #include <array>
-#include <atomic>
 #include <deque>
 #include <memory>
 #include <numeric>
-#include <thread>
 
-#include "platform/Clock.h"
 #include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -77,7 +75,7 @@ TEST(KyQueue, FollowsAModelOfEachKind) {
 }
 
 TEST(KyQueue, AWaitEndsByAnItemAnAbortOrItsLimit) {
-  const auto before = platform::setClockHooks({nullptr, [](Int64) {}});
+  const SleptClock clock;
   WrapQueue queue(3, kRejectNew);
   KySema abort(2);
   const auto waited = [&](ULong milliseconds) {
@@ -93,7 +91,6 @@ TEST(KyQueue, AWaitEndsByAnItemAnAbortOrItsLimit) {
   abort.Increment();
   EXPECT_EQ(waited(kNoLimit), -1) << "ahead of the item";
   EXPECT_EQ(waited(kNoLimit), 0);
-  platform::setClockHooks(before);
 }
 
 TEST(KyQueue, AnAbortEndsAWaitForRoom) {

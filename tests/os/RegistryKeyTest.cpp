@@ -1,9 +1,5 @@
 #include "core/os/RegistryKey.h"
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-
 #include "platform/Files.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Test.h"
@@ -27,11 +23,6 @@ class RegistryKey : public testing::Test {
   }
 
   std::string file() const { return folder / "KyCore/settings"; }
-  std::string stored() const {
-    std::stringstream text;
-    text << std::ifstream(file()).rdbuf();
-    return text.str();
-  }
   void store(const std::string& text) const { std::ofstream(file()) << text; }
   std::string stringIn(const char* name) const {
     char text[256] = "absent";
@@ -69,15 +60,15 @@ TEST_F(RegistryKey, DamageCostsNoMoreThanItsLine) {
   store(
       "[Software\\Zorvex\\Recorder]\n\"before\" long 1\n\"a\" long 1x\n\"b\" long 99999999999\n\"c\" binary 0g\n"
       "\"d\" binary 012\n\"e\" string \"open\n\"f\" colour 3\nrubbish\n\"g\" long\n[]\n[x\n\"after\" long 2");
-  for (const char* name : {"a", "b", "c", "d", "e", "f", "g"})
-    EXPECT_EQ(key->GetValueType(name), REG_VALUE_NONE) << name;
+  for (char name[] = "a"; *name <= 'g'; ++*name) EXPECT_EQ(key->GetValueType(name), REG_VALUE_NONE) << name;
   Long number = 0;
   EXPECT_TRUE(key->GetLongValue("before", &number) && key->GetLongValue("after", &number));
   EXPECT_EQ(number, 2);
 
   key->setStringValue("text", "some \\ text");
   key->SetBinaryValue("bytes", "\1\2\3", 3);
-  const std::string whole = stored();
+  const auto bytes = bytesOf(file());
+  const std::string whole(bytes.begin(), bytes.end());
   std::minstd_rand random(7);
   for (std::size_t i = 0; i < whole.size(); ++i) {
     std::string damaged = whole;

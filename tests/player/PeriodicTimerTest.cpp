@@ -1,7 +1,5 @@
 #include "core/player/PeriodicTimer.h"
 
-#include <mutex>
-
 #include "core/player/Interrupts.h"
 #include "core/player/TimerDevice.h"
 #include "tests/threads/CoreThreads.h"
@@ -30,15 +28,13 @@ void awaitCalls(std::size_t count) {
   while (calls().size() < count) std::this_thread::yield();
 }
 
-/// Owns a timer for a scope.
-class Timer {
- public:
+/// A timer for a scope.
+struct Timer {
   explicit Timer(ULong microseconds, PeriodicTimerProc callback = keep, Boolean high = false) {
     sCalls.clear();
     handle = InitPeriodicTimer(callback, high, microseconds);
   }
   ~Timer() { ClosePeriodicTimer(handle); }
-
   void start() const { StartPeriodicTimer(handle); }
   void stop() const { StopPeriodicTimer(handle); }
 
@@ -118,11 +114,11 @@ TEST(PeriodicTimer, ACallbackMayRaiseButNotCommandItsTimer) {
 TEST(TimerDevice, MeasuresAndWaitsInMicroseconds) {
   const SleptClock clock;
   TIMERDevice timer;
-  Int64 elapsed = 0;
   SleptClock::step = 100;
   timer.WaitAbsoluteTime(1'000, true);
   timer.WaitRemainingTime(3'000);
   SleptClock::step = 0;
+  Int64 elapsed = 0;
   timer.GetTimeSinceMark(&elapsed);
   EXPECT_EQ(elapsed, 3'000);
 }

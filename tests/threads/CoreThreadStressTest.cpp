@@ -1,21 +1,14 @@
 // Many threads of both kinds at once, for KY_STRESS_SECONDS or a little while: every turn is counted, none is lost.
 // A busy machine gets through less in that time, so they go on until each thing that may befall them has.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <numeric>
-#include <random>
-#include <thread>
-#include <utility>
 
 #include "core/lists/KyQueue.h"
 #include "core/threads/KyCoreThreadMutex.h"
-#include "tests/support/Raised.h"
 #include "tests/threads/CoreThreads.h"
 
 namespace {

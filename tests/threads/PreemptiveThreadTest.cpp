@@ -168,6 +168,8 @@ TEST_F(PreemptiveThreads, MisuseFromTheWrongThreadIsFatal) {
   worker->Start();
   EXPECT_EQ(ended(*worker), "PST");
   EXPECT_EQ(said, "PreemptiveThread::~PreemptiveThread: don't initiate from within thread!!");
+  EXPECT_EQ(checkFailedBy([&] { worker->ThreadSleep(1); }),
+            "PreemptiveThread::ThreadSleep: don't call from outside thread!!");
 }
 
 TEST_F(PreemptiveThreads, AConstructorThatRaisesEndsTheThread) {

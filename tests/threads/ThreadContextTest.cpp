@@ -1,33 +1,28 @@
 #include "core/threads/ThreadContext.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <thread>
-#include <vector>
 
 #include "platform/Debugger.h"
 #include "platform/Threads.h"
 #include "tests/support/Bare.h"
 #include "tests/support/Printed.h"
+#include "tests/support/Test.h"
 
 namespace {
 
 using namespace ky::test;
 
-std::atomic<int> sBreaks{0};
-
 /// Counts stops in the debugger and hides what is reported before them.
 class Reports {
  public:
-  Reports() : before(ky::platform::setBreakHook([] { ++sBreaks; })) { sBreaks = 0; }
+  Reports() : before(ky::platform::setBreakHook([] { ++count; })) { count = 0; }
   ~Reports() { ky::platform::setBreakHook(before); }
 
-  int count() const { return sBreaks; }
+  static inline std::atomic<int> count{0};
 
  private:
-  ky::platform::BreakHook before;
-  DebugOutput output;
+  const ky::platform::BreakHook before;
+  const DebugOutput output;
 };
 
 template <class Body>
@@ -54,7 +49,7 @@ TEST(ThreadContext, IsMadeOnceAndEndsOnce) {
     EXPECT_EQ(ThreadContext::Find(GetCurrentOSThreadID()), nullptr);
     ThreadContext::Unregister();
   });
-  EXPECT_EQ(reports.count(), 3);
+  EXPECT_EQ(Reports::count, 3);
 }
 
 BARE_TEST(ThreadContext, TheMainThreadIsMarkedThoughItHadAContext) {
@@ -65,9 +60,9 @@ BARE_TEST(ThreadContext, TheMainThreadIsMarkedThoughItHadAContext) {
   ThreadContext::Initialize(eMultithreaded);
   EXPECT_TRUE(own->IsMainThread() && own->IsCoopThread());
   EXPECT_EQ(ThreadContext::GetMainThreadContext(), own);
-  EXPECT_EQ(reports.count(), 0);
+  EXPECT_EQ(Reports::count, 0);
   ThreadContext::Initialize(eMultithreaded);
-  EXPECT_EQ(reports.count(), 1);
+  EXPECT_EQ(Reports::count, 1);
 }
 
 TEST(ThreadContext, ThreadsComeAndGoWhileOthersAreCollected) {
@@ -79,16 +74,14 @@ TEST(ThreadContext, ThreadsComeAndGoWhileOthersAreCollected) {
     EXPECT_EQ(ThreadContext::Find(GetCurrentOSThreadID()), own);
     if (round % 4 == 1) ThreadContext::Unregister();
   };
-  std::vector<std::jthread> starters;
-  for (int i = 0; i < 3; ++i) {
-    starters.emplace_back([&] {
-      for (int round = 0; round < kRounds; ++round) onThread([&] { visit(round); });
-    });
-  }
-  for (int round = 0; round < kRounds; ++round) {
-    ThreadContext::ThreadContextGC();
-    EXPECT_EQ(ThreadContext::Find(GetCurrentOSThreadID()), ThreadContext::GetMainThreadContext());
-  }
+  const ThreadContext* const main = ThreadContext::GetMainThreadContext();
+  onThreads(4, [&](int starter) {
+    for (int round = 0; round < kRounds; ++round) {
+      if (starter != 0) onThread([&] { visit(round); });
+      ThreadContext::ThreadContextGC();
+      EXPECT_EQ(ThreadContext::Find(main->GetThreadID()), main);
+    }
+  });
 }
 
 TEST(ThreadContext, ACallBehindAThreadsEndGetsAContextOffTheList) {

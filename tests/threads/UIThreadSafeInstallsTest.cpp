@@ -1,13 +1,9 @@
 #include "core/threads/UIThreadSafeInstalls.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <thread>
-
 #include "core/error/Fatal.h"
 #include "core/error/UIHooks.h"
 #include "tests/support/Printed.h"
+#include "tests/support/Test.h"
 
 namespace {
 
