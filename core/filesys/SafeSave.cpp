@@ -90,23 +90,21 @@ void replaceDocument(const std::string& document, bool replace, const std::strin
   removeAbandoned(document);
   const Owned<AFileLocator> temporary(AFileLocator::New());
   fileRec_t** const file = openTemporary(temporary.get(), document);
-  bool isReplaced = false;
+  // Kept as it is now: the locator follows its file into the document's place.
+  char temporaryPath[kPathSize];
+  temporary->GetFullPath(temporaryPath, sizeof temporaryPath);
   guardedReraise(
       [&] {
         always(
             [&] {
               fill(file);
               flushToDisk(file);
-              (void)platform::copyAccess(accessOf.c_str(), fullPathOf(temporary.get()).c_str());
+              (void)platform::copyAccess(accessOf.c_str(), temporaryPath);
               temporary->Rename(std::string(partsOf(document).name).c_str(), replace);
-              isReplaced = true;
             },
             [&] { KYCloseFile(file); });
       },
-      [&] {
-        // The locator follows a rename that came through; the document itself is never removed.
-        if (!isReplaced) (void)removeFile(fullPathOf(temporary.get()).c_str());
-      });
+      [&] { (void)removeFile(temporaryPath); });
 }
 
 }  // namespace

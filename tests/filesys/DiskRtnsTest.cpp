@@ -1,9 +1,5 @@
 #include "core/filesys/DiskRtns.h"
 
-#include <sys/resource.h>
-
-#include <csignal>
-
 #include "tests/filesys/DiskSupport.h"
 
 using namespace ky;
@@ -164,29 +160,11 @@ TEST_F(DiskRtns, MoveLargeTransfersInPiecesAsFastAsTheVolumeIsSaidToBe) {
   KYCloseFile(file);
 }
 
-/// Lets files of this process grow to so many bytes at most.
-class SizeLimit {
- public:
-  explicit SizeLimit(rlim_t bytes) : signalBefore(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit limit = {bytes, before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~SizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before);
-    std::signal(SIGXFSZ, signalBefore);
-  }
-
- private:
-  rlimit before;
-  void (*const signalBefore)(int);
-};
-
 TEST_F(DiskRtns, CountWhatWasWrittenBeforeAFailure) {
   const Opened file(path, kFileCreate);
   const Bytes data = counted(std::size_t(piece) * 2);
   for (const Long room : {piece, piece + 700}) {
-    const SizeLimit limit(static_cast<rlim_t>(room));
+    const Limit limit(RLIMIT_FSIZE, static_cast<rlim_t>(room));
     const XError error = errorRaisedBy([&] { KYWriteFile(file, 0, kFromStart, Long(data.size()), data.data()); });
     EXPECT_STREQ(error.GetCode(), "FILE_OTHER");
     EXPECT_EQ(KYGetLastWriteCount(), ULong(room));

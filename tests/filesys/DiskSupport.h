@@ -1,6 +1,9 @@
 // Open files for tests.
 #pragma once
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <numeric>
 
 #include "core/filesys/DiskRtns.h"
@@ -38,6 +41,25 @@ inline Bytes counted(std::size_t count) {
 inline void write(fileRec_t** file, const Bytes& bytes) {
   KYWriteFile(file, 0, kFromPosition, Long(bytes.size()), bytes.data());
 }
+
+/// A limit of the process for a scope.
+class Limit {
+ public:
+  Limit(decltype(RLIMIT_FSIZE) which, rlim_t most) : resource(which), signalBefore(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(resource, &before);
+    const rlimit limit = {most, before.rlim_max};
+    setrlimit(resource, &limit);
+  }
+  ~Limit() {
+    setrlimit(resource, &before);
+    std::signal(SIGXFSZ, signalBefore);
+  }
+
+ private:
+  const decltype(RLIMIT_FSIZE) resource;
+  rlimit before;
+  void (*const signalBefore)(int);
+};
 
 class DiskTest : public testing::Test {
  protected:

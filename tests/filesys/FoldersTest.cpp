@@ -44,30 +44,6 @@ struct TempDirSet {
   ~TempDirSet() { SetFSTempDir(CoreWinDirLocator::New(std::filesystem::temp_directory_path().c_str(), nullptr)); }
 };
 
-TEST(Folders, AFolderThatOthersChangeIsReadToItsEnd) {
-  const TempFolder folder;
-  makeFile(folder / "stays");
-  std::atomic<bool> done{false};
-  std::thread changer([&] {
-    for (int i = 0; !done; ++i) {
-      const std::string path = folder / std::to_string(i % 50);
-      if (std::filesystem::exists(path)) {
-        std::filesystem::remove(path);
-      } else {
-        makeFile(path);
-      }
-    }
-  });
-  const OwnedDir dir = dirAt(folder.path);
-  for (int i = 0; i < 100; ++i) {
-    Seen seen;
-    ForEachItemInDir(dir.get(), Seen::visit, seen.data());
-    EXPECT_EQ(seen.names.count("stays"), 1u);
-  }
-  done = true;
-  changer.join();
-}
-
 }  // namespace
 
 TEST(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
@@ -101,13 +77,11 @@ TEST(Folders, ATemporaryNameIsClaimedByOneAskerAlone) {
   const TempFolder folder;
   const TempDirSet set(folder.path);
   std::vector<std::string> paths[4];
-  std::vector<std::thread> threads;
-  for (auto& mine : paths) {
-    threads.emplace_back([&mine] {
-      for (int i = 0; i < 25; ++i) mine.push_back(pathOf(OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr)).get()));
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  onThreads(4, [&paths](int thread) {
+    for (int i = 0; i < 25; ++i) {
+      paths[thread].push_back(pathOf(OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr)).get()));
+    }
+  });
   std::set<std::string> all;
   for (const auto& mine : paths) all.insert(mine.begin(), mine.end());
   EXPECT_EQ(all.size(), 100u);

@@ -5,12 +5,11 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <optional>
 
 #include "core/filesys/CoreWinLocators.h"
-#include "core/filesys/DiskRtns.h"
 #include "core/utils/AStream.h"
-#include "tests/support/TempFolder.h"
-#include "tests/support/Test.h"
+#include "tests/filesys/DiskSupport.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -90,6 +89,23 @@ TEST(SafeSave, ALinkLeadsToTheDocumentAndAnythingButAFileIsLeftInItsPlace) {
   EXPECT_EQ(document.contents(), "n300000");
   EXPECT_EQ(bytesOf(elsewhere / "new").size(), 300000u);
   EXPECT_TRUE(std::filesystem::is_symlink(document.folder / "link"));
+}
+
+TEST(SafeSave, WhatFailsBehindTheReplacementHarmsNoDocument) {
+  Document document;
+  std::optional<Limit> noMoreFiles;
+  EXPECT_EQ(codeRaisedBy([&] {
+              safeSave(document.locator.get(), [&](AStream* stream) {
+                stream->WriteLong(nullptr, 1);
+                const int next = ::dup(STDIN_FILENO);
+                ::close(next);
+                noMoreFiles.emplace(RLIMIT_NOFILE, static_cast<rlim_t>(next));  // so the folder cannot be flushed
+              });
+            }),
+            "DISK_TOO_MANY_OPEN");
+  noMoreFiles.reset();
+  EXPECT_EQ(bytesOf(document.path).size(), 4u);
+  EXPECT_EQ(document.files(), 1);
 }
 
 TEST(SafeSave, WhatAnEndedProcessLeftIsClearedAndWhatALivingOneFillsIsNot) {

@@ -1,9 +1,8 @@
+// What one thread sees of a queue; what passes between many is counted among the tests of threads.
 #include "core/lists/KyQueue.h"
 
-#include <array>
 #include <deque>
 #include <memory>
-#include <numeric>
 
 #include "tests/support/Test.h"
 #include "tests/support/Waits.h"
@@ -113,53 +112,6 @@ TEST(KyQueue, WithoutMemoryToGrowTheItemStaysItsSenders) {
                      [](const std::string& code) { EXPECT_EQ(code, "MEM_OUT_OF_MEMORY"); });
   last.release();
   for (Long number = 0; number < 17; ++number) EXPECT_EQ(numberOf(queue.Dequeue()), number);
-}
-
-constexpr Long kSenders = 3;
-constexpr Long kTakers = 3;
-
-/// Takes until it is told to stop.
-///
-/// Returns:  how many it took, or -1 if those of one sender did not come in their order.
-Long takeAll(KyQueue& queue) {
-  Long last[kSenders] = {-1, -1, -1};
-  Long taken = 0;
-  bool ordered = true;
-  for (QueueItem* item = nullptr; queue.WaitDequeue(&item, kNoLimit) == 0; ++taken) {
-    const Owned<Parcel> parcel(static_cast<Parcel*>(item));
-    ordered &= parcel->number > std::exchange(last[parcel->sender], parcel->number);
-  }
-  return ordered ? taken : -1;
-}
-
-TEST(KyQueue, LosesAndMakesNothingBetweenThreads) {
-  constexpr Long kParcels = 2'000;
-  for (const Kind& kind : kinds(5)) {
-    SCOPED_TRACE(kind.name);
-    const auto queue = kind.make();
-    KySema abort(kTakers);
-    queue->SetAbortSema(&abort);
-    std::array<Long, kTakers> taken = {};
-    std::vector<std::jthread> takers;
-    for (Long& count : taken) takers.emplace_back([&] { count = takeAll(*queue); });
-    {
-      std::vector<std::jthread> senders;
-      for (Long sender = 0; sender < kSenders; ++sender) {
-        senders.emplace_back([&, sender] {
-          for (Long number = 0; number < kParcels; ++number) queue->Enqueue(new Parcel(sender, number));
-        });
-      }
-    }
-    while (kind.losesNone && queue->HasData()) std::this_thread::yield();
-    for (Long taker = 0; taker < kTakers; ++taker) abort.Increment();
-    takers.clear();
-    EXPECT_GE(*std::min_element(taken.begin(), taken.end()), 0) << "out of order";
-    const Long total = std::accumulate(taken.begin(), taken.end(), Long{0});
-    EXPECT_LE(Parcel::alive, kind.losesNone ? 0 : 5);
-    EXPECT_TRUE(!kind.losesNone || total == kSenders * kParcels) << total;
-    for (Long left = Parcel::alive; left > 0; --left) EXPECT_NE(numberOf(queue->Dequeue()), -1);
-    EXPECT_FALSE(queue->HasData());
-  }
 }
 
 }  // namespace

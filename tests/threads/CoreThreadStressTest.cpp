@@ -1,11 +1,10 @@
 // Many threads of both kinds at once, for KY_STRESS_SECONDS or a little while: every turn is counted, none is lost.
 // A busy machine gets through less in that time, so they go on until each thing that may befall them has.
-#include <unistd.h>
-
 #include <array>
 #include <cstdlib>
 #include <memory>
 #include <numeric>
+#include <semaphore>
 
 #include "core/lists/KyQueue.h"
 #include "core/threads/KyCoreThreadMutex.h"
@@ -31,7 +30,7 @@ Int64 stressMicroseconds() {
   return (seconds ? std::atoll(seconds) : kSeconds) * 1'000'000;
 }
 
-enum Stage : int { unborn, running, asleep, listening, reading, stages };
+enum Stage : int { unborn, running, asleep, listening, starving, stages };
 
 /// What one thread did.
 struct Done {
@@ -42,8 +41,7 @@ struct Done {
   std::atomic<int> stage{unborn};
   std::atomic<bool> killed{false};  ///< the signal is on its way
   std::atomic<bool> fed{false};
-  int read = -1;  ///< as `feed`, the ends of a pipe that the thread reads from
-  int feed = -1;
+  std::binary_semaphore food{0};
 };
 
 /// Each queue knows what passed through it, and who of its producers put what last.
@@ -116,11 +114,10 @@ void yieldOrEnd(Done& done) {
   if (killed) ++done.wrong;
 }
 
-void readWhatNobodyWrites(Done& done) {
-  at(reading, done, [&] {
-    char byte = 0;
+void eatWhatNobodyBrings(Done& done) {
+  at(starving, done, [&] {
     KyCoreThreadServer::AboutToBlock();
-    if (::read(done.read, &byte, 1) != 1) ++done.wrong;
+    done.food.acquire();
     done.stage = running;
     done.fed = false;
     KyCoreThreadServer::DoneBlocking();
@@ -166,7 +163,7 @@ void step(Shared& shared, Done& done, int number, Worker& it) {
       it.idle = true;
       return;
     case 3:
-      return readWhatNobodyWrites(done);
+      return eatWhatNobodyBrings(done);
     case 4:
     case 5:
     case 6:
@@ -195,10 +192,6 @@ class Crowd {
  public:
   Crowd() {
     for (int i = 0; i < kAll; ++i) {
-      int ends[2] = {-1, -1};
-      EXPECT_EQ(::pipe(ends), 0);
-      all[i].read = ends[0];
-      all[i].feed = ends[1];
       all[i].random.seed(static_cast<unsigned>(i + 1));
       start(i);
     }
@@ -218,10 +211,6 @@ class Crowd {
     for (Lane& lane : shared.lanes) {
       while (lane.take(kAll, 0)) continue;
     }
-    for (const Done& done : all) {
-      ::close(done.read);
-      ::close(done.feed);
-    }
   }
 
   void start(int index) {
@@ -239,9 +228,11 @@ class Crowd {
     threads[index]->MarkToWakeUp();
   }
 
-  void feed(int index) { EXPECT_TRUE(all[index].fed.exchange(true) || ::write(all[index].feed, "", 1) == 1); }
+  void feed(int index) {
+    if (!all[index].fed.exchange(true)) all[index].food.release();
+  }
 
-  /// Kills the thread where it stands; one that reads what nobody writes hears of it once it gets something.
+  /// Kills the thread where it stands; one that waits for food hears of it once it gets some.
   void kill(int index) {
     Worker& thread = *threads[index];
     Done& done = all[index];
@@ -252,13 +243,12 @@ class Crowd {
       thread.RaiseException(XError(KILL_THREAD_SIGNAL));
       done.killed = true;
     }
-    EXPECT_TRUE(thread.IsThreadAlive() || !unfed || stage != reading);
+    EXPECT_TRUE(thread.IsThreadAlive() || !unfed || stage != starving);
     feed(index);
     EXPECT_TRUE(thread.KillThead(false));
     EXPECT_TRUE(stage != unborn || thread.story() == "");
     threads[index].reset();
-    char left = 0;
-    EXPECT_TRUE(!done.fed.exchange(false) || ::read(done.read, &left, 1) == 1);
+    if (done.fed.exchange(false)) done.food.acquire();
   }
 
   /// Kills one that stands there, if any does, and starts another in its place.
@@ -309,7 +299,7 @@ void disturb(Crowd& crowd, std::minstd_rand& random, Long round) {
     case 2:
       return crowd.shared.event.SignalSubscriber();
     case 3:
-      if (crowd.all[index].stage == reading) crowd.feed(index);
+      if (crowd.all[index].stage == starving) crowd.feed(index);
       return;
     default:
       crowd.wake(index);
@@ -332,6 +322,7 @@ TEST(CoreThreadStress, EveryTurnIsCounted) {
     }
     SafeThreadYield();
   }
+  EXPECT_TRUE(crowd.hasMetAll());
   crowd.end();
 
   const Shared& shared = crowd.shared;
@@ -340,15 +331,12 @@ TEST(CoreThreadStress, EveryTurnIsCounted) {
   for (const Done& done : crowd.all) std::ranges::transform(locked, done.locked, locked.begin(), std::plus{});
   EXPECT_EQ(shared.locked, locked);
   EXPECT_EQ(crowd.sum(&Done::wrong), 0);
-  EXPECT_GT(crowd.sum(&Done::lastError), 0);
   for (const Lane& lane : shared.lanes) {
     SCOPED_TRACE(&lane - shared.lanes);
-    EXPECT_GT(lane.out, 0);
     EXPECT_EQ(lane.in, lane.out + lane.displaced);
     EXPECT_EQ(lane.displaced > 0, lane.overflows);
     EXPECT_EQ(lane.outOfOrder, 0);
   }
-  for (const int killed : crowd.kills) EXPECT_GT(killed, 0);
   EXPECT_FALSE(shared.recursive.WasLocked() || shared.once.WasLocked());
   EXPECT_EQ(GetCoreThreadServer()->GetThreadCount(), 1);
 }

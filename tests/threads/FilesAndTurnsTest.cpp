@@ -18,10 +18,7 @@ TEST_F(FilesAndTurns, BothKindsOfThreadsShareAFileThoughWritesFail) {
   const auto transfers = [&](int number) {
     fileRec_t** const file = openFile(path.c_str(), kFileReadWrite, 0, OSVolID());
     for (int round = 0; round < kRounds; ++round) {
-      if (round % 10 == 9) {
-        SetForceDiskWriteErr(112, 1);
-        ++forced;
-      }
+      if (round % 10 == 9) SetForceDiskWriteErr(112, 1), ++forced;
       const Long value = number * 1000 + round;
       Long back = value;
       const std::string code = codeRaisedBy([&] {
@@ -36,13 +33,11 @@ TEST_F(FilesAndTurns, BothKindsOfThreadsShareAFileThoughWritesFail) {
   };
   std::vector<std::unique_ptr<Worker>> workers;
   for (int i = 0; i < kThreads; ++i) {
-    const auto type = i % 2 ? KyCoreThread_Preemptive : KyCoreThread_Cooperative;
-    workers.push_back(std::make_unique<Worker>(
-        [&, i](Worker& it) {
-          transfers(i);
-          it.Terminate();
-        },
-        type));
+    const auto run = [&transfers, i](Worker& it) {
+      transfers(i);
+      it.Terminate();
+    };
+    workers.push_back(std::make_unique<Worker>(run, i % 2 ? KyCoreThread_Preemptive : KyCoreThread_Cooperative));
     workers.back()->Resume();
   }
   transfers(kThreads);
