@@ -42,12 +42,16 @@ class Lines {
 
 enum class Mode { kNone, kNonDrop, kDrop };
 
+/// DROP or NON-DROP, with or without FRAME, hyphens and blanks as they come.
 Mode frameCodeMode(std::string_view line) {
   if (!takeWord(line, "FCM:")) return Mode::kNone;
-  const std::string mode = uppered(line);
-  if (mode == "DROP FRAME" || mode == "DROP-FRAME") return Mode::kDrop;
-  if (mode == "NON-DROP FRAME" || mode == "NON DROP FRAME" || mode == "NON-DROP-FRAME") return Mode::kNonDrop;
-  return Mode::kNone;
+  std::string mode = uppered(line);
+  std::replace(mode.begin(), mode.end(), '-', ' ');
+  std::vector<std::string_view> words = wordsOf(mode);
+  if (!words.empty() && words.back() == "FRAME") words.pop_back();
+  const bool isNon = !words.empty() && words.front() == "NON";
+  if (words.size() != (isNon ? 2 : 1) || words.back() != "DROP") return Mode::kNone;
+  return isNon ? Mode::kNonDrop : Mode::kDrop;
 }
 
 /// What the list itself says of its rate.

@@ -21,8 +21,7 @@ namespace ky {
 /// that another save still fills is known by its lock.
 ///
 /// Raises:   what the locator, the file and `write` raise, with no file left behind; DISK_ACCESS_DENIED for a folder
-/// and
-///           for a document that is locked against writing.
+///           and for a document that is locked against writing.
 /// Borrows:  the stream for the call of `write`, which neither closes nor keeps it.
 KY_API void safeSave(AFileLocator* document, const std::function<void(AStream* stream)>& write);
 

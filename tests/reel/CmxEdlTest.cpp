@@ -71,8 +71,8 @@ TEST(CmxEdl, SpeedLinesAreExact) {
 }
 
 TEST(CmxEdl, LinesThatAreNothingKnownAreKeptAndTold) {
-  for (const char* line : {"GPI 01", "M2 AX fast 00:00:00:00", "M2 AX 24", "AUD x", "FCM: PAL", "12 monkeys", "TITLE2",
-                           "M2 AX 24.00001 00:00:00:00", "\xFF\x01\xFE"}) {
+  for (const char* line : {"GPI 01", "M2 AX fast 00:00:00:00", "M2 AX 24", "AUD x", "FCM: PAL", "FCM: NON FRAME",
+                           "12 monkeys", "TITLE2", "M2 AX 24.00001 00:00:00:00", "\xFF\x01\xFE"}) {
     const Told told = read(cutLine() + line + "\n");
     ASSERT_EQ(told.kept.size(), 1u) << line;
     EXPECT_EQ(told.kept[0].first, 2);
@@ -138,7 +138,7 @@ TEST(CmxEdl, CommentsStayInOrderAndNameTheClips) {
 
 TEST(CmxEdl, TheModeLineDecidesHowTheLabelsBehindItCount) {
   const std::string label = "001 AX V C 00:00:59:28 00:01:00:02 01:00:59;29 01;01;00;02\n";
-  const EdlText list = read("FCM: DROP FRAME\n" + label + "fcm: non-drop frame\n" + label).list;
+  const EdlText list = read("FCM: DROP\n" + label + "fcm:non drop-frame\n" + label).list;
   EXPECT_EQ(list.fps, 30);
   EXPECT_TRUE(list.drop);
   EXPECT_EQ(times(list.events.at(0)), "00:00:59;28 00:01:00;02 01:00:59;29 01:01:00;02");
