@@ -1,10 +1,9 @@
 // The trace of AStream: one line of text for each operation.
-#include <cstdint>
-
 #include "core/utils/StreamWire.h"
 
-// A line of the trace around the format of its value.
-#define TRACE_LINE(value) " %*s%-16s %-16s: " value "\n"
+// Prints a line of the trace; a macro, so that the compiler sees the format of the value.
+#define PRINT_LINE(word, label, format, ...) \
+  (void)s.traceFunc(" %*s%-16s %-16s: " format "\n", s.traceIndent, "", word, textOf(label), __VA_ARGS__)
 
 using namespace ky;
 
@@ -25,72 +24,55 @@ T valueAt(const void* value) {
 }  // namespace
 
 void StreamWire::traceValue(const AStream& s, Tag tag, const char* label, const void* value) {
-  const KyPrint print = s.traceFunc;
-  const int indent = s.traceIndent;
-  const char* const name = textOf(label);
   switch (tag) {
     case booleanTag:
-      print(TRACE_LINE("%s"), indent, "", "Boolean", name, valueAt<Boolean>(value) ? "True" : "False");
-      break;
+      return PRINT_LINE("Boolean", label, "%s", valueAt<Boolean>(value) ? "True" : "False");
     case charTag:
-      print(TRACE_LINE("%d"), indent, "", "char", name, int(valueAt<char>(value)));
-      break;
+      return PRINT_LINE("char", label, "%d", int(valueAt<char>(value)));
     case ucharTag:
-      print(TRACE_LINE("0x%02X"), indent, "", "uchar", name, unsigned(valueAt<unsigned char>(value)));
-      break;
+      return PRINT_LINE("uchar", label, "0x%02X", unsigned(valueAt<unsigned char>(value)));
     case shortTag:
-      print(TRACE_LINE("%hd"), indent, "", "short", name, valueAt<short>(value));
-      break;
+      return PRINT_LINE("short", label, "%hd", valueAt<short>(value));
     case ushortTag:
-      print(TRACE_LINE("0x%04hX"), indent, "", "ushort", name, valueAt<unsigned short>(value));
-      break;
+      return PRINT_LINE("ushort", label, "0x%04hX", valueAt<unsigned short>(value));
     case longTag:
-      print(TRACE_LINE("%ld"), indent, "", "long", name, long(valueAt<Long>(value)));
-      break;
+      return PRINT_LINE("long", label, "%ld", long(valueAt<Long>(value)));
     case ulongTag:
-      print(TRACE_LINE("0x%08lX"), indent, "", "ulong", name, static_cast<unsigned long>(valueAt<ULong>(value)));
-      break;
+      return PRINT_LINE("ulong", label, "0x%08lX", static_cast<unsigned long>(valueAt<ULong>(value)));
     case char4Tag: {
       const Char4 code = valueAt<Char4>(value);
-      print(TRACE_LINE("'%c%c%c%c'"), indent, "", "ulong", name, int(code >> 24 & 0xFF), int(code >> 16 & 0xFF),
-            int(code >> 8 & 0xFF), int(code & 0xFF));
-      break;
+      return PRINT_LINE("ulong", label, "'%c%c%c%c'", int(code >> 24 & 0xFF), int(code >> 16 & 0xFF),
+                        int(code >> 8 & 0xFF), int(code & 0xFF));
     }
     case floatTag:
-      print(TRACE_LINE("%f"), indent, "", "float", name, double(valueAt<float>(value)));
-      break;
+      return PRINT_LINE("float", label, "%f", double(valueAt<float>(value)));
     case doubleTag:
-      print(TRACE_LINE("%lf"), indent, "", "double", name, valueAt<double>(value));
-      break;
+      return PRINT_LINE("double", label, "%lf", valueAt<double>(value));
     case rationalTag:  // its eight bytes, taken for a double
-      print(TRACE_LINE("%lf"), indent, "", "Rational", name, valueAt<double>(value));
-      break;
+      return PRINT_LINE("Rational", label, "%lf", valueAt<double>(value));
     case int64Tag:
     case uint64Tag: {
       const auto bits = valueAt<UInt64>(value);
-      print(TRACE_LINE("0x%08lX 0x%08lX"), indent, "", tag == int64Tag ? "int64" : "uint64", name,
-            static_cast<unsigned long>(bits >> 32), static_cast<unsigned long>(bits & 0xFFFFFFFF));
-      break;
+      return PRINT_LINE(tag == int64Tag ? "int64" : "uint64", label, "0x%08lX 0x%08lX",
+                        static_cast<unsigned long>(bits >> 32), static_cast<unsigned long>(bits & 0xFFFFFFFF));
     }
     default:
-      break;
+      return;
   }
 }
 
 void StreamWire::traceMark(const AStream& s, const char* word, const char* label, int value) {
-  s.traceFunc(TRACE_LINE("%d"), s.traceIndent, "", word, label, value);
+  PRINT_LINE(word, label, "%d", value);
 }
 
 void StreamWire::traceString(const AStream& s, const char* label, const char* string) {
-  s.traceFunc(TRACE_LINE("\"%s\""), s.traceIndent, "", "string", textOf(label), string);
+  PRINT_LINE("string", label, "\"%s\"", string);
 }
 
-void StreamWire::traceNull(const AStream& s, const char* label) {
-  s.traceFunc(TRACE_LINE("%s"), s.traceIndent, "", "string", textOf(label), "NULL");
-}
+void StreamWire::traceNull(const AStream& s, const char* label) { PRINT_LINE("string", label, "%s", "NULL"); }
 
 void StreamWire::traceLength(const AStream& s, const char* label, Long length) {
-  s.traceFunc(TRACE_LINE("%ld"), s.traceIndent, "", "bytes len", textOf(label), long(length));
+  PRINT_LINE("bytes len", label, "%ld", long(length));
 }
 
 void StreamWire::traceBytes(const AStream& s, const char* label, const void* bytes, Long length) {
