@@ -92,16 +92,12 @@ ADomain::~ADomain() {
 }
 
 void ADomain::Dispose() {
-  XError failure;
-  guarded(
-      [&] {
-        AStream* const ours = deleteDev ? stream : nullptr;
-        stream = nullptr;
-        if (ours) ours->Close();
-      },
-      [&](XError& caught) { failure = caught; });
-  APortable::Dispose();
-  if (failure.GetCode()) xraisexerror(failure);
+  always([this] { closeStream(); }, [this] { APortable::Dispose(); });
+}
+
+void ADomain::closeStream() {
+  AStream* const former = std::exchange(stream, nullptr);
+  if (former && deleteDev) former->Close();
 }
 
 void ADomain::Close() { Dispose(); }
@@ -121,10 +117,9 @@ void ADomain::SetIODesc(AIODesc* desc) { ioDesc = desc; }
 AIODesc* ADomain::GetIODesc() { return ioDesc; }
 
 void ADomain::SetStream(AStream* theStream, Boolean theDeleteDev) {
-  if (AStream* const former = std::exchange(stream, nullptr); former && deleteDev) former->Close();
+  closeStream();
   AIODesc* const desc = ioDesc;
-  guardedReraise([&] { IDomain(theStream, theDeleteDev, 1); }, [&] { SetIODesc(desc); });
-  SetIODesc(desc);
+  always([&] { IDomain(theStream, theDeleteDev, 1); }, [&] { SetIODesc(desc); });
 }
 
 void ADomain::CopyIn(APortable*) { SubclassResponsibility(); }

@@ -65,5 +65,7 @@ class KY_API ADomain : public APortable {
   AStream* stream = nullptr;
 
  private:
+  void closeStream();
+
   Boolean isPrologueSwapped = 0;
 };

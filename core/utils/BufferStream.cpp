@@ -40,8 +40,10 @@ Long DynamicBuffer::Size(Long n) {
   } else {
     _bufPtr = KyNewPtr(newSize);
   }
-  if (check(_bufPtr != nullptr, "_bufPtr")) size = newSize;
-  return size;
+  if (!check(_bufPtr != nullptr, "_bufPtr")) return size;
+  // A stream over it may be read wherever it has stood.
+  if (newSize > size) std::memset(bytes() + size, 0, static_cast<std::size_t>(newSize - size));
+  return size = newSize;
 }
 
 Long DynamicBuffer::GiveData(Long offset, const void* data, Long len) {

@@ -13,7 +13,7 @@ class KY_API DynamicBuffer {
   DynamicBuffer& operator=(const DynamicBuffer&) = delete;
 
   Long Size() const { return size; }
-  /// Makes the size `n`, rounded away from zero to a multiple of the step; 0 frees the block.
+  /// Makes the size `n`, rounded away from zero to a multiple of the step; 0 frees the block. Bytes that are new are 0.
   ///
   /// Returns:  the size.
   /// Requires: "trySize >= 0", "_bufPtr".

@@ -24,6 +24,7 @@ class KY_API AMemStream : public AStream {
   void Dispose() override;
   Long Size() override;
   Long GetLength() override;
+  /// Moves the end. What lies between a former end and this one is what the memory holds there.
   void SetLength(Long length) override;
   void SetPosition(Long position) override;
 
