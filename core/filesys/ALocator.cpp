@@ -24,6 +24,11 @@ char* emptied(char* buffer, Long size) {
 
 }  // namespace
 
+std::string ky::fullPathOf(AFileSystemLocator* locator) {
+  char path[kPathSize];
+  return locator->GetFullPath(path, sizeof path);
+}
+
 void ky::setDefaultManufacturers(AFileLocatorManufacturer* newFiles, ADirLocatorManufacturer* newFolders) {
   files = defaultFiles = newFiles;
   folders = defaultFolders = newFolders;
@@ -143,9 +148,8 @@ OSVolID AFileLocator::GetOSVolID() {
 void AFileLocator::SetUniversalPath() { SubclassResponsibility(); }
 
 AFileLocator& AFileLocator::operator=(const AFileLocator& other) {
-  char path[kPathSize];
   // Asking another locator for its path changes nothing in it, though the interface does not say so.
-  Set(const_cast<AFileLocator&>(other).GetFullPath(path, sizeof path), nullptr);
+  Set(fullPathOf(const_cast<AFileLocator*>(&other)).c_str(), nullptr);
   return *this;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <ctime>
+#include <string>
 
 #include "core/filesys/OSVolID.h"
 #include "core/utils/AUndoable.h"
@@ -209,6 +210,8 @@ class KY_API ADirLocatorManufacturer {
 };
 
 namespace ky {
+
+KY_API std::string fullPathOf(AFileSystemLocator* locator);
 
 /// What SetManufacturer(null) goes back to; called once, as the library is loaded, by whoever owns the concrete
 /// classes.

@@ -42,11 +42,6 @@ platform::EntryFacts factsOf(const char* path) {
 /// An undo image lives in memory and ends with the process: it keeps the path whole, as it is.
 bool isUndo(AIODesc* desc) { return desc && desc->IsForUndo(); }
 
-std::string fullPathOf(ADirLocator* folder) {
-  char path[kPathSize];
-  return folder->GetFullPath(path, sizeof path);
-}
-
 }  // namespace
 
 Boolean AFileSystemObject::_windowsCompatibleFilenames = 0;

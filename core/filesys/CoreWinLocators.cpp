@@ -40,9 +40,7 @@ struct HostFolders final : ADirLocatorManufacturer {
 
 Boolean samePath(AWinFileSystemObject& self, ALocator* other, Loc_t kind) {
   if (!other || other->GetLocatorType() != kind) return 0;
-  char path[kPathSize];
-  static_cast<AFileSystemLocator*>(other)->GetFullPath(path, sizeof path);
-  return std::strcmp(path, self.GetPath()) == 0;
+  return fullPathOf(static_cast<AFileSystemLocator*>(other)) == self.GetPath();
 }
 
 AFileStream* streamOver(fileRec_t** file) {
@@ -158,9 +156,9 @@ Long CoreWinFileLocator::GetLength() {
 
 AFileLocator* CoreWinFileLocator::CopyAFile(ADirLocator* folder, const char* name, Boolean replace) {
   Owned<AFileLocator> copy(folder->GetFile(name, nullptr));
-  char target[kPathSize];
-  copy->GetFullPath(target, sizeof target);
-  safeReplace(copy.get(), replace != 0, GetPath(), [&](fileRec_t** to) { copyContents(GetPath(), to, target); });
+  const std::string target = fullPathOf(copy.get());
+  safeReplace(copy.get(), replace != 0, GetPath(),
+              [&](fileRec_t** to) { copyContents(GetPath(), to, target.c_str()); });
   return copy.release();
 }
 

@@ -36,11 +36,6 @@ bool isTaken(ADirLocator* dir, const char* name) {
   return file->Exists();
 }
 
-std::string fullPathOf(AFileSystemLocator* locator) {
-  char path[kPathSize];
-  return locator->GetFullPath(path, sizeof path);
-}
-
 /// Makes the file if nothing stands under the name.
 bool claim(AFileLocator* file) {
   const std::string path = fullPathOf(file);

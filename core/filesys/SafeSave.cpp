@@ -23,11 +23,6 @@ namespace {
 
 constexpr Long kStreamBuffer = 0x40000;
 
-std::string fullPathOf(AFileLocator* file) {
-  char path[kPathSize];
-  return file->GetFullPath(path, sizeof path);
-}
-
 /// Long names leave room for the numbers.
 std::string prefixOf(std::string_view name) { return std::string(name.substr(0, 200)) + '~'; }
 
