@@ -7,7 +7,8 @@ using namespace ky::test;
 
 namespace {
 
-class DiskRtns : public DiskTest {};
+using DiskRtns = DiskTest;
+using Bytes = std::vector<std::uint8_t>;
 
 constexpr const char* staleText = "(*fileHdl)->magic == DISK_MAGIC";
 constexpr Long piece = 0xC00000;

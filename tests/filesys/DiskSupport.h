@@ -1,4 +1,4 @@
-// Open files for tests.
+// Open files and locators for tests.
 #pragma once
 
 #include <sys/resource.h>
@@ -6,14 +6,13 @@
 #include <csignal>
 #include <numeric>
 
+#include "core/filesys/CoreWinLocators.h"
 #include "core/filesys/DiskRtns.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Test.h"
 #include "tests/support/Waits.h"
 
 namespace ky::test {
-
-using Bytes = std::vector<std::uint8_t>;
 
 inline fileRec_t** open(const std::string& path, unsigned short flags) {
   return openFile(path.c_str(), flags, 0, OSVolID());
@@ -32,13 +31,13 @@ class Opened {
   fileRec_t** const file;
 };
 
-inline Bytes counted(std::size_t count) {
-  Bytes bytes(count);
+inline std::vector<std::uint8_t> counted(std::size_t count) {
+  std::vector<std::uint8_t> bytes(count);
   std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
   return bytes;
 }
 
-inline void write(fileRec_t** file, const Bytes& bytes) {
+inline void write(fileRec_t** file, const std::vector<std::uint8_t>& bytes) {
   KYWriteFile(file, 0, kFromPosition, Long(bytes.size()), bytes.data());
 }
 
@@ -59,6 +58,27 @@ class Limit {
   const decltype(RLIMIT_FSIZE) resource;
   rlimit before;
   void (*const signalBefore)(int);
+};
+
+/// A folder of its own, and locators of what lies in it.
+struct Place {
+  explicit Place(const std::filesystem::path& where = std::filesystem::temp_directory_path()) : folder(where) {}
+
+  Owned<CoreWinFileLocator> file(const char* name) const {
+    return Owned<CoreWinFileLocator>(CoreWinFileLocator::New(folder.path.c_str(), name));
+  }
+  Owned<CoreWinDirLocator> dir(const char* name = nullptr) const {
+    return Owned<CoreWinDirLocator>(CoreWinDirLocator::New(folder.path.c_str(), name));
+  }
+  void write(const std::string& name, const std::string& text = "") const {
+    writeBytes(folder / name, {text.begin(), text.end()});
+  }
+  std::string read(const std::string& name) const {
+    const std::vector<std::uint8_t> bytes = bytesOf(folder / name);
+    return {bytes.begin(), bytes.end()};
+  }
+
+  const TempFolder folder;
 };
 
 class DiskTest : public testing::Test {

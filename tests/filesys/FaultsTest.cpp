@@ -1,14 +1,11 @@
 // Every disk operation and every allocation of the services over files fails once.
-
 #include <map>
 
-#include "core/filesys/CoreWinLocators.h"
-#include "core/filesys/DiskRtns.h"
 #include "core/filesys/Folders.h"
 #include "core/filesys/SafeSave.h"
 #include "core/lists/CKyList.h"
 #include "core/objsys/AFileStream.h"
-#include "tests/support/Test.h"
+#include "tests/filesys/DiskSupport.h"
 #include "tests/support/failing/NewFailure.h"
 
 using namespace ky;
@@ -17,27 +14,27 @@ using namespace ky::test;
 namespace {
 
 using OwnedFile = Owned<AFileLocator>;
-using OwnedDir = Owned<ADirLocator>;
 
 /// A folder with two files, a folder in it, and the temporary file of a save whose process ended.
-class FileFaults : public testing::Test {
+class FileFaults : public testing::Test, protected Place {
  protected:
+  FileFaults() : Place(quickPlace()) {}
+
   using Contents = std::map<std::string, std::string>;
 
   void restore() {
     for (const auto& entry : std::filesystem::directory_iterator(folder.path)) std::filesystem::remove_all(entry);
     std::filesystem::create_directory(folder / "sub");
-    writeBytes(folder / "old", std::vector<std::uint8_t>(10, 'o'));
-    writeBytes(folder / "other", std::vector<std::uint8_t>(600000, 'x'));
-    writeBytes(folder / "old~1-1", {'h'});
+    write("old", std::string(10, 'o'));
+    write("other", std::string(600000, 'x'));
+    write("old~1-1", "h");
   }
   /// The files below the folder; a folder has no contents.
   Contents contents() const {
     Contents found;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path)) {
       const std::string name = entry.path().lexically_relative(folder.path).string();
-      const auto bytes = entry.is_directory() ? std::vector<std::uint8_t>() : bytesOf(entry.path());
-      found[name] = std::string(bytes.begin(), bytes.end());
+      found[name] = entry.is_directory() ? "" : read(name);
     }
     return found;
   }
@@ -45,13 +42,6 @@ class FileFaults : public testing::Test {
     std::erase_if(all, [](const auto& entry) { return entry.first.find('~') != std::string::npos; });
     return all;
   }
-
-  OwnedDir dir(const char* name = nullptr) const {
-    OwnedDir locator(ADirLocator::New());
-    locator->Set(folder.path.c_str(), name);
-    return locator;
-  }
-  OwnedFile file(const char* name) const { return OwnedFile(dir()->GetFile(name, nullptr)); }
 
   void save(const char* name) const {
     constexpr Long kLong = 300'000;  // more than a buffer
@@ -85,8 +75,6 @@ class FileFaults : public testing::Test {
          for (int i = 0; i < 500; ++i) stream->ReadULong("v");
        }},
   };
-
-  TempFolder folder{quickPlace()};
 };
 
 }  // namespace

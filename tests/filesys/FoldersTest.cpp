@@ -2,25 +2,14 @@
 
 #include <set>
 
-#include "core/filesys/CoreWinLocators.h"
-#include "tests/support/TempFolder.h"
-#include "tests/support/Test.h"
+#include "tests/filesys/DiskSupport.h"
 
 using namespace ky;
 using namespace ky::test;
 
 namespace {
 
-using OwnedDir = Owned<CoreWinDirLocator>;
 using OwnedFile = Owned<AFileLocator>;
-
-OwnedDir dirAt(const std::string& path) { return OwnedDir(CoreWinDirLocator::New(path.c_str(), nullptr)); }
-void makeFile(const std::string& path) { writeBytes(path, {}); }
-
-std::string pathOf(AFileSystemLocator* locator) {
-  char path[kPathSize];
-  return locator->GetFullPath(path, sizeof path);
-}
 
 /// What a walk saw; `stopAt` ends it.
 struct Seen {
@@ -32,7 +21,7 @@ struct Seen {
     auto* const seen = reinterpret_cast<Seen*>(data);
     char name[256];
     seen->names.insert(static_cast<AFileSystemLocator*>(item)->GetName(name, sizeof name));
-    if (seen->meanwhile) seen->meanwhile(pathOf(static_cast<AFileSystemLocator*>(item)));
+    if (seen->meanwhile) seen->meanwhile(fullPathOf(static_cast<AFileSystemLocator*>(item)));
     return seen->names.size() < seen->stopAt;
   }
   LongPtr data() { return reinterpret_cast<LongPtr>(this); }
@@ -58,16 +47,18 @@ TEST(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
       {"taken", "take.edl", {"take.edl"}, {}, "take1.edl"},
       {"taken twice", "take.edl", {"take.edl", "take1.edl"}, {}, "take2.edl"},
       {"taken in the other folder", "take.edl", {}, {"take.edl"}, "take1.edl"},
+      {"taken without its extension", "take.edl", {"take"}, {}, "take1.edl"},
+      {"no stem", ".edl", {".edl"}, {}, "1.edl"},
       {"a long stem is cut", longStem + ".edl", {longStem + ".edl"}, {}, "abcdefghijklmnopqrstuvwx1.edl"},
       {"no extension of three letters", "take.tsrc", {"take.tsrc"}, {}, "take.tsrc1"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    const TempFolder here, there;
-    for (const std::string& name : c.taken) makeFile(here / name);
-    for (const std::string& name : c.takenElsewhere) makeFile(there / name);
+    const Place here, there;
+    for (const std::string& name : c.taken) here.write(name);
+    for (const std::string& name : c.takenElsewhere) there.write(name);
     char out[64];
-    const bool isGiven = MakeUniqueName(dirAt(here.path).get(), out, c.name.c_str(), dirAt(there.path).get());
+    const bool isGiven = MakeUniqueName(here.dir().get(), out, c.name.c_str(), there.dir().get());
     EXPECT_EQ(isGiven, out == c.name);
     EXPECT_EQ(out, c.want);
   }
@@ -76,15 +67,9 @@ TEST(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
 TEST(Folders, ATemporaryNameIsClaimedByOneAskerAlone) {
   const TempFolder folder;
   const TempDirSet set(folder.path);
-  std::vector<std::string> paths[4];
-  onThreads(4, [&paths](int thread) {
-    for (int i = 0; i < 25; ++i) {
-      paths[thread].push_back(pathOf(OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr)).get()));
-    }
+  onThreads(4, [](int) {
+    for (int i = 0; i < 25; ++i) OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr));
   });
-  std::set<std::string> all;
-  for (const auto& mine : paths) all.insert(mine.begin(), mine.end());
-  EXPECT_EQ(all.size(), 100u);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 100);
 }
 
@@ -93,21 +78,21 @@ TEST(Folders, ATemporaryFileLiesWhereItsKindSays) {
   const TempDirSet set(folder.path);
   const OwnedFile out(CoreWinFileLocator::New(other.path.c_str(), "document"));
   GetTempFile("", 0, kTempInFolder, out.get());
-  EXPECT_EQ(pathOf(out.get()), folder / "tmp");
+  EXPECT_EQ(fullPathOf(out.get()), folder / "tmp");
   EXPECT_FALSE(out->Exists()) << "named only";
   GetTempFile("save", 0, kTempOfSystem, out.get());
-  EXPECT_EQ(pathOf(out.get()), (std::filesystem::temp_directory_path() / "save").string());
+  EXPECT_EQ(fullPathOf(out.get()), (std::filesystem::temp_directory_path() / "save").string());
   out->Set(other.path.c_str(), "document");
   GetTempFile("save", 1, kTempBesideOut, out.get());
-  EXPECT_TRUE(pathOf(out.get()).starts_with(other / "save"));
+  EXPECT_TRUE(fullPathOf(out.get()).starts_with(other / "save"));
   EXPECT_TRUE(out->Exists());
 }
 
 TEST(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
-  const TempFolder folder;
-  for (const char* name : {"a", "b", "c"}) makeFile(folder / name);
-  std::filesystem::create_directory(folder / "sub");
-  const OwnedDir dir = dirAt(folder.path);
+  const Place place;
+  for (const char* name : {"a", "b", "c"}) place.write(name);
+  place.dir("sub")->Create(0);
+  const auto dir = place.dir();
   Seen folders, first, changing;
   EXPECT_EQ(ForEachSubDir(dir.get(), Seen::visit, folders.data()), 1);
   EXPECT_EQ(folders.names, (std::multiset<std::string>{"sub"}));
@@ -116,20 +101,21 @@ TEST(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
   EXPECT_EQ(first.names.size(), 1u);
   changing.meanwhile = [](const std::string& path) {
     std::filesystem::remove(path);
-    makeFile(path + "-new");
+    writeBytes(path + "-new", {});
   };
   EXPECT_TRUE(ForEachFile(dir.get(), Seen::visit, changing.data()));
   EXPECT_EQ(changing.names, (std::multiset<std::string>{"a", "b", "c"}));
 }
 
 TEST(Folders, ASearchGoesAsDeepAsItMayAndThroughNoLoop) {
-  const TempFolder folder;
+  const Place place;
+  const TempFolder& folder = place.folder;
   std::filesystem::create_directories(folder / "one/two");
   std::filesystem::create_directory_symlink(folder.path, folder / "one/back");
-  makeFile(folder / "one/two/found");
-  const OwnedDir dir = dirAt(folder.path);
+  place.write("one/two/found");
+  const auto dir = place.dir();
   EXPECT_EQ(KYSearchFile(dir.get(), "found", 1), nullptr);
-  EXPECT_EQ(pathOf(OwnedFile(KYSearchFile(dir.get(), "found", 2)).get()), folder / "one/two/found");
+  EXPECT_EQ(fullPathOf(OwnedFile(KYSearchFile(dir.get(), "found", 2)).get()), folder / "one/two/found");
   EXPECT_EQ(KYSearchFile(dir.get(), "absent", 0), nullptr);
 }
 

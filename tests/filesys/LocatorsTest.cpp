@@ -1,35 +1,15 @@
-
 #include <set>
 
-#include "core/error/Printing.h"
-#include "core/filesys/CoreWinLocators.h"
-#include "core/filesys/DiskRtns.h"
 #include "core/lists/CKyList.h"
+#include "tests/filesys/DiskSupport.h"
 #include "tests/objsys/Film.h"
-#include "tests/support/TempFolder.h"
-#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;
 
 namespace {
 
-class Locators : public testing::Test {
- protected:
-  Owned<CoreWinFileLocator> file(const char* name) const {
-    return Owned<CoreWinFileLocator>(CoreWinFileLocator::New(folder.path.c_str(), name));
-  }
-  Owned<CoreWinDirLocator> dir(const char* name = nullptr) const {
-    return Owned<CoreWinDirLocator>(CoreWinDirLocator::New(folder.path.c_str(), name));
-  }
-  void write(const char* name, const std::string& text) const { std::ofstream(folder / name) << text; }
-  std::string read(const char* name) const {
-    const auto bytes = bytesOf(folder / name);
-    return {bytes.begin(), bytes.end()};
-  }
-
-  TempFolder folder;
-};
+struct Locators : testing::Test, Place {};
 
 std::string nameOf(AFileSystemLocator& locator) {
   char name[256];
