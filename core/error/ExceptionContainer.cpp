@@ -1,11 +1,6 @@
 #include "core/error/ExceptionContainer.h"
 
 #include <cstring>
-#include <utility>
-
-#include "core/error/Guarded.h"
-
-using namespace ky;
 
 Boolean ExceptionContainer::IsThereAStoredException() { return GetException() != nullptr; }
 
@@ -29,12 +24,6 @@ void ExceptionContainer::DoStoredException() {
 void ExceptionContainer::EmptyContainer() { mError = XError(); }
 
 Boolean ExceptionContainer::StoreExceptionMessage(const XError& error) {
-  if (!error.GetCode()) return true;
-  Boolean stored = true;
-  guarded([&] { mError = error; },
-          [&] {
-            EmptyContainer();
-            stored = false;
-          });
-  return stored;
+  if (error.GetCode()) mError = error;
+  return true;
 }

@@ -20,7 +20,8 @@ class KY_API ExceptionContainer {
   virtual void EmptyContainer();
   /// Keeps `error`; one without a code changes nothing.
   ///
-  /// Returns:  false if that failed; the container is empty then.
+  /// Returns:  whether that could be done. It always can here, since a copy shares the stack; an override may fail, and
+  ///           is empty then.
   virtual Boolean StoreExceptionMessage(const XError& error);
 
   virtual ~ExceptionContainer() = default;

@@ -18,7 +18,9 @@ KY_API void UIstatClose();
 
 KY_API void UImsg(const char* msg, short soundKind, short flashKind);
 
-/// Returns:  the button chosen; the default button where no dialog routine is installed on a thread but the main one.
+/// Returns:  the button chosen. Where no routine shows dialogs, `defbut` on any thread but the main one, which has 0
+/// from
+///           the routine that does nothing; `defbut` everywhere once that routine was taken away.
 KY_API short UIdialog(const char* msg, const char* buttons, short defbut, UIicon_t icon, const char* filename,
                       Boolean doCleanup, const char* QAPid);
 

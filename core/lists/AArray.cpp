@@ -99,6 +99,10 @@ void AArray::DebugCheck() {
 
 void AArray::SetBlockSize(short block) { blockSize = block; }
 
+bool AArray::checkIndex(Long index, int line) const {
+  return check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))", __builtin_FILE(), line);
+}
+
 std::ptrdiff_t AArray::offsetInside(const void* item) const {
   const auto distance = reinterpret_cast<std::uintptr_t>(item) - reinterpret_cast<std::uintptr_t>(*hItems);
   const auto bytes = static_cast<std::uintptr_t>(elementSize * (Int64{slots} + 1));
@@ -120,7 +124,7 @@ void AArray::InsertAtIndex(const void* item, Long index) {
 }
 
 void AArray::DeleteItem(Long index) {
-  if (!check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))")) return;
+  if (!checkIndex(index)) return;
   if (!check(!lockChanges, "lockChanges == FALSE")) return;
   char* gap = cell(index - indexBase);
   std::memmove(gap, gap + elementSize, static_cast<std::size_t>(cell(--numItems) - gap));
@@ -161,19 +165,19 @@ void AArray::MoveItemToIndex(Long currentIndex, Long newIndex) {
 }
 
 void AArray::SetItem(const void* item, Long index) {
-  if (check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))")) Store(item, index);
+  if (checkIndex(index)) Store(item, index);
 }
 
 void AArray::GetItem(void* out, Long index) {
-  if (check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))")) Retrieve(out, index);
+  if (checkIndex(index)) Retrieve(out, index);
 }
 
 void AArray::GetPtrItem(void* out, Long index) {
-  if (check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))")) RetrievePtr(out, index);
+  if (checkIndex(index)) RetrievePtr(out, index);
 }
 
 const void* AArray::ReferenceItem(Long index) {
-  if (!check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))")) return nullptr;
+  if (!checkIndex(index)) return nullptr;
   return cell(index - indexBase);
 }
 
@@ -241,14 +245,14 @@ void AArray::RetrievePtr(void* out, Long index) {
 }
 
 void AArray::CopyToTemporary(Long index) {
-  if (!check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))")) return;
+  if (!checkIndex(index)) return;
   if (!check(!usingTemporary, "usingTemporary == FALSE")) return;
   usingTemporary = true;
   std::memcpy(cell(numItems), cell(index - indexBase), static_cast<std::size_t>(elementSize));
 }
 
 void AArray::CopyFromTemporary(Long index) {
-  if (!check(inRange(index), "(index >= indexBase)&&(index < (numItems+indexBase))")) return;
+  if (!checkIndex(index)) return;
   if (!check(usingTemporary, "usingTemporary == TRUE")) return;
   usingTemporary = false;
   std::memcpy(cell(index - indexBase), cell(numItems), static_cast<std::size_t>(elementSize));

@@ -129,6 +129,8 @@ class KY_API AArray : public ACollection {
   ~AArray() override;
 
   bool inRange(Long index) const { return index >= indexBase && Int64{index} < Int64{numItems} + indexBase; }
+  /// The range check of the caller's line.
+  bool checkIndex(Long index, int line = __builtin_LINE()) const;
   /// Returns:  the cell at zero-based `place`, valid until the handle is resized.
   char* cell(Long place) const { return *hItems + static_cast<std::ptrdiff_t>(place) * elementSize; }
   /// Returns:  how far `item` lies from the first cell, or -1 if it lies in none of this array's cells.
@@ -160,8 +162,6 @@ struct ArrayAccess {
   static Long slots(const AArray& array) { return array.slots; }
   static char** handle(const AArray& array) { return array.hItems; }
   static Long elementSize(const AArray& array) { return array.elementSize; }
-  static bool changesLocked(const AArray& array) { return array.lockChanges; }
-  static bool usingTemporary(const AArray& array) { return array.usingTemporary; }
 
   /// Puts zeroed elements behind the present ones, or drops the last ones, until there are `count`.
   KY_API static void setCount(AArray& array, Long count);

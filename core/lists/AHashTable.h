@@ -147,22 +147,37 @@ class KY_API AHashTable : public ACollection {
   virtual Boolean LookForSpecificItem(const void* item, Long hash, Long* index, Long* prev);
 
   /// Puts the elements `from` to `to` in front of the free list, in ascending order.
+  ///
+  /// Requires: "VALID_EAI(elemIndex)".
   virtual void MakeFreeList(Long from, Long to);
 
   /// The used element after (`hash`, `elem`), or -1 and -1. Starts from (-1, -1).
+  ///
+  /// Requires: "VALID_EAI(elemIndex)".
   virtual void ComputeNextItemIndex(Long hash, Long elem, Long* nextHash, Long* nextElem);
 
-  /// Requires: "VALID_HTI(hValue)".
+  /// Adds a copy of `item` to chain `hValue`, whatever is there already.
+  ///
+  /// Requires: "VALID_HTI(hValue)", "VALID_EAI(firstFreeIndex)",
+  ///           "((VALID_EAI(hTable[hValue])) || (hTable[hValue] == INDEX_NULL))".
+  /// Raises:   MEM_OUT_OF_MEMORY, with the table as it was.
   virtual void AddItemAt(Long hValue, const void* item, Long* hint);
 
-  /// Returns:  false if `index` is out of range or its item has another key.
+  /// Removes the element `itemIndex` of chain `hashValue`, where `prevIndex` leads to it, or the head if that is -1.
+  ///
+  /// Returns:  false if `itemIndex` is out of range or its item has another key.
   /// Requires: "hashValue >= 0 && hashValue < htSize", "HT_ELEM(elemArray, itemIndex)->used == TRUE".
   virtual Boolean RemoveItemAt(void* const key, void* out, Long itemIndex, Long prevIndex, Long hashValue);
 
   /// Adds `n` elements, if `n` is above 0.
+  ///
+  /// Raises:   MEM_OUT_OF_MEMORY, with the table as it was.
   virtual void GrowElemArray(Long n);
 
   /// Moves an element to the head of another chain.
+  ///
+  /// Requires: "VALID_HTI(currHash)", "VALID_HTI(newHash)", "VALID_EAI(elemIndex)", "VALID_EAI(prevElemIndex)",
+  ///           "elemIndex == hTable[currHash]", "elemIndex == HT_ELEM(elemArray, prevElemIndex)->nextIndex".
   virtual void MoveElemHashChain(Long elemIndex, Long prevElemIndex, Long currHash, Long newHash);
 
  protected:

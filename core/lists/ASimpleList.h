@@ -8,6 +8,7 @@
 /// Threads:   one user at a time.
 class KY_API ASimpleList : public AObject {
  public:
+  /// Requires: "entries >= 0", "itemSize >= 0"; null if the failed check returned.
   /// Raises:   MEM_OUT_OF_MEMORY.
   static ASimpleList* New(int entries, int itemSize);
 

@@ -7,6 +7,7 @@
 
 #include "core/error/Assert.h"
 #include "core/error/Guarded.h"
+#include "core/lists/FirstError.h"
 #include "core/mem/KyHandles.h"
 #include "core/mem/Owned.h"
 
@@ -165,18 +166,15 @@ void* CDictionary::AddItem(ObjectKind_t kind, const void* key, short size, void*
 }
 
 void CDictionary::DisposeList(dictHandle_t list) {
-  XError first;
+  FirstError errors;
   while (list) {
     const dictHandle_t entry = std::exchange(list, (*list)->next);
     const ObjectKind_t kind = (*entry)->kind;
     void* const value = (*entry)->value;
     endEntry(entry);
-    guarded([&] { endValue(kind, value); },
-            [&](XError& caught) {
-              if (!first.GetCode()) first = caught;
-            });
+    errors.take([&] { endValue(kind, value); });
   }
-  if (first.GetCode()) xraisexerror(first);
+  errors.raise();
 }
 
 void CDictionary::DisposeItems() { DisposeList(takeAll()); }

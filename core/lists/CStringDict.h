@@ -19,6 +19,9 @@ class KY_API CStringDict : public CDictionary {
   Boolean IsInstanceOf(const char* name) override;
 
   /// A `keySize` of 0 takes the string's own, with its NUL.
+  ///
+  /// Requires: "key != NULL", "key[keySize - 1] == 0".
+  /// Raises:   DICT_ADD_FAILED over what failed, also over CORE_INTEGER_TOO_BIG for a string of more than 32766 bytes.
   void* AddItem(ObjectKind_t kind, const void* key, short keySize, void* value) override;
 
   // Virtual operations, in slot order.

@@ -19,6 +19,11 @@ class FirstError {
   template <class Step>
   void takeLast(Step&& step) {
     take(step);
+    raise();
+  }
+
+  /// Raises the first failure of all, if there was any.
+  void raise() const {
     if (first_.GetCode()) xraisexerror(first_);
   }
 

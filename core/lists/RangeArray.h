@@ -54,9 +54,8 @@ class KY_API RangeArray : public AArray {
   bool replaceEntries(Long place, Long removed, const Entry* added, Long count);
 };
 
-/// Wire:     short count; if above 0, long value of the first entry, then long value and long from of each other. A
-/// null
-///           array counts 0.
+/// Wire:     short count; if above 0, long value of the first entry, then long value and long from of each other.
+///           A null array counts 0.
 /// Raises:   CORE_INTEGER_TOO_BIG for more than 32767 entries, before anything is written.
 KY_API void WriteRangeArray(RangeArray* array, AStream* stream, AIODesc* desc);
 /// Returns:  a new array, or null if the count is not above 0.

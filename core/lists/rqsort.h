@@ -11,7 +11,6 @@
 /// keeps of them does not outlive the call. Whatever it answers, and if it raises, the block still holds the same
 /// elements, in some order.
 ///
-/// Source:   quicksort by Hoare's partition on a median of three or nine, insertion sort for short stretches, and
-/// heapsort
-///           (Musser, "Introspective Sorting and Selection Algorithms", 1997) where the partitions turn out lopsided.
+/// Source:   quicksort by Hoare's partition on a median of three or nine, insertion sort for short stretches, and heaps
+///           where the partitions turn out lopsided (Musser, "Introspective Sorting and Selection Algorithms", 1997).
 KY_API void rqsort(void* base, std::size_t count, std::size_t size, int (*cmp)(void*, void*));

@@ -84,7 +84,7 @@ KY_API unsigned char KyHLockHiFast(void* handle);
 KY_API void KyHUnlock(void* handle, unsigned char state);
 KY_API void KyHUnlockFast(void* handle, unsigned char state);
 
-// ---- copying. Each gives 0.
+// ---- copying. Each gives 0, or raises MEM_OUT_OF_MEMORY with `h` as it was.
 
 /// Makes a handle with a copy of `size` bytes.
 ///

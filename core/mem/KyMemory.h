@@ -34,6 +34,8 @@ KY_API Long KyGetPtrSize(const void* ptr);
 /// Raises:   MEM_OUT_OF_MEMORY, with the block as it was.
 KY_API void KyReallocPtr(void** ptr, Long size);
 /// Replaces `*ptr` by a fresh copy of its block.
+///
+/// Raises:   MEM_OUT_OF_MEMORY, as KyCopyPtr() does.
 KY_API void KyPtrToPtr(char** ptr);
 KY_API void* KyCopyPtr(const void* ptr);
 

@@ -3,6 +3,8 @@
 
 #include "core/base/KyTypes.h"
 
+// What makes a handle or changes its size raises MEM_OUT_OF_MEMORY, with the handle as it was.
+
 /// Always a fake handle. A null text gives an empty one.
 KY_API char** KyNewSHdl(const char* text);
 /// Takes a null.

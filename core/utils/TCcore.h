@@ -7,6 +7,7 @@
 //   TCToStr(TCAdd(in, 30), text, sizeof(text), 0);   // "01;00;01;02"
 //
 // Threads: the default description and the loop flag are plain statics; a host sets them at start-up.
+// Source:  drop-frame counting as in SMPTE ST 12-1, but for labels that it skips, which are counted through.
 #pragma once
 
 #include "core/base/KyTypes.h"
@@ -86,8 +87,8 @@ KY_API Long TCDiffModDayForward(timecode_t a, timecode_t b);
 KY_API char* TCToStr(timecode_t tc, char* buf, Long bufLen, short flags);
 
 /// Reads a text from its end backwards, so that missing fields are the leading ones: `12345` is 00:01:23:45. At rate 30
-/// a
-/// `;` makes it drop-frame and a `:` without any `;` to its right makes it non-drop. No field is tested for its range.
+/// a `;` anywhere makes it drop-frame, and a `:` in a text without `;` makes it non-drop. No field is tested for its
+/// range.
 ///
 /// Returns:  false for an empty text (count 0, or absent with kTCEmptyForAbsent) and for any strange character (count
 /// 0).
