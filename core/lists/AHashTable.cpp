@@ -329,10 +329,9 @@ void AHashTable::ComputeNextItemIndex(Long hash, Long elem, Long* nextHash, Long
 }
 
 void AHashTable::AddItemAt(Long hValue, const void* item, Long* hint) {
+  if (!check(hValue >= 0 && hValue < htSize, "VALID_HTI(hValue)")) return;
   if (numItems >= eaSize) item = growFor(item);
-  view([&](auto table) {
-    if (check(table.isChain(hValue), "VALID_HTI(hValue)")) table.addAt(hValue, item, hint);
-  });
+  view([&](auto table) { table.addAt(hValue, item, hint); });
 }
 
 const void* AHashTable::growFor(const void* item) {

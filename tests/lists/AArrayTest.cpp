@@ -18,31 +18,32 @@ Owned<AArray> longs(std::initializer_list<Long> values) {
 /// An array beside a vector that says what it must hold.
 class Beside {
  public:
-  Beside(Long size, short block, Long base) : base_(base), item_(std::size_t(size), '\0') {
-    array_.reset(AArray::NewWithSlotAndBlock(size, 0, block));
+  Beside(Long size, short block, Long base)
+      : base_(base), block_(block), item_(size, '\0'), array_(AArray::NewWithSlotAndBlock(size, 0, block)) {
     array_->SetIndexBase(base);
   }
 
   void step() {
     const unsigned kind = want_.empty() ? 0 : random_() % 12;
+    const Long a = any(), b = any();
+    const auto from = want_.begin() + a, to = want_.begin() + b;
     if (kind <= 3) {
-      insert();
+      insert(Long(random_() % (want_.size() + 1)));
     } else if (kind <= 6) {
-      remove();
+      // Once more than a block of slots is unused, one is given back.
+      const Long slack = ArrayAccess::slots(*array_) - Long(want_.size()) + 1;
+      array_->DeleteItem(a + base_);
+      want_.erase(from);
+      EXPECT_EQ(ArrayAccess::slots(*array_) - Long(want_.size()), slack > block_ ? slack - block_ : slack);
     } else if (kind == 7) {
-      const Long from = any(), to = any();
-      array_->MoveItemToIndex(from + base_, to + base_);
-      const std::string item = want_[std::size_t(from)];
-      want_.erase(want_.begin() + from);
-      want_.insert(want_.begin() + to, item);
+      array_->MoveItemToIndex(a + base_, b + base_);
+      from < to ? std::rotate(from, from + 1, to + 1) : std::rotate(to, from, from + 1);
     } else if (kind == 8) {
-      const Long a = any(), b = any();
       array_->Swap(a + base_, b + base_);
-      std::swap(want_[std::size_t(a)], want_[std::size_t(b)]);
+      std::swap(*from, *to);
     } else if (kind == 9) {
-      const Long place = any();
-      array_->SetItem(fresh().data(), place + base_);
-      want_[std::size_t(place)] = item_;
+      array_->SetItem(fresh().data(), a + base_);
+      *from = item_;
     } else if (random_() % 8 == 0) {
       array_->RemoveAll();
       want_.clear();
@@ -53,32 +54,20 @@ class Beside {
   }
 
  private:
-  Long any() { return Long(random_() % want_.size()); }
+  Long any() { return want_.empty() ? 0 : Long(random_() % want_.size()); }
   const std::string& fresh() {
     for (char& byte : item_) byte = char(random_());
     return item_;
   }
 
-  /// Puts a new element, or one of the array's own, anywhere.
-  void insert() {
-    const Long place = Long(random_() % (want_.size() + 1));
+  /// Puts a new element, or one of the array's own, at `place`.
+  void insert(Long place) {
     const bool atEnd = place == Long(want_.size()) && random_() % 2;
+    const Long from = any();
     const bool own = !want_.empty() && random_() % 2;
-    const Long from = own ? any() : 0;
-    const std::string item = own ? want_[std::size_t(from)] : fresh();
-    const void* const given = own ? array_->ReferenceItem(from + base_) : item.data();
-    array_->InsertAtIndex(given, atEnd ? kAtEnd : place + base_);
+    const std::string item = own ? want_[from] : fresh();
+    array_->InsertAtIndex(own ? array_->ReferenceItem(from + base_) : item.data(), atEnd ? kAtEnd : place + base_);
     want_.insert(want_.begin() + place, item);
-  }
-
-  /// Deletes, which gives a block of slots back once more than one is unused.
-  void remove() {
-    const Long place = any();
-    const Long block = ArrayAccess::blockSize(*array_);
-    const Long slack = ArrayAccess::slots(*array_) - Long(want_.size()) + 1;
-    array_->DeleteItem(place + base_);
-    want_.erase(want_.begin() + place);
-    EXPECT_EQ(ArrayAccess::slots(*array_) - Long(want_.size()), slack > block ? slack - block : slack);
   }
 
   void expectSame() {
@@ -86,11 +75,11 @@ class Beside {
     ASSERT_EQ(array_->GetNumItems(), Long(want_.size()));
     for (Long place = 0; place < Long(want_.size()); ++place) {
       array_->GetItem(item_.data(), place + base_);
-      ASSERT_EQ(item_, want_[std::size_t(place)]) << "at " << place;
+      ASSERT_EQ(item_, want_[place]) << "at " << place;
     }
   }
 
-  const Long base_;
+  const Long base_, block_;
   std::string item_;
   std::mt19937 random_{7};
   Owned<AArray> array_;
@@ -100,15 +89,11 @@ class Beside {
 }  // namespace
 
 TEST(AArray, HoldsWhatAVectorHoldsThroughAnyOperations) {
-  const struct {
-    Long size;
-    short block;
-    Long base;
-  } shapes[] = {{4, 3, 1}, {1, 1, 0}, {16, 100, 1}, {7, 5, -3}, {12000, 3, 1}, {8, 0, 1}};
-  for (const auto& shape : shapes) {
-    SCOPED_TRACE(testing::Message() << shape.size << " bytes, block " << shape.block << ", base " << shape.base);
-    Beside pair(shape.size, shape.block, shape.base);
-    for (int i = 0; i < (shape.size > 1000 ? 200 : 2000) && !HasFailure(); ++i) pair.step();
+  const Long shapes[][3] = {{4, 3, 1}, {1, 1, 0}, {16, 100, 1}, {7, 5, -3}, {12000, 3, 1}, {8, 0, 1}};
+  for (const auto& [size, block, base] : shapes) {
+    SCOPED_TRACE(testing::Message() << size << " bytes, block " << block << ", base " << base);
+    Beside pair(size, short(block), base);
+    for (int i = 0; i < (size > 1000 ? 200 : 2000) && !HasFailure(); ++i) pair.step();
   }
 }
 

@@ -120,9 +120,8 @@ class Twin {
     Long hint = INDEX_NULL;
     ASSERT_EQ(codeRaisedBy([&] { table_->AddItem(asKey(item.first), item.second.data(), &hint); }), want);
     ASSERT_TRUE(table_->GetItemAtHint(asKey(item.first), nullptr, hint));  // its own, or that of who holds the key
-    if (!want.empty()) return;
-    hints_[item] = hint;
-    ASSERT_EQ(newest(item.first), item.second);
+    if (want.empty()) hints_[item] = hint;
+    ASSERT_TRUE(!want.empty() || newest(item.first) == item.second);
   }
 
   std::string newest(Long key) {
@@ -141,10 +140,9 @@ class Twin {
     const bool known = hints_.contains(item);
     ASSERT_EQ(table_->LocateSpecificItem(asKey(item.first), item.second.data(), &hint), known);
     if (!known) return;
-    ASSERT_EQ(hint, hints_[item]);
-    ASSERT_TRUE(table_->GetItemAtHint(asKey(item.first), out_.data(), hint));
+    ASSERT_TRUE(hint == hints_[item] && table_->GetItemAtHint(asKey(item.first), out_.data(), hint));
     ASSERT_EQ(out_, item.second);
-    ASSERT_FALSE(table_->GetItemAtHint(asKey(item.first + 1), out_.data(), hint));
+    ASSERT_FALSE(table_->GetItemAtHint(asKey(item.first + 1), nullptr, hint));
     const LongPtr otherOfTheChain = LongPtr{item.first} + table_->GetHTSize();
     ASSERT_FALSE(table_->RemoveSpecificItem(asKey(otherOfTheChain), item.second.data()));
   }
@@ -223,19 +221,6 @@ TEST(Divisor, GivesTheRemaindersOfADivision) {
   }
 }
 
-TEST(AHashTable, RefusesALoopWhoseNextItemWasRemoved) {
-  const Owned<AHashTable> table = threeLongs();
-  HTLoopState state;
-  table->LoopInit(&state);
-  Long item = 0;
-  ASSERT_TRUE(table->LoopNextItem(&state, &item, nullptr));
-  ASSERT_EQ(item, 1);
-  table->RemoveItem(asKey(2), nullptr);
-  for (HTLoopState bad : {state, HTLoopState{1, 99}, HTLoopState{99, 0}, HTLoopState{0, -7}}) {
-    EXPECT_EQ(codeRaisedBy([&] { table->LoopNextItem(&bad, &item, nullptr); }), "HTABLE_LOOPSTATE_CORRUPT");
-  }
-}
-
 TEST(AHashTable, FindsDamage) {
   struct Damaged : AHashTable {
     htelem_t& at(Long index) { return reinterpret_cast<htelem_t*>(*elemArray)[index + 1]; }
@@ -278,14 +263,20 @@ TEST(AHashTable, TellsHowFullItIsAndRefusesWhatIsOutOfRange) {
       {"minimumSize > 0 && initialItemsArraySize >= 0 && iSize > 0",
        [] { AHashTable::New(0, 1, 4, nullptr, nullptr, kUnique); }},
   });
+  HTLoopState state;
+  table->LoopInit(&state);
+  EXPECT_TRUE(table->LoopNextItem(&state, nullptr, nullptr) && table->RemoveItem(asKey(2), nullptr)) << "the next one";
+  for (HTLoopState bad : {state, HTLoopState{1, 99}, HTLoopState{99, 0}, HTLoopState{0, -7}}) {
+    EXPECT_EQ(codeRaisedBy([&] { table->LoopNextItem(&bad, nullptr, nullptr); }), "HTABLE_LOOPSTATE_CORRUPT");
+  }
   table->AddItem(asKey(14), &fourteen, nullptr);
   const Printed out;
   table->DumpStats(Printed::print, 1);
   EXPECT_EQ(out.text(),
-            " Number of Items:\t     4\n HashTable Size:\t\t    13    (10 empty, max chain len 2)\n"
-            " ElementArray Size:\t    16     (ItemSize 4, HTElement Size 12)\n"
-            " Load Factor (numitems/tablesize):\t  0.31\n"
-            " Average Chain Len (numitems/num buckets used in table):\t  1.33\n");
+            " Number of Items:\t     3\n HashTable Size:\t\t    13    (11 empty, max chain len 2)\n"
+            " ElementArray Size:\t     3     (ItemSize 4, HTElement Size 12)\n"
+            " Load Factor (numitems/tablesize):\t  0.23\n"
+            " Average Chain Len (numitems/num buckets used in table):\t  1.50\n");
 }
 
 TEST(AHashTable, StaysAsItWasWhenMemoryRunsOut) {

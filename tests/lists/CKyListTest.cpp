@@ -1,5 +1,7 @@
 #include "core/lists/CKyList.h"
 
+#include <set>
+
 #include "tests/lists/ListSupport.h"
 
 using namespace ky;
@@ -41,7 +43,7 @@ class Walk {
     for (LongPtr want = due(); !over && want; want = due()) {
       ASSERT_EQ(valueOf(item), want);
       last_ = want;
-      over = forwards_ && last_ == want_.back();
+      over = forwards_ && last_ == *want_.rbegin();
       for (unsigned changes = random_() % 4; changes > 0; --changes) change();
       list_->DebugCheck();
       item = forwards_ ? list_->GetNextItem(&it_, nullptr) : list_->GetPrevItem(&it_, nullptr);
@@ -52,22 +54,17 @@ class Walk {
  private:
   /// The number that stands beyond the last one now, 0 for none.
   LongPtr due() const {
-    const auto after = std::upper_bound(want_.begin(), want_.end(), last_);
-    const auto at = std::lower_bound(want_.begin(), want_.end(), last_);
-    if (forwards_) return after == want_.end() ? 0 : *after;
-    return at == want_.begin() ? 0 : at[-1];
+    const auto at = forwards_ ? want_.upper_bound(last_) : want_.lower_bound(last_);
+    if (forwards_) return at == want_.end() ? 0 : *at;
+    return at == want_.begin() ? 0 : *std::prev(at);
   }
-  void append() {
-    list_->Append(word(next_));
-    want_.push_back(next_++);
-  }
+  void append() { list_->Append(word(*want_.insert(next_++).first)); }
   /// Appends, or removes the current item or any.
   void change() {
     if (random_() % 3 == 0 && want_.size() < 40) return append();
     if (want_.empty()) return;
-    auto at = std::lower_bound(want_.begin(), want_.end(), last_);
-    const bool current = random_() % 2 && at != want_.end() && *at == last_;
-    if (!current) at = want_.begin() + std::ptrdiff_t(random_() % want_.size());
+    auto at = want_.find(last_);
+    if (at == want_.end() || random_() % 2) at = std::next(want_.begin(), std::ptrdiff_t(random_() % want_.size()));
     list_->Remove(word(*at));
     want_.erase(at);
   }
@@ -77,7 +74,7 @@ class Walk {
   LongPtr last_;
   LongPtr next_ = 1;
   Owned<CKyList> list_ = words();
-  Words want_;
+  std::set<LongPtr> want_;
   Interator_t it_;
 };
 

@@ -29,64 +29,48 @@ Owned<RangeArray> ranges(const Entries& of) {
 }
 
 /// A window of the axis with a value for each point, wide enough that what happens in it never leaves it unseen.
-class Points {
- public:
-  explicit Points(Long origin) : origin_(origin), values_(1000, 0) {}
+struct Points {
+  const Long origin;
+  std::vector<Long> values = std::vector<Long>(1000, 0);
 
-  Long at(std::size_t i) const { return origin_ + Long(i); }
-  std::size_t size() const { return values_.size(); }
-
-  void setRange(Long value, std::size_t from, std::size_t to) {
-    std::fill(values_.begin() + std::ptrdiff_t(from), values_.begin() + std::ptrdiff_t(to), value);
-  }
+  Long at(std::size_t i) const { return origin + Long(i); }
   /// A move to the right stretches the value at `from`; one to the left brings to it what lay further on.
-  void offset(std::size_t from, Long delta) {
-    const auto old = values_;
-    for (std::size_t i = from; i < old.size(); ++i) {
-      const Long source = std::clamp(Long(i) - delta, Long(from), Long(old.size()) - 1);
-      values_[i] = old[std::size_t(source)];
-    }
+  void offset(Long from, Long delta) {
+    const auto old = values;
+    for (Long i = from; i < 1000; ++i) values[i] = old[std::clamp(i - delta, from, Long{999})];
   }
   void expectSame(RangeArray& array) const {
     array.DebugCheck();
     Long value = -99, from = 0, to = 0;
-    for (std::size_t i = 0; i < size(); ++i) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
       array.GetRange(at(i), &value, &from, &to);
-      ASSERT_EQ(value, values_[i]) << "at " << at(i);
+      ASSERT_EQ(value, values[i]) << "at " << at(i);
       ASSERT_TRUE(from <= at(i) && (at(i) < to || to == kEnd)) << from << " to " << to << " at " << at(i);
-      ASSERT_EQ(from == at(i), i == 0 ? from == at(0) : value != values_[i - 1]) << "at " << at(i);
+      ASSERT_EQ(from == at(i), i == 0 ? from == at(0) : value != values[i - 1]) << "at " << at(i);
     }
   }
-
- private:
-  Long origin_;
-  std::vector<Long> values_;
 };
 
 TEST(RangeArray, IsTheStepFunctionThatItsPointsSay) {
-  const struct {
-    Long origin;
-    std::size_t first;
-  } windows[] = {{kStart, 0}, {-30, 0}, {kEnd - 999, 930}};
+  const std::pair<Long, Long> windows[] = {{kStart, 0}, {-30, 0}, {kEnd - 999, 930}};
   std::mt19937 random(17);
   for (int round = 0; round < 90 && !HasFatalFailure(); ++round) {
     SCOPED_TRACE(round);
-    const auto& window = windows[round % 3];
-    Points points(window.origin);
+    const auto& [origin, first] = windows[round % 3];
+    Points points{origin};
     Owned<RangeArray> array(RangeArray::New(round % 4, 0));
     for (int step = 0; step < 40; ++step) {
-      const std::size_t from = window.first + random() % 69;
+      const Long from = first + Long(random() % 69);
       if (random() % 3 == 0) {
         const Long delta = Long(random() % 41) - 20;
         array->OffsetRange(points.at(from), delta);
         points.offset(from, delta);
       } else {
         // A range up to the last point of all takes that in.
-        const std::size_t to = std::min(from + 1 + random() % 70, points.size());
-        const bool all = to >= points.size() - 1;
-        const Long value = Long(random() % 4);
+        const Long to = from + 1 + Long(random() % 70), value = Long(random() % 4);
+        const bool all = to >= 999;
         array->SetRange(value, points.at(from), all ? kEnd : points.at(to));
-        points.setRange(value, from, all ? points.size() : to);
+        std::fill(points.values.begin() + from, points.values.begin() + (all ? 1000 : to), value);
       }
       points.expectSame(*array);
     }

@@ -102,18 +102,18 @@ TEST(BiasedLock, ExcludesOthersWhileItsBiasIsRevoked) {
   for (int round = 0; round < 100; ++round) {
     BiasedLock lock;
     lock.lock(), lock.favourHolder(), lock.unlock();
-    std::atomic<int> count{0}, mine{0}, others{0};
-    const auto work = [&](std::atomic<int>& turns) {
+    std::atomic<int> count{0}, others{0};
+    const auto work = [&] {
       const BiasedTenure held(lock);
       const int before = count;
       platform::pauseProcessor();
       count = before + 1;
-      ++turns;
     };
     std::thread other([&] {
-      while (others < 20) work(others);
+      for (; others < 20; ++others) work();
     });
-    while (others < 20) work(mine);
+    int mine = 0;
+    for (; others < 20; ++mine) work();
     other.join();
     ASSERT_EQ(count, mine + others);
   }
