@@ -15,8 +15,8 @@ typedef void* (*MBPullProc)(char** cursor);
 /// Returns:  the length of the whole text, as snprintf does.
 typedef int (*MBPrintProc)(char* dst, const char* format, const void* value);
 
-/// Returns:  the value that `text` spells, in a cell of the type and thread, valid until its next pull or scan; an empty
-///           text spells 0.
+/// Returns:  the value that `text` spells, 0 for an empty one, in a cell of the type and thread, valid until its next
+///           pull or scan.
 /// Raises:   MB_SCAN_MISMATCM.
 typedef void* (*MBScanProc)(const char* text);
 

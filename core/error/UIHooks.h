@@ -18,9 +18,8 @@ KY_API void UIstatClose();
 
 KY_API void UImsg(const char* msg, short soundKind, short flashKind);
 
-/// Returns:  the button chosen. Where no routine shows dialogs, `defbut` on any thread but the main one, which has 0
-/// from
-///           the routine that does nothing; `defbut` everywhere once that routine was taken away.
+/// Returns:  the button chosen. Before any routine is installed, 0 on the main thread and `defbut` on the others; with
+///           a null one installed, `defbut`.
 KY_API short UIdialog(const char* msg, const char* buttons, short defbut, UIicon_t icon, const char* filename,
                       Boolean doCleanup, const char* QAPid);
 
