@@ -90,9 +90,8 @@ KY_API char* TCToStr(timecode_t tc, char* buf, Long bufLen, short flags);
 /// a `;` anywhere makes it drop-frame, and a `:` in a text without `;` makes it non-drop. No field is tested for its
 /// range.
 ///
-/// Returns:  false for an empty text, with count 0 or absent with kTCEmptyForAbsent, and for any strange character,
-/// with
-///           count 0.
+/// Returns:  false for any strange character, with count 0, and for an empty text, with count 0 or, for
+///           kTCEmptyForAbsent, absent.
 KY_API unsigned char TCStrToTC(timecode_t* out, const char* text, short flags, const timecodeDesc_t* desc);
 
 /// Rewrites a text in place as its digits in pairs from the right, after `sign` when that is `+` or `-`: `12345`
