@@ -23,6 +23,12 @@ Long reachable(Int64 length) {
   return static_cast<Long>(length);
 }
 
+/// Has `stream` grow by its own rule, which may be not at all.
+void makeRoomUpTo(Int64 end, const Long& capacity, AStream& stream) {
+  if (end > capacity) stream.SetLength(reachable(end));
+  if (end > capacity) +XError("STRM_EOF");
+}
+
 }  // namespace
 
 // ---- fixed memory
@@ -80,8 +86,7 @@ void AMemStream::store(const void* data, Long length) {
   catchUp();
   const Int64 at = here();
   const Int64 end = at + length;
-  if (end > capacity) SetLength(reachable(end));
-  if (end > capacity) +XError("STRM_EOF");
+  makeRoomUpTo(end, capacity, *this);
   std::memcpy(*buffer + at, data, static_cast<std::size_t>(length));
   eof = static_cast<Long>(std::max<Int64>(eof, end));
   place(end);
@@ -234,8 +239,7 @@ void ADynamicMemStream::store(const void* data, Long length) {
   catchUp();
   const Int64 at = here();
   const Int64 end = at + length;
-  if (end > capacity) SetLength(reachable(end));
-  if (end > capacity) +XError("STRM_EOF");
+  makeRoomUpTo(end, capacity, *this);
   std::memcpy(*buffer + at, data, static_cast<std::size_t>(length));
   reach(end);
   place(end);

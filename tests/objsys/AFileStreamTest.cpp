@@ -153,16 +153,14 @@ TEST_F(FileStream, OwnsItsBufferAndItsFileAsTold) {
 TEST_F(FileStream, WritesOnAfterAFailedWrite) {
   for (const Long buffer : {0, 8, 64, 1000}) {
     Owned<AFileStream> stream;
-    const auto begin = [&] {
-      stream.reset();  // or the file would be open twice
-      stream = open(kFileCreate | kFileReadWrite, buffer);
-    };
+    const auto begin = [&] { stream = open(kFileCreate | kFileReadWrite, buffer); };
     const auto writeOn = [&] {
       for (Long i = stream->GetPosition() / 4; i < 50; ++i) stream->WriteLong("v", i);
       stream->Flush();
     };
     const int met = failEachStep(diskFaults()[1], begin, writeOn, [&](const XError& error) {
       if (error.GetCode()) writeOn();
+      stream.reset();  // the next run is to have the file alone
       const Bytes bytes = onDisk();
       ASSERT_EQ(bytes.size(), 200u);
       for (std::size_t i = 0; i < bytes.size(); ++i) ASSERT_EQ(bytes[i], i % 4 ? 0 : i / 4);

@@ -15,7 +15,6 @@ std::string notes;
 /// Notes what it is told, and keeps the storage of what ends if asked to.
 class NotingMgr : public AUndoMgr {
  public:
-  NotingMgr() = default;
   void ObjectCreating(AUndoable*) override { notes += "creating "; }
   void ObjectChanging(AUndoable*) override { notes += "changing "; }
   Boolean ObjectDestructing(AUndoable* object) override {

@@ -31,13 +31,6 @@ TEST(BufferStream, RefusesWhatItsLimitCannotHold) {
   EXPECT_EQ(stream->GetPosition(), 99);
 }
 
-TEST(BufferStream, IsClearWhereItOnlyStood) {
-  const Owned<BufferStream> stream(new BufferStream(10, 100, true));
-  stream->SetPosition(20);
-  stream->SetLength(20);
-  EXPECT_EQ(contents(stream.get()), Bytes(20, 0));
-}
-
 TEST(ASectionStream, DeliversWhatFitsAndThenRaises) {
   const Owned<AVariMemStream> whole = streamOf({0, 1, 2, 3, 4, 5, 6, 7});
   const Owned<ASectionStream> section(ASectionStream::New(0, nullptr, nullptr, whole.get(), 2, 6, 0));

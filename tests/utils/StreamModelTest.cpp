@@ -62,7 +62,7 @@ class Twin {
     } else if (choice < 6) {
       read();
     } else if (choice == 6) {
-      seek(below(end_ + (kind_.takesWhereItStands ? 1 : 2)));
+      seek(below(!kind_.takesWhereItStands ? end_ + 2 : below(9) ? end_ + 1 : kind_.room));
     } else if (choice == 7) {
       if (kind_.cuts && below(4) == 0) cut();
     } else {
@@ -86,6 +86,7 @@ class Twin {
   void standAt(Long to) {
     at_ = to;
     end_ = std::max(end_, to);
+    store_.resize(std::max(store_.size(), std::size_t(end_)));
     length_ = std::max(length_, to + kind_.takesWhereItStands);
   }
 
@@ -97,14 +98,15 @@ class Twin {
     if (kind_.takesWhereItStands && to >= kind_.room) return;
     Long value = 0;
     if (typed) std::memcpy(&value, bytes.data(), 4);
-    const AllocationFailure shortage(below(4) ? INT_MAX : 1 + below(2));
+    // What takes room where it stands may lack that room alone, with the bytes stored.
+    const AllocationFailure shortage(kind_.takesWhereItStands || below(4) ? INT_MAX : 1 + below(2));
     const std::string code = codeRaisedBy(
         [&] { typed ? stream_->WriteLong("v", value) : stream_->Write(bytes.data(), Long(bytes.size())); });
     ASSERT_EQ(code, shortage.happened() ? "MEM_OUT_OF_MEMORY" : bytes.empty() || to <= kind_.room ? "" : "STRM_EOF");
     if (!code.empty() || bytes.empty()) return;
-    store_.resize(std::max(store_.size(), std::size_t(to)));
-    std::copy(bytes.begin(), bytes.end(), store_.begin() + at_);
+    const Long from = at_;
     standAt(to);
+    std::copy(bytes.begin(), bytes.end(), store_.begin() + from);
   }
 
   void read() {
@@ -125,7 +127,7 @@ class Twin {
 
   void seek(Long to) {
     const std::string code = codeRaisedBy([&] { stream_->SetPosition(to); });
-    ASSERT_EQ(code, to <= end_ ? "" : "STRM_BAD_POSITION");
+    ASSERT_EQ(code, to <= end_ || kind_.takesWhereItStands ? "" : "STRM_BAD_POSITION");
     if (code.empty()) standAt(to);
   }
 
