@@ -63,7 +63,9 @@ class KY_API AFileSystemLocator : public ALocator {
   /// Moves what is named into another folder, or renames it where it is; the locator follows. With `replace` a file
   /// that stands there gives way in the same step, so that the name never stands for nothing.
   ///
-  /// Raises:   DISK_FILE_ALREADY_EXISTS without `replace`.
+  /// Raises:   DISK_FILE_ALREADY_EXISTS without `replace`. What fails as the move is brought to the disk leaves it
+  /// done,
+  ///           for the locator too.
   virtual void Move(ADirLocator* newParent, Boolean replace);
   virtual void Rename(const char* newName, Boolean replace);
   virtual char* GetFullPath(char* buffer, Long size);

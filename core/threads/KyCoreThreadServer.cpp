@@ -130,7 +130,7 @@ void KyCoreThreadServerBase::Shutdown() {}
 
 float KyCoreThreadServerBase::GetPriority(KyCoreThread* thread) {
   const int level = CoreThreadState::of(thread).level.load(std::memory_order_relaxed);
-  return std::ranges::find(kBands, level, &Band::level)->shown;
+  return kBands[std::clamp(level, kBands[0].level, kBands[4].level) - kBands[0].level].shown;
 }
 
 void KyCoreThreadServerBase::SetPriority(KyCoreThread* thread, float priority) {

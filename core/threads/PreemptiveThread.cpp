@@ -298,21 +298,10 @@ void PreemptiveThread::runState() {
 }
 
 const char* PreemptiveThread::GetThreadStateString(PT_state_t state) {
-  switch (state) {
-    case PT_state_idle:
-      return "PT_state_idle";
-    case PT_state_starting:
-      return "PT_state_starting";
-    case PT_state_running:
-      return "PT_state_running";
-    case PT_state_stopping:
-      return "PT_state_stopping";
-    case PT_state_exiting:
-      return "PT_state_exiting";
-    case PT_state_exception:
-      return "PT_state_exception";
-  }
-  return "undefined_state";
+  static constexpr const char* names[] = {"PT_state_idle",     "PT_state_starting", "PT_state_running",
+                                          "PT_state_stopping", "PT_state_exiting",  "PT_state_exception"};
+  const bool isNamed = state >= PT_state_idle && state <= PT_state_exception;
+  return isNamed ? names[state - PT_state_idle] : "undefined_state";
 }
 
 // ---- what a subclass overrides

@@ -109,11 +109,32 @@ enum { kMain, kNonMain };
 constinit UIThreadSafeRoutinesContainer sMainHooks(kMainDefaults);
 constinit UIThreadSafeRoutinesContainer sNonMainHooks(kNonMainDefaults);
 
+using Hooks = UIThreadSafeRoutinesContainer;
+
 template <class Routine>
-Routine refuse(const char* caller) {
-  OsPrintf("WARNING: Attempt to %s for non-main thread!\n", caller);
+Routine refuse(const char* install) {
+  OsPrintf("WARNING: Attempt to %s for non-main thread!\n", install);
   return Routine();
 }
+
+/// A kind of hook: where it is kept, and what a refused install of it is called.
+template <class Routine>
+struct Kind {
+  std::atomic<Routine> Hooks::*hook;
+  Routine Defaults::*byDefault;
+  const char* install;
+
+  Routine exchange(Hooks* hooks, Routine with) const {
+    return hooks ? (hooks->*hook).exchange(with) : refuse<Routine>(install);
+  }
+  Routine restore(Hooks* hooks) const { return exchange(hooks, hooks->defaults.*byDefault); }
+  Routine of(const Hooks* hooks) const { return hooks->*hook; }
+};
+
+constexpr Kind<UImsgProc> kMessage = {&Hooks::message, &Defaults::message, "InstallUImsg"};
+constexpr Kind<UIdialogProc> kDialog = {&Hooks::dialog, &Defaults::dialog, "InstallUIdialog"};
+constexpr Kind<DbgPrintfProc> kPrint = {&Hooks::print, &Defaults::print, "dbgInstallPrintf"};
+constexpr Kind<FtlProc> kFatal = {&Hooks::fatal, &Defaults::fatal, "FtlInstall"};
 
 FtlProc noneIfNull(FtlProc handler) { return handler == NullRoutines::NullFatalErrHandler ? nullptr : handler; }
 
@@ -134,68 +155,40 @@ UIThreadSafeRoutinesContainer* UIThreadSafeInstalls::GetMainContainer() {
 UIThreadSafeRoutinesContainer* UIThreadSafeInstalls::GetNonMainContainer() { return cContainerArray[kNonMain]; }
 
 UImsgProc UIThreadSafeInstalls::InstallUImsg(UImsgProc routine) {
-  auto* const hooks = GetMainContainer();
-  return hooks ? hooks->message.exchange(routine) : refuse<UImsgProc>("InstallUImsg");
+  return kMessage.exchange(GetMainContainer(), routine);
 }
-
 UImsgProc UIThreadSafeInstalls::InstallNonMainUImsg(UImsgProc routine) {
-  return GetNonMainContainer()->message.exchange(routine);
+  return kMessage.exchange(GetNonMainContainer(), routine);
 }
-
-UImsgProc UIThreadSafeInstalls::InstallDefaultUImsg() {
-  auto* const hooks = GetCallContainer();
-  return hooks->message.exchange(hooks->defaults.message);
-}
-
-UImsgProc UIThreadSafeInstalls::GetUImsg() { return GetCallContainer()->message; }
+UImsgProc UIThreadSafeInstalls::InstallDefaultUImsg() { return kMessage.restore(GetCallContainer()); }
+UImsgProc UIThreadSafeInstalls::GetUImsg() { return kMessage.of(GetCallContainer()); }
 
 UIdialogProc UIThreadSafeInstalls::InstallUIdialog(UIdialogProc routine) {
-  auto* const hooks = GetMainContainer();
-  return hooks ? hooks->dialog.exchange(routine) : refuse<UIdialogProc>("InstallUIdialog");
+  return kDialog.exchange(GetMainContainer(), routine);
 }
-
 UIdialogProc UIThreadSafeInstalls::InstallNonMainUIdialog(UIdialogProc routine) {
-  return GetNonMainContainer()->dialog.exchange(routine);
+  return kDialog.exchange(GetNonMainContainer(), routine);
 }
-
-UIdialogProc UIThreadSafeInstalls::InstallDefaultUIdialog() {
-  auto* const hooks = GetCallContainer();
-  return hooks->dialog.exchange(hooks->defaults.dialog);
-}
-
-UIdialogProc UIThreadSafeInstalls::GetUIdialog() { return GetCallContainer()->dialog; }
+UIdialogProc UIThreadSafeInstalls::InstallDefaultUIdialog() { return kDialog.restore(GetCallContainer()); }
+UIdialogProc UIThreadSafeInstalls::GetUIdialog() { return kDialog.of(GetCallContainer()); }
 
 DbgPrintfProc UIThreadSafeInstalls::dbgInstallPrintf(DbgPrintfProc routine) {
-  auto* const hooks = GetMainContainer();
-  return hooks ? hooks->print.exchange(routine) : refuse<DbgPrintfProc>("dbgInstallPrintf");
+  return kPrint.exchange(GetMainContainer(), routine);
 }
-
 DbgPrintfProc UIThreadSafeInstalls::InstallNonMainPrintf(DbgPrintfProc routine) {
-  return GetNonMainContainer()->print.exchange(routine);
+  return kPrint.exchange(GetNonMainContainer(), routine);
 }
-
-DbgPrintfProc UIThreadSafeInstalls::InstallDefaultPrintf() {
-  auto* const hooks = GetCallContainer();
-  return hooks->print.exchange(hooks->defaults.print);
-}
-
-DbgPrintfProc UIThreadSafeInstalls::dbgGetPrintf() { return GetCallContainer()->print; }
+DbgPrintfProc UIThreadSafeInstalls::InstallDefaultPrintf() { return kPrint.restore(GetCallContainer()); }
+DbgPrintfProc UIThreadSafeInstalls::dbgGetPrintf() { return kPrint.of(GetCallContainer()); }
 
 FtlProc UIThreadSafeInstalls::FtlInstall(FtlProc handler) {
-  auto* const hooks = GetMainContainer();
-  return hooks ? noneIfNull(hooks->fatal.exchange(handler)) : refuse<FtlProc>("FtlInstall");
+  return noneIfNull(kFatal.exchange(GetMainContainer(), handler));
 }
-
 FtlProc UIThreadSafeInstalls::InstallNonMainFtl(FtlProc handler) {
-  return GetNonMainContainer()->fatal.exchange(handler);
+  return kFatal.exchange(GetNonMainContainer(), handler);
 }
-
-FtlProc UIThreadSafeInstalls::InstallDefaultFtl() {
-  auto* const hooks = GetCallContainer();
-  return noneIfNull(hooks->fatal.exchange(hooks->defaults.fatal));
-}
-
-FtlProc UIThreadSafeInstalls::GetFtlProc() { return GetCallContainer()->fatal; }
+FtlProc UIThreadSafeInstalls::InstallDefaultFtl() { return noneIfNull(kFatal.restore(GetCallContainer())); }
+FtlProc UIThreadSafeInstalls::GetFtlProc() { return kFatal.of(GetCallContainer()); }
 
 UIrtns UIThreadSafeInstalls::InstallUIrtns(const UIrtns& routines) {
   auto* const hooks = GetMainContainer();
