@@ -40,6 +40,9 @@ class Lines {
   const char* const begin;
 };
 
+/// By the mark at its head.
+bool isUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"); }
+
 enum class Mode { kNone, kNonDrop, kDrop };
 
 /// DROP or NON-DROP, with or without FRAME, hyphens and blanks as they come.
@@ -98,6 +101,8 @@ class Reader {
     while (lines.next()) {
       expectLength(lines.line.size());
       support::showStep("Reading the edit list", lines.number, lines.passed(), size);
+      if (lines.number == 1 && isUtf16(lines.line))
+        refuse("this text is in UTF-16; one in ASCII, UTF-8 or another code of single bytes was expected");
       const std::string line = edlLine(lines.line);
       if (!line.empty()) take(line);
     }

@@ -151,6 +151,7 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
     unsigned short fps;
     const char* want;
   } cases[] = {
+      {"\xFF\xFEx", 0, "1: this text is in UTF-16; one in ASCII, UTF-8 or another code of single bytes was expected"},
       {"", 0, "1: the list ends here without an event; at least one event line was expected"},
       {"001 AX V C 24:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00\n", 60,
        "1: the timecode \"24:00:00:00\" does not exist at 60 frames per second: hours from 00 to 23 were expected"},
