@@ -91,6 +91,34 @@ void conditionVariables(benchmark::State& state) {
   countHandovers(state, 2 * kBatch);
 }
 
+/// What a hand-over costs at the least: one word goes to the other core and back, and nothing else is done.
+void bareWord(benchmark::State& state) {
+  constexpr int kStop = -1;
+  alignas(64) std::atomic<int> turn{0};
+  const auto await = [&](int who) {
+    while (turn.load(std::memory_order_acquire) != who) {
+      if (turn.load(std::memory_order_relaxed) == kStop) return false;
+      __builtin_ia32_pause();
+    }
+    return true;
+  };
+  std::thread other([&] {
+    pin(1);
+    while (await(1)) turn.store(0, std::memory_order_release);
+  });
+  pin(0);
+  for (auto _ : state) {
+    for (int i = 0; i < kBatch; ++i) {
+      turn.store(1, std::memory_order_release);
+      await(0);
+    }
+  }
+  turn.store(kStop, std::memory_order_release);
+  other.join();
+  pin(-1);
+  countHandovers(state, 2 * kBatch);
+}
+
 void directedYield(benchmark::State& state) {
   KyCoreThreadServer* const server = GetCoreThreadServer();
   KyCoreThread* const self = server->GetRunningThread();
@@ -169,6 +197,7 @@ void recursiveMutexAlone(benchmark::State& state) {
 }
 
 BENCHMARK(conditionVariables)->Arg(oneCore)->Arg(twoCores)->UseRealTime();
+BENCHMARK(bareWord)->UseRealTime();
 BENCHMARK(directedYield)->Arg(oneCore)->Arg(twoCores)->UseRealTime();
 BENCHMARK(fairAmongEight)->UseRealTime();
 BENCHMARK(yieldToNobody);

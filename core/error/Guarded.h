@@ -6,6 +6,7 @@
 #include <cxxabi.h>
 
 #include <exception>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -41,6 +42,30 @@ template <class OnError>
   }
 }
 
+/// Room for an error that most regions never see, so that those make and end none.
+class LateError {
+ public:
+  LateError() {}
+  ~LateError() {}
+  LateError(const LateError&) = delete;
+  LateError& operator=(const LateError&) = delete;
+
+  template <class From>
+  void make(From&& from) {
+    std::construct_at(&error, std::forward<From>(from));
+  }
+
+  /// Ends the error that was made.
+  struct Ended {
+    LateError& late;
+    ~Ended() { std::destroy_at(&late.error); }
+  };
+
+  union {
+    XError error;
+  };
+};
+
 /// Runs `body`; should it raise anything, runs `onError(caught)` with that as the thread's current error.
 ///
 /// `onError` may take no argument. What it raises travels on; when it returns, the region is left as if nothing had
@@ -48,21 +73,22 @@ template <class OnError>
 // A cancellation carries no object, so its catch clause binds a null reference, which is not to be reported.
 template <class Body, class OnError>
 __attribute__((no_sanitize("null"), no_sanitize("alignment"))) inline void guarded(Body&& body, OnError&& onError) {
-  XError caught;
+  LateError caught;
   try {
     callBody(body);
     return;
   } catch (const XError& error) {
-    caught = error;
+    caught.make(error);
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const std::exception& exception) {
-    caught = foreignError(exception);
+    caught.make(foreignError(exception));
   } catch (...) {
-    caught = seriousError();
+    caught.make(seriousError());
   }
-  const StSetCurrentException current(&caught);
-  callHandler(onError, caught);
+  const LateError::Ended ended{caught};
+  const StSetCurrentException current(&caught.error);
+  callHandler(onError, caught.error);
 }
 
 /// Cleans up after an error and passes it on.
