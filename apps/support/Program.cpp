@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 
 #include "apps/support/Progress.h"
 #include "core/error/CurrentError.h"
@@ -14,6 +13,7 @@
 #include "core/error/XError.h"
 #include "core/filesys/Paths.h"
 #include "core/os/HostStart.h"
+#include "platform/Folders.h"
 #include "platform/Host.h"
 
 namespace support {
@@ -92,9 +92,9 @@ const char* codeAt(const XError& error, int level) {
 const char* messageAt(const XError& error, int level) {
   const char* const code = codeAt(error, level);
   char file[ky::kPathSize];
-  std::error_code unknown;
+  ky::platform::EntryFacts facts;
   if (std::strcmp(code, "DISK_ACCESS_DENIED") == 0 && error.GetParmAsString(file, sizeof file, level, "filename") &&
-      std::filesystem::is_directory(file, unknown))
+      ky::platform::entryFacts(file, &facts) == 0 && facts.isFolder)
     return "\"<filename>\" is a folder; a file was expected";
   return messageFor(code);
 }
@@ -129,10 +129,12 @@ std::string wordsOfNoCommand(const CLI::App& app, const std::vector<std::string>
 
 /// The parser's own words, but where they count what was typed in place of naming it.
 std::string wordsOfMisuse(const CLI::App& app, const CLI::ParseError& wrong) {
-  const std::vector<std::string> typed = app.remaining(true);
+  std::vector<std::string> typed = app.remaining(true);
+  std::erase(typed, "--");  // ends the options, wherever it stands
   if (app.get_subcommands().empty()) return wordsOfNoCommand(app, typed);
   const std::string text = wrong.what();
-  if (dynamic_cast<const CLI::ExtrasError*>(&wrong)) return '"' + typed.front() + "\" was not expected";
+  if (dynamic_cast<const CLI::ExtrasError*>(&wrong))
+    return '"' + (typed.empty() ? "--" : typed.front()) + "\" was not expected";
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&wrong))
     return text.substr(0, text.find(':')) + ": one value was expected";
   return text;

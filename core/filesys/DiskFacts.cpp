@@ -17,13 +17,6 @@
 using namespace ky;
 using namespace ky::platform;
 
-namespace {
-
-constexpr int kLockTries = 120;
-constexpr Int64 kLockPause = 1000;
-
-}  // namespace
-
 char* KYGetFileName(fileRec_t** fileHdl, char* buffer, Long size) {
   if (size > 0) *buffer = 0;
   if (opened(fileHdl)) strncpyz(buffer, partsOf((*fileHdl)->path).name.data(), size);
@@ -93,6 +86,9 @@ void KYGetEfficientWriteSize(fileRec_t** fileHdl, Long* min, Long* max, Long* st
 // ---- locks
 
 namespace {
+
+constexpr int kLockTries = 120;
+constexpr Int64 kLockPause = 1000;
 
 struct LockWords {
   LockWords(const char* format, int error, const char* path) {

@@ -209,8 +209,9 @@ Boolean AVolumeSpace(OSVolID volume, VolSpaceInfo_t* space) {
   *space = VolSpaceInfo_t();
   VolInfo_t info;
   UInt64 total = 0, free = 0;
+  if (!GetFileSysInfo(volume, &info)) return 0;
   const Blocking frame;
-  if (!GetFileSysInfo(volume, &info) || platform::volumeSpace(info.root, &total, &free) != 0) return 0;
+  if (platform::volumeSpace(info.root, &total, &free) != 0) return 0;
   constexpr UInt64 kUnit = 1024;
   *space = {static_cast<ULong>(total / kUnit), static_cast<ULong>(total % kUnit), static_cast<ULong>(free / kUnit),
             static_cast<ULong>(free % kUnit)};

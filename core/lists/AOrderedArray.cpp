@@ -84,9 +84,10 @@ AOrderedArray* AOrderedArray::New(Long elementSize, typechoice type) {
 void AOrderedArray::IOrderedArray(Long size, typechoice type) {
   const KeyCompare compare = comparisonFor(type);
   if (!compare) +XError("BAD_TYPE_IN_ORDERED_ARRAY", 0);
+  OwnedHandle scratch = OwnedHandle::ofSize(size);
   IArray(size);
   SetBlockSize(kManySmallKeys);
-  OwnedHandle before(std::exchange(hScratch, KyNewHandle(size)));
+  OwnedHandle before(std::exchange(hScratch, scratch.release()));
   fCompare = compare;
 }
 

@@ -21,9 +21,9 @@ constexpr Int64 kMost = 0x3FFFFFFF;
 constexpr bool sumFits(Int64 n) { return n >= -kMost - 1 && n <= kMost; }
 constexpr bool productFits(Int64 n) { return n >= -kMost && n <= kMost; }
 
-/// Not reduced. Returns:  whether nothing left the range.
+/// The sum, not reduced. Which denominators are equal nobody can foresee, so that case has no branch.
 ///
-/// Which denominators are equal nobody can foresee, so that case has no branch.
+/// Returns:  whether nothing left the range.
 constexpr bool sum(const Parts& a, const Parts& b, Parts& out) {
   const bool same = a.den == b.den;
   const Int64 byB = same ? 1 : b.den;
@@ -33,7 +33,9 @@ constexpr bool sum(const Parts& a, const Parts& b, Parts& out) {
   return sumFits(out.num) && (same || (productFits(x) && productFits(y) && productFits(out.den)));
 }
 
-/// Not reduced. Returns:  whether nothing left the range.
+/// The product, not reduced.
+///
+/// Returns:  whether nothing left the range.
 constexpr bool product(const Parts& a, const Parts& b, Parts& out) {
   out = {a.num * b.num, a.den * b.den};
   return productFits(out.num) && productFits(out.den);

@@ -177,7 +177,7 @@ APortable* ky::newOfOtherClass(Long classID, Long size) {
   if (!entry) return makeUnknown(classID, size);
   if (!entry->makesOrdinary) {
     APortable* const object = make(*entry, size);
-    entry->makesOrdinary = !isUnknown(object);
+    entry->makesOrdinary = object && !isUnknown(object);
     return object;
   }
   classRun = {classID, entry->factory};

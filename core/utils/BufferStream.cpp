@@ -96,8 +96,15 @@ void BufferStream::place(Int64 at) {
              std::min(_dynamicBuffer.Size(), maxLength) - 1);
 }
 
+/// The length counts the byte that the stream stands on.
+void BufferStream::lengthenOver(Long position) {
+  if (position < GetLength()) return;
+  if (position >= maxLength) +XError("STRM_INCORRECT_LENGTH");
+  SetLength(position + 1);
+}
+
 void BufferStream::standAt(Long position) {
-  if (position >= GetLength()) SetLength(position + 1);
+  lengthenOver(position);
   highWater = std::max(highWater, position);
   place(position);
 }
@@ -142,7 +149,7 @@ void BufferStream::SetLength(Long newlen) {
 }
 
 void BufferStream::SetPosition(Long position) {
-  if (position >= GetLength()) SetLength(position + 1);
+  lengthenOver(position);
   AStream::SetPosition(position);
   standAt(position);
 }

@@ -66,6 +66,7 @@ class KY_API BufferStream : public AStream {
  private:
   void catchUp();
   void place(Int64 at);
+  void lengthenOver(Long position);
   void standAt(Long position);
 
   DynamicBuffer _dynamicBuffer;

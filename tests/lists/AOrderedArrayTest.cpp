@@ -42,6 +42,8 @@ TEST(AOrderedArray, OrdersByTheTypeOfItsKeys) {
 
   const Owned<AOrderedArray> array(AOrderedArray::New(1, typeAddr));
   EXPECT_EQ(codeRaisedBy([&] { array->IOrderedArray(8, typechoice(7)); }), "BAD_TYPE_IN_ORDERED_ARRAY");
+  const AllocationFailure second(2);
+  EXPECT_EQ(codeRaisedBy([&] { array->IOrderedArray(8, typeAddr); }), "MEM_OUT_OF_MEMORY");
   EXPECT_EQ(ArrayAccess::elementSize(*array), 1) << "the array stays as it was";
 }
 

@@ -126,7 +126,7 @@ TEST_F(ReelProgram, FailuresAndWrongUsageAreWorded) {
       {2, "import a.edl ''", "OUT.kyb: a file name was expected, not \"\"\n"},
       {2, "import a.edl a.kyb --fps", "--fps: one value was expected\n"},
       {2, "import a.edl a.kyb --fps 29.97", "--fps: one of 24, 25, 30, 48, 50, 60 was expected, not \"29.97\"\n"},
-      {2, "list a.kyb b.kyb", "\"b.kyb\" was not expected\n"}};
+      {2, "list -- a.kyb b.kyb", "\"b.kyb\" was not expected\n"}};
   for (const auto& c : cases) {
     const Ran ran = run(c.arguments);
     EXPECT_EQ(ran.status, c.status) << c.arguments;

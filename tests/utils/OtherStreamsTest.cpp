@@ -29,6 +29,8 @@ TEST(BufferStream, RefusesWhatItsLimitCannotHold) {
   EXPECT_EQ(codeRaisedBy([&] { stream->WriteChar("v", 1); }), "STRM_INCORRECT_LENGTH");
   EXPECT_EQ(codeRaisedBy([&] { stream->SetPosition(100); }), "STRM_INCORRECT_LENGTH");
   EXPECT_EQ(stream->GetPosition(), 99);
+  const Owned<BufferStream> largest(new BufferStream(10, INT_MAX, false));
+  EXPECT_EQ(codeRaisedBy([&] { largest->SetPosition(INT_MAX); }), "STRM_INCORRECT_LENGTH");
 }
 
 TEST(ASectionStream, DeliversWhatFitsAndThenRaises) {
