@@ -46,7 +46,7 @@ constinit std::array<Latency, lastVolume + 2> latencies;
 Latency* latencyOf(const OSVolID& volume) {
   Long number = -1;
   volume.Get(&number);
-  return number < -1 || number > lastVolume ? nullptr : &latencies[static_cast<std::size_t>(number + 1)];
+  return number < -1 || number > lastVolume ? nullptr : &latencies[static_cast<std::size_t>(number) + 1];
 }
 
 }  // namespace

@@ -208,7 +208,8 @@ inline void writeCount(Long frames, const timecodeDesc_t& desc, bool drop, char*
   if (!(flags & (kTCBlankZeros | kTCTrimZeros))) return;
   const Long blanks = blankZeros(digits);
   if (flags & kTCTrimZeros) {
-    std::memmove(digits, digits + blanks, static_cast<std::size_t>(kTextLength - blanks + 1));
+    const Long kept = kTextLength - blanks + 1;
+    std::memmove(digits, digits + blanks, static_cast<std::size_t>(kept));
   } else if (sign && blanks > 0) {
     buf[0] = ' ';
     digits[blanks - 1] = sign;
