@@ -34,7 +34,10 @@ struct alignas(64) TurnLock::Place {
 bool TurnLock::comesSoon(Who who, Patience patience) const {
   for (int look = 0; look < patience.looks; ++look) {
     for (int i = look == 0 ? kPausesAtFirst : kPausesBetween; i > 0; --i) platform::pauseProcessor();
-    if (heldBy() == who) return true;
+    if (heldBy() == who) {
+      __builtin_prefetch(this, 1);  // soon to be written to, when the turn goes on
+      return true;
+    }
   }
   for (int i = 0; i < patience.yields; ++i) {
     platform::yieldProcessor();
