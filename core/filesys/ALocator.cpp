@@ -36,10 +36,6 @@ void ky::setDefaultManufacturers(AFileLocatorManufacturer* newFiles, ADirLocator
 
 // ---- ALocator
 
-Boolean ALocator::IsInstanceOf(const char* name) {
-  return std::strcmp(name, portableName) == 0 || AUndoable::IsInstanceOf(name);
-}
-
 ULong ALocator::GetClassID() const {
   const_cast<ALocator*>(this)->SubclassResponsibility();
   return portableID;
@@ -63,10 +59,6 @@ Loc_t ALocator::GetLocatorType() {
 }
 
 // ---- AFileSystemLocator
-
-Boolean AFileSystemLocator::IsInstanceOf(const char* name) {
-  return std::strcmp(name, portableName) == 0 || ALocator::IsInstanceOf(name);
-}
 
 void AFileSystemLocator::Create(ULong) { SubclassResponsibility(); }
 
@@ -123,10 +115,6 @@ AFileLocator* AFileLocator::New() { return files->New(); }
 
 void AFileLocator::SetManufacturer(AFileLocatorManufacturer* manufacturer) {
   files = manufacturer ? manufacturer : defaultFiles;
-}
-
-Boolean AFileLocator::IsInstanceOf(const char* name) {
-  return std::strcmp(name, portableName) == 0 || AFileSystemLocator::IsInstanceOf(name);
 }
 
 Loc_t AFileLocator::GetLocatorType() { return LOC_FILE; }
@@ -189,10 +177,6 @@ ADirLocator* ADirLocator::New() { return folders->New(); }
 
 void ADirLocator::SetManufacturer(ADirLocatorManufacturer* manufacturer) {
   folders = manufacturer ? manufacturer : defaultFolders;
-}
-
-Boolean ADirLocator::IsInstanceOf(const char* name) {
-  return std::strcmp(name, portableName) == 0 || AFileSystemLocator::IsInstanceOf(name);
 }
 
 Loc_t ADirLocator::GetLocatorType() { return LOC_DIRECTORY; }

@@ -19,12 +19,12 @@ enum Loc_t { LOC_NONE = 0, LOC_FILE = 1, LOC_DIRECTORY = 2 };
 
 /// A name of something. What a class of this tree leaves open is fatal to call on it.
 class KY_API ALocator : public AUndoable {
+  KY_CLASS(ALocator, AUndoable)
+
  public:
   static constexpr Char4 portableID = 0;
   static constexpr const char* portableName = "ALocator";
 
-  const char* ClassName() override { return portableName; }
-  Boolean IsInstanceOf(const char* name) override;
   ULong GetClassID() const override;
 
   // Virtual operations behind AUndoable's, in slot order.
@@ -47,11 +47,10 @@ class KY_API ALocator : public AUndoable {
 /// Raises:   what the system says of the place, as xraiseWinFileError does; DISK_INVALID_FILENAME_SYNTAX for a name
 ///           that no file may be given.
 class KY_API AFileSystemLocator : public ALocator {
+  KY_CLASS(AFileSystemLocator, ALocator)
+
  public:
   static constexpr const char* portableName = "AFileSystemLocator";
-
-  const char* ClassName() override { return portableName; }
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations behind ALocator's, in slot order.
   virtual void Create(ULong perms);
@@ -63,9 +62,8 @@ class KY_API AFileSystemLocator : public ALocator {
   /// Moves what is named into another folder, or renames it where it is; the locator follows. With `replace` a file
   /// that stands there gives way in the same step, so that the name never stands for nothing.
   ///
-  /// Raises:   DISK_FILE_ALREADY_EXISTS without `replace`. What fails as the move is brought to the disk leaves it
-  /// done,
-  ///           for the locator too.
+  /// Raises:   DISK_FILE_ALREADY_EXISTS without `replace`. What fails on the way to the disk leaves the move done, for
+  ///           the locator too.
   virtual void Move(ADirLocator* newParent, Boolean replace);
   virtual void Rename(const char* newName, Boolean replace);
   virtual char* GetFullPath(char* buffer, Long size);
@@ -88,6 +86,8 @@ class AFileLocatorManufacturer;
 class ADirLocatorManufacturer;
 
 class KY_API AFileLocator : public AFileSystemLocator {
+  KY_CLASS(AFileLocator, AFileSystemLocator)
+
  public:
   static constexpr const char* portableName = "AFileLocator";
 
@@ -98,8 +98,6 @@ class KY_API AFileLocator : public AFileSystemLocator {
   /// Borrows:  `manufacturer` until another is set.
   static void SetManufacturer(AFileLocatorManufacturer* manufacturer);
 
-  const char* ClassName() override { return portableName; }
-  Boolean IsInstanceOf(const char* name) override;
   Loc_t GetLocatorType() override;
   /// Makes the file, or empties it.
   void Create(ULong perms) override;
@@ -141,6 +139,8 @@ class KY_API AFileLocator : public AFileSystemLocator {
 };
 
 class KY_API ADirLocator : public AFileSystemLocator {
+  KY_CLASS(ADirLocator, AFileSystemLocator)
+
  public:
   static constexpr const char* portableName = "ADirLocator";
 
@@ -148,8 +148,6 @@ class KY_API ADirLocator : public AFileSystemLocator {
   static ADirLocator* New();
   static void SetManufacturer(ADirLocatorManufacturer* manufacturer);
 
-  const char* ClassName() override { return portableName; }
-  Boolean IsInstanceOf(const char* name) override;
   Loc_t GetLocatorType() override;
 
   // Virtual operations behind AFileSystemLocator's, in slot order.

@@ -32,12 +32,6 @@ Long saturated(Int64 value) { return static_cast<Long>(std::min<Int64>(value, IN
 
 }  // namespace
 
-const char* ACollection::ClassName() { return "ACollection"; }
-
-Boolean ACollection::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ACollection") == 0 || AObject::IsInstanceOf(name);
-}
-
 Boolean ACollection::IsEmpty() { return numItems == 0; }
 
 AArray* AArray::New(Long elementSize) {
@@ -82,12 +76,6 @@ AObject* AArray::Copy() {
   // Until it has its own elements the copy owns nothing but its block, so no destructor may see it.
   guardedReraise([&] { KyHandToHand(&copy->hItems); }, [&] { KyDispose(copy); });
   return copy;
-}
-
-const char* AArray::ClassName() { return "AArray"; }
-
-Boolean AArray::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AArray") == 0 || ACollection::IsInstanceOf(name);
 }
 
 void AArray::DebugCheck() {

@@ -9,10 +9,9 @@
 
 /// What all collections share: a count of items.
 class KY_API ACollection : public AObject {
- public:
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
+  KY_CLASS(ACollection, AObject)
 
+ public:
   // Virtual operations added, in slot order.
   virtual Boolean IsEmpty();
 
@@ -34,6 +33,8 @@ struct ArrayAccess;
 ///           when the array is full, serves as the temporary cell.
 /// Raises:   MEM_OUT_OF_MEMORY by whatever grows the array, with the array as it was.
 class KY_API AArray : public ACollection {
+  KY_CLASS(AArray, ACollection)
+
  public:
   static AArray* New(Long elementSize);
   static AArray* NewWithSlotAndBlock(Long elementSize, Long slots, short block);
@@ -44,8 +45,6 @@ class KY_API AArray : public ACollection {
 
   void Dispose() override;
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   void DebugCheck() override;
 
   // Virtual operations added, in slot order.

@@ -35,12 +35,6 @@ void AArray2::Dispose() {
   errors.takeLast([this] { AArray::Dispose(); });
 }
 
-const char* AArray2::ClassName() { return "AArray2"; }
-
-Boolean AArray2::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AArray2") == 0 || AArray::IsInstanceOf(name);
-}
-
 Long AArray2::callElement(ElementFn fn, void* context, Long place, Boolean modify) {
   return fElemProc(fn, context, hItems, place * elementSize, modify);
 }

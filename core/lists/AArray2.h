@@ -43,14 +43,14 @@ extern template KY_API Long elementProc<void*>(ElementFn, void*, char**, Long, B
 /// An array with an element procedure and walks. A walk sees what its own callback appends, and goes on safely when the
 /// callback deletes.
 class KY_API AArray2 : public AArray {
+  KY_CLASS(AArray2, AArray)
+
  public:
   static AArray2* New(ky::ElementProc elemProc);
   /// Requires: "elemProc != NULL".
   void IArray2(ky::ElementProc elemProc);
 
   void Dispose() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   /// Applies the dispose function to the element first.
   void DeleteItem(Long index) override;
 

@@ -30,10 +30,6 @@ AAssociation::~AAssociation() {
   if (iBlock) KyDisposePtr(iBlock);
 }
 
-Boolean AAssociation::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AAssociation") == 0 || AObject::IsInstanceOf(name);
-}
-
 AObject* AAssociation::Copy() {
   Owned<AAssociation> copy(static_cast<AAssociation*>(AObject::Copy()));
   copy->iBlock = nullptr;

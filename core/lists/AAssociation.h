@@ -6,14 +6,14 @@
 
 /// Keeps a copy of how the alias is tied and, when there are data with it, of their bytes.
 class KY_API AAssociation : public AObject {
+  KY_CLASS(AAssociation, AObject)
+
  public:
   /// Raises:   MEM_OUT_OF_MEMORY, with an association that stood already as it was.
   static AAssociation* New(Long key, const aliasSpec_struct& spec);
   void IAssociation(Long key, const aliasSpec_struct& spec);
 
   AObject* Copy() override;
-  const char* ClassName() override { return "AAssociation"; }
-  Boolean IsInstanceOf(const char* name) override;
 
   /// `spec.data` stays valid as long as the association, if it has bytes; otherwise it is what was given.
   void GetAlias(Long& key, aliasSpec_struct& spec) const;

@@ -27,12 +27,6 @@ AObject* ACluster::Copy() {
   return copy;
 }
 
-const char* ACluster::ClassName() { return "ACluster"; }
-
-Boolean ACluster::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ACluster") == 0 || AArray::IsInstanceOf(name);
-}
-
 void ACluster::DebugCheck() {
   AArray::DebugCheck();
   check(hWalked == hItems, "hWalked == hItems");

@@ -6,13 +6,13 @@
 /// Objects in the order of their adding, found by address. The objects belong to whoever put them in, until
 /// DisposeItems().
 class KY_API ACluster : public AArray {
+  KY_CLASS(ACluster, AArray)
+
  public:
   static ACluster* New();
   void ICluster();
 
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   void DebugCheck() override;
   /// Gives the object alone: GetPtrItem().
   void GetItem(void* out, Long index) override;

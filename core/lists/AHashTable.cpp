@@ -93,10 +93,6 @@ AHashTable::~AHashTable() {
   if (scratchItem) KyDisposePtr(scratchItem);
 }
 
-Boolean AHashTable::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AHashTable") == 0 || ACollection::IsInstanceOf(name);
-}
-
 AObject* AHashTable::Copy() {
   Owned<AHashTable> copy(static_cast<AHashTable*>(ACollection::Copy()));
   copy->hTable = nullptr;

@@ -46,6 +46,8 @@ inline void* asKey(LongPtr number) { return reinterpret_cast<void*>(number); }
 /// Invariant: every element is either used and on exactly one chain, or on the free list.
 /// Threads:   one user at a time.
 class KY_API AHashTable : public ACollection {
+  KY_CLASS(AHashTable, ACollection)
+
  public:
   /// Returns:  a number from 0 to `size` - 1.
   typedef Long (*HashFunc)(void* const key, Long size);
@@ -66,8 +68,6 @@ class KY_API AHashTable : public ACollection {
                   HTDuplicateFlag duplicates);
 
   AObject* Copy() override;
-  const char* ClassName() override { return "AHashTable"; }
-  Boolean IsInstanceOf(const char* name) override;
   void Dump(KyPrint print, int indent) override;
   /// Raises:   HTABLE_CORRUPT when a size, an index or a count is wrong.
   void DebugCheck() override;

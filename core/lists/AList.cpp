@@ -15,12 +15,6 @@ AList* AList::New() {
 
 void AList::IList() { ICluster(); }
 
-const char* AList::ClassName() { return "AList"; }
-
-Boolean AList::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AList") == 0 || ACluster::IsInstanceOf(name);
-}
-
 void AList::Append(AObject* object) { Add(object); }
 
 void AList::Prepend(AObject* object) { InsertAt(object, indexBase); }

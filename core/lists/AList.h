@@ -5,12 +5,11 @@
 
 /// A cluster with an order that its callers choose. An absent object is no error to any of these.
 class KY_API AList : public ACluster {
+  KY_CLASS(AList, ACluster)
+
  public:
   static AList* New();
   void IList();
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations added, in slot order.
   virtual void Append(AObject* object);

@@ -112,12 +112,6 @@ AObject* AOrderedArray::Copy() {
   return copy;
 }
 
-const char* AOrderedArray::ClassName() { return "AOrderedArray"; }
-
-Boolean AOrderedArray::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AOrderedArray") == 0 || AArray::IsInstanceOf(name);
-}
-
 Long AOrderedArray::compareWith(const void* item, Long index) {
   Retrieve(*hScratch, index);
   return fCompare(reinterpret_cast<LongPtr>(item), *hScratch);

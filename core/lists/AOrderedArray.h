@@ -31,6 +31,8 @@ using KeyCompare = Long (*)(LongPtr key, void* element);
 }  // namespace ky
 
 class KY_API AOrderedArray : public AArray {
+  KY_CLASS(AOrderedArray, AArray)
+
  public:
   static AOrderedArray* New(Long elementSize, typechoice type);
   /// Raises:   BAD_TYPE_IN_ORDERED_ARRAY.
@@ -38,8 +40,6 @@ class KY_API AOrderedArray : public AArray {
 
   void Dispose() override;
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   /// Inserts after a look at the neighbours: the element at `index - 1` must be below `item` and the one at
   /// `index + 1`, not the one at `index`, above it.

@@ -33,10 +33,6 @@ ASimpleList* ASimpleList::New(int entries, int itemSize) {
 
 ASimpleList::~ASimpleList() { const OwnedHandle ended(hEntries); }
 
-Boolean ASimpleList::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ASimpleList") == 0 || AObject::IsInstanceOf(name);
-}
-
 AObject* ASimpleList::Copy() {
   Owned<ASimpleList> copy(static_cast<ASimpleList*>(AObject::Copy()));
   copy->hEntries = nullptr;

@@ -7,14 +7,14 @@
 ///
 /// Threads:   one user at a time.
 class KY_API ASimpleList : public AObject {
+  KY_CLASS(ASimpleList, AObject)
+
  public:
   /// Requires: "entries >= 0", "itemSize >= 0"; null if the failed check returned.
   /// Raises:   MEM_OUT_OF_MEMORY.
   static ASimpleList* New(int entries, int itemSize);
 
   AObject* Copy() override;
-  const char* ClassName() override { return "ASimpleList"; }
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations, in slot order.
 

@@ -45,12 +45,6 @@ void ASortedArray::ISortedArray(ElementProc elemProc, OrderFn compare, void* com
   lookupContext = forLookup;
 }
 
-const char* ASortedArray::ClassName() { return "ASortedArray"; }
-
-Boolean ASortedArray::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "ASortedArray") == 0 || AArray2::IsInstanceOf(name);
-}
-
 void ASortedArray::DebugCheck() {
   AArray2::DebugCheck();
   if (!sorted) return;

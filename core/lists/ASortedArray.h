@@ -20,6 +20,8 @@ KY_API Long BinSearchArray(Boolean* found, Long first, const void* firstPtr, Lon
 
 /// An array that is marked sorted at the start and stays so, unless a subclass clears the mark.
 class KY_API ASortedArray : public AArray2 {
+  KY_CLASS(ASortedArray, AArray2)
+
  public:
   static ASortedArray* New(ky::ElementProc elemProc, ky::OrderFn cmpProc, void* cmpContext, ky::OrderFn lookupProc,
                            void* lookupContext);
@@ -27,8 +29,6 @@ class KY_API ASortedArray : public AArray2 {
   void ISortedArray(ky::ElementProc elemProc, ky::OrderFn cmpProc, void* cmpContext, ky::OrderFn lookupProc,
                     void* lookupContext);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   void DebugCheck() override;
 
   /// Puts a copy of `item` in its place, ahead of those equal to it.

@@ -14,12 +14,6 @@ AUnknownArray* AUnknownArray::New() {
 
 void AUnknownArray::IUnknownArray() { IArray(sizeof(Entry)); }
 
-const char* AUnknownArray::ClassName() { return "AUnknownArray"; }
-
-Boolean AUnknownArray::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AUnknownArray") == 0 || AArray::IsInstanceOf(name);
-}
-
 void AUnknownArray::Update(Long key) {
   const Long place = Offset(key);
   if (place >= 0) {

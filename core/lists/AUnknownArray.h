@@ -4,6 +4,8 @@
 #include "core/lists/AArray.h"
 
 class KY_API AUnknownArray : public AArray {
+  KY_CLASS(AUnknownArray, AArray)
+
  public:
   struct Entry {
     Long key = 0;
@@ -12,9 +14,6 @@ class KY_API AUnknownArray : public AArray {
 
   static AUnknownArray* New();
   void IUnknownArray();
-
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   /// Adds 1 to the key's count; a new key gets the count 1.
   void Update(Long key);

@@ -44,10 +44,6 @@ void endValue(ObjectKind_t kind, void* value) {
 
 }  // namespace
 
-Boolean CDictionary::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "CDictionary") == 0 || ACollection::IsInstanceOf(name);
-}
-
 void CDictionary::IDictionary(short size, Hash hash, Equality equal, Long count) {
   if (!check(count > 0, "buckets > 0")) return;
   reraisedAs("DICT_CREATE_FAILED", [&] {

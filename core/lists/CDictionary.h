@@ -30,6 +30,8 @@ struct dictEntry_t {
 /// Owns:      its entries. Values live on after Dispose(); DisposeAll() ends them too.
 /// Threads:   one user at a time.
 class KY_API CDictionary : public ACollection {
+  KY_CLASS(CDictionary, ACollection)
+
  public:
   typedef Long (*Hash)(const void* key);
   typedef Boolean (*Equality)(const void* key, const void* entryKey);
@@ -41,8 +43,6 @@ class KY_API CDictionary : public ACollection {
   /// Returns:  a dictionary with entries of its own for the same values.
   /// Raises:   DICT_COPY_FAILED over what failed.
   AObject* Copy() override;
-  const char* ClassName() override { return "CDictionary"; }
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations, in slot order.
 

@@ -33,12 +33,6 @@ CKyList* CKyList::New() {
 
 void CKyList::IKyList() { IList(); }
 
-const char* CKyList::ClassName() { return "CKyList"; }
-
-Boolean CKyList::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "CKyList") == 0 || AList::IsInstanceOf(name);
-}
-
 void CKyList::DebugCheck() {
   AList::DebugCheck();
   if (needsRenumbering || numItems == 0) return;

@@ -17,12 +17,12 @@ struct Interator_t {
 /// Each item has an identity. Identities ascend through the list while items are only appended and deleted; any other
 /// change makes the list need renumbering, which the start of a walk does.
 class KY_API CKyList : public AList {
+  KY_CLASS(CKyList, AList)
+
  public:
   static CKyList* New();
   void IKyList();
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   void DebugCheck() override;
   void MoveItemToIndex(Long currentIndex, Long newIndex) override;
   void Swap(Long index1, Long index2) override;

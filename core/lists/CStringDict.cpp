@@ -68,10 +68,6 @@ int compareIgnoringCase(void* a, void* b) {
 
 }  // namespace
 
-Boolean CStringDict::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "CStringDict") == 0 || CDictionary::IsInstanceOf(name);
-}
-
 void CStringDict::IStringDict(Boolean caseSensitive, Equality equal) {
   IDictionary(0, hashText, equal ? equal : caseSensitive ? equalsExactly : equalsIgnoringCase, kBuckets);
   hashTells = !equal;

@@ -12,11 +12,10 @@ struct dictSortItem_t {
 /// Strings of the same letters share a chain whatever their case, and only the first 80 bytes choose it; the comparison
 /// then tells them apart.
 class KY_API CStringDict : public CDictionary {
+  KY_CLASS(CStringDict, CDictionary)
+
  public:
   CStringDict() = default;
-
-  const char* ClassName() override { return "CStringDict"; }
-  Boolean IsInstanceOf(const char* name) override;
 
   /// A `keySize` of 0 takes the string's own, with its NUL.
   ///

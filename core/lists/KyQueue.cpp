@@ -28,12 +28,6 @@ QueueItem** newCells(Int64 cells) {
 
 }  // namespace
 
-const char* QueueItem::ClassName() { return "QueueItem"; }
-
-Boolean QueueItem::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "QueueItem") == 0 || AObject::IsInstanceOf(name);
-}
-
 namespace ky {
 
 ItemRing::ItemRing(Long cells) : ring(newCells(cells)), cells(cells) {}

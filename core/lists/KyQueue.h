@@ -14,9 +14,7 @@
 
 /// Base of what travels in a queue.
 class KY_API QueueItem : public AObject {
- public:
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
+  KY_CLASS(QueueItem, AObject)
 };
 
 namespace ky {

@@ -34,12 +34,6 @@ void RangeArray::IRangeArray(Long count) {
   }
 }
 
-const char* RangeArray::ClassName() { return "RangeArray"; }
-
-Boolean RangeArray::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "RangeArray") == 0 || AArray::IsInstanceOf(name);
-}
-
 void RangeArray::Dump(KyPrint print, int) {
   for (Long place = 0; place < numItems; ++place) {
     const Entry each = entry(place);

@@ -11,6 +11,8 @@ class AStream;
 /// Invariant: entries ascend in `from`, no two neighbours have the same value. An array made by New() begins at
 ///           -2147483648.
 class KY_API RangeArray : public AArray {
+  KY_CLASS(RangeArray, AArray)
+
  public:
   struct Entry {
     Long value = 0;
@@ -22,8 +24,6 @@ class KY_API RangeArray : public AArray {
   /// An empty array, with room for `slots` entries if that is not 0.
   void IRangeArray(Long slots);
 
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
   void Dump(KyPrint print, int indent) override;
   void DebugCheck() override;
 

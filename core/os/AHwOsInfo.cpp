@@ -73,14 +73,6 @@ void AHwOsInfo::DeleteHwOsInfo() {
 
 AHwOsInfo* AHwOsInfo::current() { return theInfo; }
 
-Boolean AHwOsInfo::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AHwOsInfo") == 0 || AObject::IsInstanceOf(name);
-}
-
-Boolean AHwOsInfoWin::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AHwOsInfoWin") == 0 || AHwOsInfo::IsInstanceOf(name);
-}
-
 ULong AHwOsInfoWin::GetTime() { return static_cast<ULong>(platform::wallSeconds()); }
 
 // The years stay those of the hosts that the check was made for; a program that runs today asks for it knowingly.

@@ -7,15 +7,14 @@
 ///
 /// Threads:  any, between MakeHwOsInfo and DeleteHwOsInfo.
 class KY_API AHwOsInfo : public AObject {
+  KY_CLASS(AHwOsInfo, AObject)
+
  public:
   /// Makes the object, unless there is one.
   static void MakeHwOsInfo();
   static void DeleteHwOsInfo();
   /// Returns:  the object, null before it is made.
   static AHwOsInfo* current();
-
-  const char* ClassName() override { return "AHwOsInfo"; }
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations behind AObject's.
   virtual ULong GetTime() = 0;
@@ -39,10 +38,9 @@ class KY_API AHwOsInfo : public AObject {
 };
 
 class KY_API AHwOsInfoWin : public AHwOsInfo {
- public:
-  const char* ClassName() override { return "AHwOsInfoWin"; }
-  Boolean IsInstanceOf(const char* name) override;
+  KY_CLASS(AHwOsInfoWin, AHwOsInfo)
 
+ public:
   ULong GetTime() override;
   void CheckSystemTime() override;
   void dtToStr(ULong time, unsigned char* buffer, unsigned size) override;

@@ -15,8 +15,7 @@ enum KyRegValueType { REG_VALUE_NONE = 0, REG_VALUE_STRING = 1, REG_VALUE_BINARY
 ///
 /// Raises:   from the setters what keeps them from being stored, the earlier values being whole; nothing else raises.
 /// Threads:  any; processes that set values at the same time do not lose each other's. Lets the other cooperative
-/// threads
-///           run while it works.
+///           threads run while it works.
 class KY_API KyRegistryKey {
  public:
   virtual ~KyRegistryKey();

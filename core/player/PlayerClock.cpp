@@ -1,16 +1,8 @@
 #include "core/player/PlayerClock.h"
 
-#include <cstring>
-
 #include "core/error/Assert.h"
 
 using namespace ky;
-
-const char* APlayerClock::ClassName() { return "APlayerClock"; }
-
-Boolean APlayerClock::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "APlayerClock") == 0 || AObject::IsInstanceOf(name);
-}
 
 void APlayerClock::SetCBInfo(PlayerClockCBClient*, Int64, Int64) { SubclassResponsibility(); }
 
@@ -47,11 +39,5 @@ void APlayerClock::ResetSampleRate() { SubclassResponsibility(); }
 void APlayerClock::SetTransferRatio(double ratio) { iTransferRatio = ratio; }
 
 double APlayerClock::GetTransferRatio() { return iTransferRatio; }
-
-const char* AKernelClock::ClassName() { return "AKernelClock"; }
-
-Boolean AKernelClock::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "AKernelClock") == 0 || APlayerClock::IsInstanceOf(name);
-}
 
 void AKernelClock::CorrectDrift() { fatal("CorrectDrift should never be called on AKernelClock in user mode"); }

@@ -22,11 +22,9 @@ class KY_API PlayerClockCBKernelClient : public PlayerClockCBClient {
 };
 
 class KY_API APlayerClock : public AObject {
- public:
-  // Virtual operations of AObject.
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
+  KY_CLASS(APlayerClock, AObject)
 
+ public:
   // Virtual operations of its own. A subclass supplies those that have to do with call-backs, rates and loading; here
   // they are its responsibility and give 0.
 
@@ -61,10 +59,9 @@ class KY_API APlayerClock : public AObject {
 
 /// A clock that runs in the kernel, which keeps it from drifting by itself.
 class KY_API AKernelClock : public APlayerClock {
- public:
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
+  KY_CLASS(AKernelClock, APlayerClock)
 
+ public:
   /// Fatal.
   void CorrectDrift() override;
 };

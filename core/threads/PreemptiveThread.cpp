@@ -1,7 +1,6 @@
 #include "core/threads/PreemptiveThread.h"
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "core/base/Member.h"
@@ -96,12 +95,6 @@ bool PreemptiveThread::hasEndedWithin(ULong milliseconds) {
 AObject* PreemptiveThread::Copy() {
   DoesNotImplement();
   return nullptr;
-}
-
-const char* PreemptiveThread::ClassName() { return "PreemptiveThread"; }
-
-Boolean PreemptiveThread::IsInstanceOf(const char* name) {
-  return std::strcmp(name, "PreemptiveThread") == 0 || AObject::IsInstanceOf(name);
 }
 
 ULong PreemptiveThread::GetCurOSThreadID() { return platform::currentThreadId(); }

@@ -36,6 +36,8 @@ enum PT_state_t : Long {
 /// Threads:  any but the object's own calls `Start`, `AwaitThreadState` and `Dispose`; the object's own alone calls the
 ///           operations of the states. The others may be called by all.
 class KY_API PreemptiveThread : public AObject {
+  KY_CLASS(PreemptiveThread, AObject)
+
  public:
   /// Starts the thread, idle. It calls no virtual operation before the first request, so that the subclass is whole.
   ///
@@ -43,14 +45,10 @@ class KY_API PreemptiveThread : public AObject {
   /// Raises:   CORE_OS_ERROR.
   explicit PreemptiveThread(Long priority = 0);
 
-  // Virtual operations of AObject.
-
   /// Stops the thread and waits for its end, four seconds at most; a thread that is not done by then is left running
   /// and its object is never freed.
   void Dispose() override;
   AObject* Copy() override;
-  const char* ClassName() override;
-  Boolean IsInstanceOf(const char* name) override;
 
   // Virtual operations of its own, in slot order; the thread calls them.
 
