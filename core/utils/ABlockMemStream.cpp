@@ -134,8 +134,7 @@ void ABlockMemStream::SetLength(Long) { DoesNotImplement(); }
 
 void ABlockMemStream::SetPosition(Long position) {
   catchUp();
-  if (position > length) +XError("STRM_BAD_POSITION");
-  AStream::SetPosition(position);
+  startSeek(position, length);
   const Long block = position / blockSize;
   if (block == blockCount) {
     goTo(block - 1, blockSize);

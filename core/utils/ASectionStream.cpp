@@ -92,8 +92,8 @@ void ASectionStream::SetLength(Long length) {
 Boolean ASectionStream::IsRandom() { return parent->IsRandom(); }
 
 void ASectionStream::SetPosition(Long position) {
-  if (position > GetLength()) +XError("STRM_BAD_POSITION");
-  AStream::SetPosition(position);
+  startSeek(position, GetLength());
+  closeWindow(position);
 }
 
 void ASectionStream::SetSeqBuf(Long size, Long count) { parent->SetSeqBuf(size, count); }

@@ -13,7 +13,7 @@ using namespace ky;
 
 namespace {
 
-constexpr Int64 lastPosition = std::numeric_limits<Long>::max();
+constexpr Long lastPosition = std::numeric_limits<Long>::max();
 
 void noPtrWrite(void*, AStream*, const char*, APortable*) { fatal("Ptr callback not installed"); }
 
@@ -115,17 +115,21 @@ void AStream::CoreSkip(Long length) {
   SetPosition(static_cast<Long>(to));
 }
 
-Long AStream::GetPosition() { return static_cast<Long>(std::min(here(), lastPosition)); }
+Long AStream::GetPosition() { return static_cast<Long>(std::min<Int64>(here(), lastPosition)); }
 
-Long AStream::GetLength() { return static_cast<Long>(lastPosition); }
+Long AStream::GetLength() { return lastPosition; }
 
 void AStream::SetLength(Long) {}
 
 Boolean AStream::IsRandom() { return true; }
 
+void AStream::startSeek(Long to, Long end) {
+  if (traceFunc) StreamWire::tracePosition(*this, to);
+  if (to < 0 || to > end) +XError("STRM_BAD_POSITION");
+}
+
 void AStream::SetPosition(Long newPosition) {
-  if (traceFunc) StreamWire::tracePosition(*this, newPosition);
-  if (newPosition < 0) +XError("STRM_BAD_POSITION");
+  startSeek(newPosition, lastPosition);
   closeWindow(newPosition);
 }
 

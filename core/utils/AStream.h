@@ -251,6 +251,11 @@ class KY_API AStream : public AObject {
         });
   }
 
+  /// What a SetPosition begins with: traces it, and refuses a place outside 0 to `end` with nothing moved.
+  ///
+  /// Raises:   STRM_BAD_POSITION.
+  void startSeek(Long to, Long end);
+
   /// Opens the window on `bytes`, the first of which lies at `begin` of the stream, and puts the stream at `at`. Up to
   /// `readable` and `writable` bytes from the first on may be read and written in it. It stays shut, and only holds the
   /// place, in a direction whose core function is not the class's own, and while a trace is on.

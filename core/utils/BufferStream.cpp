@@ -97,14 +97,11 @@ void BufferStream::place(Int64 at) {
 }
 
 /// The length counts the byte that the stream stands on.
-void BufferStream::lengthenOver(Long position) {
-  if (position < GetLength()) return;
-  if (position >= maxLength) +XError("STRM_INCORRECT_LENGTH");
-  SetLength(position + 1);
-}
-
 void BufferStream::standAt(Long position) {
-  lengthenOver(position);
+  if (position >= GetLength()) {
+    if (position >= maxLength) +XError("STRM_INCORRECT_LENGTH");
+    SetLength(position + 1);
+  }
   highWater = std::max(highWater, position);
   place(position);
 }
@@ -149,7 +146,6 @@ void BufferStream::SetLength(Long newlen) {
 }
 
 void BufferStream::SetPosition(Long position) {
-  lengthenOver(position);
-  AStream::SetPosition(position);
+  startSeek(position, std::numeric_limits<Long>::max());
   standAt(position);
 }

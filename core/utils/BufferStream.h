@@ -66,7 +66,6 @@ class KY_API BufferStream : public AStream {
  private:
   void catchUp();
   void place(Int64 at);
-  void lengthenOver(Long position);
   void standAt(Long position);
 
   DynamicBuffer _dynamicBuffer;

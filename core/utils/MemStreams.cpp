@@ -15,7 +15,7 @@ using namespace ky;
 
 namespace {
 
-constexpr Int64 mostBytes = std::numeric_limits<Long>::max();
+constexpr Long mostBytes = std::numeric_limits<Long>::max();
 
 /// A length that was reckoned in 64 bits; more than a block can hold is out of reach for any of these streams.
 Long reachable(Int64 length) {
@@ -108,8 +108,7 @@ void AMemStream::SetLength(Long length) {
 
 void AMemStream::SetPosition(Long position) {
   catchUp();
-  if (position > eof) +XError("STRM_BAD_POSITION");
-  AStream::SetPosition(position);
+  startSeek(position, eof);
   place(position);
 }
 
@@ -176,7 +175,7 @@ void AVariMemStream::SetLength(Long length) {
   if (length > capacity) {
     const Int64 step = Int64{2} * capacity;
     const Int64 multiple = step ? (length + step - 1) / step * step : length;
-    grow(std::min(multiple, mostBytes));
+    grow(std::min<Int64>(multiple, mostBytes));
   }
   AMemStream::SetLength(length);
 }
@@ -267,9 +266,8 @@ void ADynamicMemStream::SetLength(Long length) {
 
 void ADynamicMemStream::SetPosition(Long position) {
   catchUp();
-  if (position > capacity && !autoGrow) +XError("STRM_BAD_POSITION");
+  startSeek(position, autoGrow ? mostBytes : capacity);
   if (position > capacity) SetLength(position);
-  AStream::SetPosition(position);
   clearUpTo(position);
   reach(position);
   place(position);

@@ -13,6 +13,9 @@ namespace {
 constexpr Long kNoLimit = INT_MAX;
 constexpr Long kBufferRoom = 500;
 
+int lines = 0;
+int countLine(const char*, ...) { return ++lines; }
+
 struct Kind {
   const char* name;
   AStream* (*open)();
@@ -66,7 +69,7 @@ class Twin {
     } else if (choice == 7) {
       if (kind_.cuts && below(4) == 0) cut();
     } else {
-      stream_->SetTraceFunc(below(3) ? nullptr : silent);
+      stream_->SetTraceFunc(below(3) ? nullptr : countLine);
     }
     ASSERT_EQ(stream_->GetPosition(), at_);
     const Long length = below(3) ? length_ : stream_->GetLength();
@@ -126,8 +129,10 @@ class Twin {
   }
 
   void seek(Long to) {
+    lines = 0;
     const std::string code = codeRaisedBy([&] { stream_->SetPosition(to); });
     ASSERT_EQ(code, to <= end_ || kind_.takesWhereItStands ? "" : "STRM_BAD_POSITION");
+    ASSERT_EQ(lines > 0, stream_->GetTraceFunc() != nullptr) << "a seek that is refused shows too";
     if (code.empty()) standAt(to);
   }
 
