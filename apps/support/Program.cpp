@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 
 #include "apps/support/Progress.h"
 #include "core/error/CurrentError.h"
@@ -146,6 +147,18 @@ void flushOutput() {
     +XError("DISK_WRITE_ERROR", "str filename", "standard output", "str msg", std::strerror(errno), 0);
 }
 
+void startLibrary(const std::string& program) {
+  static const std::string name = program;
+  static ky::ProgramVersion version{KY_VERSION_MAJOR, KY_VERSION_MINOR, KY_VERSION_PATCH};
+  version.product = version.internalName = name.c_str();
+  version.fileVersion = KY_VERSION;
+  KyHostSettings settings;
+  settings.fatalHandler = raiseFatal;
+  settings.version = &version;
+  if (ky::platform::errorTerminalWidth() > 0) settings.uiRoutines = progressRoutines();
+  KyStartHost(settings);
+}
+
 }  // namespace
 
 std::string versionText(const std::string& program) { return program + " " KY_VERSION " (KyCoreM2W10)"; }
@@ -189,27 +202,25 @@ int runWork(const std::string& name, const std::function<int()>& work) {
 }
 
 int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work) {
+  const std::string name = app.get_name();
+  startLibrary(name);
   try {
     app.parse(argc, argv);
+  } catch (const CLI::Success& asked) {
+    return runWork(name, [&] {
+      std::ostringstream answer;
+      const int status = app.exit(asked, answer);
+      std::fputs(answer.str().c_str(), stdout);
+      return status;
+    });
   } catch (const CLI::ParseError& wrong) {
-    if (wrong.get_exit_code() == 0) return app.exit(wrong), kDone;
     const auto commands = app.get_subcommands();
     const std::string help = commands.empty() ? " --help for examples and options"
                                               : " " + commands.front()->get_name() + " --help for its options";
-    std::fprintf(stderr, "%s: %s\nRun %s%s.\n", app.get_name().c_str(), wordsOfMisuse(app, wrong).c_str(),
-                 app.get_name().c_str(), help.c_str());
+    std::fprintf(stderr, "%s: %s\nRun %s%s.\n", name.c_str(), wordsOfMisuse(app, wrong).c_str(), name.c_str(),
+                 help.c_str());
     return kWrongUsage;
   }
-
-  static const std::string name = app.get_name();
-  static ky::ProgramVersion version{KY_VERSION_MAJOR, KY_VERSION_MINOR, KY_VERSION_PATCH};
-  version.product = version.internalName = name.c_str();
-  version.fileVersion = KY_VERSION;
-  KyHostSettings settings;
-  settings.fatalHandler = raiseFatal;
-  settings.version = &version;
-  if (ky::platform::errorTerminalWidth() > 0) settings.uiRoutines = progressRoutines();
-  KyStartHost(settings);
   return runWork(name, work);
 }
 

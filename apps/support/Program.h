@@ -36,8 +36,8 @@ void about(const std::string& file, const std::function<void()>& work);
 /// Returns:  the exit status.
 int runWork(const std::string& name, const std::function<int()>& work);
 
-/// Parses the command line, starts the library and runs `work` as above; a wrong command line gives `kWrongUsage`. On a
-/// terminal a bar shows how far long work has come.
+/// Starts the library, parses the command line and runs `work` as above, or --help or --version in its place; a wrong
+/// command line gives `kWrongUsage`. On a terminal a bar shows how far long work has come.
 ///
 /// Returns:  the exit status.
 int runProgram(CLI::App& app, int argc, char** argv, const std::function<int()>& work);

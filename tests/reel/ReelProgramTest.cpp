@@ -120,6 +120,7 @@ TEST_F(ReelProgram, FailuresAndWrongUsageAreWorded) {
       {1, "export a.kyb " + longName,
        "DISK_INVALID_FILENAME_SYNTAX: \"" + longName + "\" cannot be a file's name: it is"},
       {1, "list a.kyb >/dev/full", "DISK_WRITE_ERROR: standard output could not be written"},
+      {1, "--help >/dev/full", "DISK_WRITE_ERROR: standard output could not be written"},
       {2, "", "one of import, list, export was expected\nRun reel --help for examples and options.\n"},
       {2, "frobnicate a", "one of import, list, export was expected, not \"frobnicate\"\n"},
       {2, "import a.edl", "OUT.kyb is required\nRun reel import --help for its options.\n"},
