@@ -15,6 +15,7 @@
 
 #include "apps/kydoc/Inspector.h"
 #include "apps/reel/EditList.h"
+#include "core/base/Sanitizers.h"
 #include "tests/reel/SomeEdl.h"
 #include "tests/support/TempFolder.h"
 
@@ -59,7 +60,7 @@ TEST_F(KilledSave, LeavesTheOldOrTheNewDocumentAndNothingBesideAfterTheNext) {
 
   ASSERT_EQ(statusOf(start("0")), 0);
   const char* const wanted = std::getenv("KY_KILLS");
-  const int kills = wanted ? std::atoi(wanted) : 20;
+  const int kills = wanted ? std::atoi(wanted) : ky::kAddressesChecked ? 20 : 200;
   std::mt19937 random(9);
   std::string title = "0";
   unsigned whole = 30000;  // microseconds that an import may take; follows what is met
