@@ -9,16 +9,13 @@ using namespace ky::test;
 
 namespace {
 
-AStream* tracedStream() {
-  AStream* stream = streamOf({}).release();
-  stream->SetTraceFunc(silent);
-  return stream;
-}
-
 /// The roads that a value can take, all of which must lead to the same bytes.
 AStream* (*const roads[])() = {
     [] { return static_cast<AStream*>(streamOf({}).release()); },
-    tracedStream,
+    [] {
+      AStream* const traced = streamOf({}).release();
+      return traced->SetTraceFunc(countLine), traced;
+    },
     [] { return static_cast<AStream*>(ABlockMemStream::New(3, 2)); },
     [] { return static_cast<AStream*>(ABlockMemStream::New(300, 1)); },
 };

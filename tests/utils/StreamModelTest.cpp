@@ -13,9 +13,6 @@ namespace {
 constexpr Long kNoLimit = INT_MAX;
 constexpr Long kBufferRoom = 500;
 
-int lines = 0;
-int countLine(const char*, ...) { return ++lines; }
-
 struct Kind {
   const char* name;
   AStream* (*open)();
@@ -129,10 +126,10 @@ class Twin {
   }
 
   void seek(Long to) {
-    lines = 0;
+    tracedLines = 0;
     const std::string code = codeRaisedBy([&] { stream_->SetPosition(to); });
     ASSERT_EQ(code, to <= end_ || kind_.takesWhereItStands ? "" : "STRM_BAD_POSITION");
-    ASSERT_EQ(lines > 0, stream_->GetTraceFunc() != nullptr) << "a seek that is refused shows too";
+    ASSERT_EQ(tracedLines > 0, stream_->GetTraceFunc() != nullptr) << "a seek that is refused shows too";
     if (code.empty()) standAt(to);
   }
 
