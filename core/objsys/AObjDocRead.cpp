@@ -9,6 +9,7 @@
 #include "core/mem/KyHandles.h"
 #include "core/objsys/AIODesc.h"
 #include "core/objsys/AObjDoc.h"
+#include "core/objsys/AUnknown.h"
 #include "core/objsys/ClassRuns.h"
 #include "core/objsys/DomainTrace.h"
 #include "core/objsys/TypedRead.h"
@@ -21,8 +22,6 @@ using namespace ky;
 namespace {
 
 constexpr Char4 kBigEndian = MakeChar4("MMMM");
-constexpr Char4 kUnknownID = MakeChar4("UNKN");
-constexpr Long kRecordHead = 8;
 constexpr Long kUnknownLength = 0x7FFFFFFF;
 constexpr Long kFirstSlots = 1000000;
 
@@ -137,7 +136,7 @@ Long AObjDoc::readHeader() {
   if (version > 3) readIdentity();
 
   const Int64 rest = remaining(stream);
-  if (count < 0 || Int64{count} * kRecordHead > rest) raiseBadStreamData("Object count out-of-bounds");
+  if (count < 0 || Int64{count} * StreamWire::kRecordHead > rest) raiseBadStreamData("Object count out-of-bounds");
   if (count > 0 && (root < 1 || root > count)) raiseBadStreamData("Root object out-of-bounds");
   contentEnd = stream->GetPosition() + rest;
   numObjects = count;
@@ -228,7 +227,7 @@ void AObjDoc::LoadObject(AStream* theStream, Long number) {
 }
 
 [[gnu::noinline]] void AObjDoc::noteIfUnknown(Long number) {
-  if (listed.object[number - 1]->GetClassID() == kUnknownID) listed.mark[number - 1] |= kDropped;
+  if (listed.object[number - 1]->GetClassID() == AUnknown::portableID) listed.mark[number - 1] |= kDropped;
 }
 
 /// Settles at once what nearly every pointer is: the number, bare in the window, of an object that is there and that
