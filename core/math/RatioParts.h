@@ -41,33 +41,33 @@ constexpr bool product(const Parts& a, const Parts& b, Parts& out) {
   return productFits(out.num) && productFits(out.den);
 }
 
+/// A numerator and a denominator as they are stored. They go by value, so that they stay in registers.
+struct Words {
+  Long num, den;
+};
+
 constexpr Long divided(Long n, ULong divisor) {
   const ULong quotient = magnitude(n) / divisor;
   return static_cast<Long>(n < 0 ? 0 - quotient : quotient);
 }
 
-/// Divides both by what they have in common; 0/0 stays.
-inline void reduce(Long& num, Long& den) {
-  if (num == den && num != 0) {
-    num = den = 1;
-    return;
-  }
-  const ULong common = commonDivisor(magnitude(num), magnitude(den));
-  if (common <= 1) return;
-  num = divided(num, common);
-  den = divided(den, common);
+/// Both divided by what they have in common; 0/0 stays.
+inline Words reduced(Words r) {
+  if (r.num == r.den) return r.num ? Words{1, 1} : r;
+  const ULong common = commonDivisor(magnitude(r.num), magnitude(r.den));
+  if (common <= 1) return r;
+  return {divided(r.num, common), divided(r.den, common)};
 }
 
-/// Reduces, and makes the denominator positive.
+/// Reduced, the denominator positive.
 ///
 /// Raises:   RATIONAL_OVERFLOW for a zero denominator, or one whose sign cannot be changed within the range.
-inline void normalize(Long& num, Long& den) {
-  if (den <= 0) [[unlikely]] {
-    if (den == 0 || !sumFits(-Int64{num}) || !sumFits(-Int64{den})) raiseOverflow();
-    num = -num;
-    den = -den;
+inline Words normalized(Words r) {
+  if (r.den <= 0) [[unlikely]] {
+    if (r.den == 0 || !sumFits(-Int64{r.num}) || !sumFits(-Int64{r.den})) raiseOverflow();
+    r = {-r.num, -r.den};
   }
-  reduce(num, den);
+  return reduced(r);
 }
 
 }  // namespace ky::ratio

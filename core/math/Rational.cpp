@@ -61,10 +61,7 @@ Long Rational::getLong() const {
   return static_cast<Long>(Int64{num} / den);
 }
 
-Rational& Rational::reduce() {
-  ratio::reduce(num, den);
-  return *this;
-}
+Rational& Rational::reduce() { return *this = Rational(ratio::reduced({num, den})); }
 
 Rational& Rational::invert() {
   const Rational old = *this;

@@ -19,7 +19,7 @@ class KY_API Rational {
   Rational(const Long& num) : num(num) {}
 
   /// The ratio reduced, its denominator positive.
-  Rational(const Long& num, const Long& den) : num(num), den(den) { ky::ratio::normalize(this->num, this->den); }
+  Rational(const Long& num, const Long& den) : Rational(ky::ratio::normalized({num, den})) {}
 
   Rational(const Rational&) = default;
   Rational& operator=(const Rational&) = default;
@@ -87,6 +87,7 @@ class KY_API Rational {
   }
 
  private:
+  explicit Rational(ky::ratio::Words words) : num(words.num), den(words.den) {}
   explicit Rational(const ky::ratio::Parts& parts)
       : Rational(static_cast<Long>(parts.num), static_cast<Long>(parts.den)) {}
 
