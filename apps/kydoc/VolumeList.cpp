@@ -45,16 +45,32 @@ std::string sizeText(unsigned long long bytes) {
   return text;
 }
 
-std::string rowText(const char* total, const char* free, const char* shareable, const char* kind, const char* root) {
+const char* kindText(Long kind) {
+  switch (kind) {
+    case FS_NTFS:
+      return "NTFS";
+    case FS_FAT32:
+      return "FAT32";
+    case FS_CDFS:
+      return "CDFS";
+    case FS_SHARED:
+      return "shared";
+    default:
+      return "other";
+  }
+}
+
+std::string rowText(const char* total, const char* free, const char* shareable, const char* fileSystem,
+                    const char* root) {
   char text[sizeof(VolInfo_t) + 64];
-  std::snprintf(text, sizeof text, "%12s  %12s  %-9s  %-12s  %s", total, free, shareable, kind, root);
+  std::snprintf(text, sizeof text, "%12s  %12s  %-9s  %-12s  %s", total, free, shareable, fileSystem, root);
   return text;
 }
 
 }  // namespace
 
 std::string volumesAsTable() {
-  std::string text = rowText("total", "free", "shareable", "kind", "root") + "\n";
+  std::string text = rowText("total", "free", "shareable", "file system", "root") + "\n";
   for (const Volume& volume : allVolumes()) {
     const VolSpaceInfo_t& space = volume.space;
     text += rowText(sizeText(bytesOf(space.totalKB, space.totalExtra)).c_str(),
@@ -73,7 +89,7 @@ std::string volumesAsJson() {
     volumes.push_back({{"root", volume.info.root},
                        {"label", *volume.info.label ? Json(volume.info.label) : Json(nullptr)},
                        {"fileSystem", volume.info.fileSystem},
-                       {"kind", volume.info.kind},
+                       {"kind", kindText(volume.info.kind)},
                        {"total", bytesOf(space.totalKB, space.totalExtra)},
                        {"free", bytesOf(space.freeKB, space.freeExtra)},
                        {"shareable", volume.isShareable}});

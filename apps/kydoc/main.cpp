@@ -29,8 +29,8 @@ int main(int argc, char** argv) {
   const CLI::App* infoCommand = command("info", "Show the header", true);
   const CLI::App* dumpCommand = command("dump", "Show the header and every object record", true);
   command("verify", "Check the whole document", false);
-  CLI::App* const volumes =
-      app.add_subcommand("volumes", "List the volumes of this machine: size, free space, shareable, kind, root, label");
+  CLI::App* const volumes = app.add_subcommand(
+      "volumes", "List the volumes of this machine: size, free space, shareable, file system, root, label");
   volumes->add_flag("--json", json, "one JSON array on standard output");
 
   return support::runProgram(app, argc, argv, [&] {

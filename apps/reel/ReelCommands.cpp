@@ -89,12 +89,18 @@ std::string countText(const EdlText& list) {
   return std::to_string(list.events.size()) + (list.events.size() == 1 ? " event line" : " event lines");
 }
 
+/// The places that a text in UTF-8 takes in a line: every byte but those that go on with a character.
+std::size_t widthOf(const std::string& text) {
+  const auto begins = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins));
+}
+
 /// Columns as wide as their widest entry, two blanks between.
 class Table {
  public:
   void add(std::vector<std::string> row) {
     widths.resize(std::max(widths.size(), row.size()));
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], widthOf(row[i]));
     rows.push_back(std::move(row));
   }
   std::string text() const {
@@ -103,7 +109,7 @@ class Table {
       std::string line;
       for (std::size_t i = 0; i < row.size(); ++i) {
         line += row[i];
-        if (i + 1 < row.size()) line.append(widths[i] + 2 - row[i].size(), ' ');
+        if (i + 1 < row.size()) line.append(widths[i] + 2 - widthOf(row[i]), ' ');
       }
       out += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
     }
