@@ -10,6 +10,16 @@ namespace {
 
 void corrupt() { +XError("HTABLE_CORRUPT", 0); }
 
+/// Shows each element of a chain to `show`, one of a damaged table as far as it can be followed.
+///
+/// Returns:  how many there were.
+template <class AnyView, class Show>
+Long follow(const AnyView& table, Long most, Long index, Show show) {
+  Long count = 0;
+  for (; table.isElement(index) && count < most; index = table.at(index).nextIndex, ++count) show(index);
+  return count;
+}
+
 }  // namespace
 
 Long AHashTable::GetHTSize() { return htSize; }
@@ -23,8 +33,7 @@ void AHashTable::GetStats(Long* empty, Long* maxChain) {
   Long longest = 0;
   view([&](auto table) {
     for (Long hash = 0; hash < htSize; ++hash) {
-      Long length = 0;
-      for (Long index = (*hTable)[hash]; index != INDEX_NULL; index = table.at(index).nextIndex) ++length;
+      const Long length = follow(table, eaSize, (*hTable)[hash], [](Long) {});
       if (length == 0) ++emptyChains;
       longest = std::max(longest, length);
     }
@@ -52,16 +61,11 @@ void AHashTable::Dump(KyPrint print, int indent) {
   ACollection::Dump(print, indent);
   DumpStats(print, indent);
   view([&](auto table) {
-    // A damaged table is dumped as far as it can be followed.
-    const auto chain = [&](Long index, bool items) {
-      Long count = 0;
-      for (; table.isElement(index) && count < eaSize; index = table.at(index).nextIndex, ++count) {
-        if (items && iSize == sizeof(Long)) {
-          print("(%ld):%ld", long{index}, long{table.at(index).item});
-        } else {
-          print("(%ld)", long{index});
-        }
-      }
+    const auto chain = [&](Long first, bool items) {
+      const Long count = follow(table, eaSize, first, [&](Long index) {
+        print("(%ld)", long{index});
+        if (items && iSize == sizeof(Long)) print(":%ld", long{table.at(index).item});
+      });
       print("(count %ld)\n", long{count});
     };
     for (Long hash = 0; hash < htSize; ++hash) {

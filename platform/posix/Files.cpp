@@ -99,6 +99,7 @@ int File::write(const void* buffer, std::size_t count) {
   while (count > 0) {
     const ssize_t n = retried([&] { return ::write(descriptor_, from, count); });
     if (n < 0) return lastError();
+    if (n == 0) return fileErrorOf(ENOSPC);  // or it would be asked for ever
     from += n;
     count -= static_cast<std::size_t>(n);
   }

@@ -247,6 +247,12 @@ TEST(AHashTable, FindsDamage) {
     for (const Long number : {1, 14, 2}) table->AddItem(asKey(number), &number, nullptr);
     damage(*table);
     EXPECT_EQ(codeRaisedBy([&] { table->DebugCheck(); }), &damage == faults ? "" : "HTABLE_CORRUPT");
+
+    // Whatever its links, a dump comes to an end.
+    const Printed out;
+    if (table->htSize == 13 && table->eaSize == 6) table->Dump(Printed::print, 0);
+    const std::string chains = "[1] --->(1):14(0):1(count 2)\n[2] --->(2):2(count 1)\n";
+    EXPECT_TRUE(&damage != faults || out.text().find(chains) != std::string::npos) << out.text();
   }
 }
 
