@@ -63,8 +63,11 @@ void AHashTable::Dump(KyPrint print, int indent) {
   view([&](auto table) {
     const auto chain = [&](Long first, bool items) {
       const Long count = follow(table, eaSize, first, [&](Long index) {
-        print("(%ld)", long{index});
-        if (items && iSize == sizeof(Long)) print(":%ld", long{table.at(index).item});
+        if (items && iSize == sizeof(Long)) {
+          print("(%ld):%ld", long{index}, long{table.at(index).item});
+        } else {
+          print("(%ld)", long{index});
+        }
       });
       print("(count %ld)\n", long{count});
     };

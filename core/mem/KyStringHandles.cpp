@@ -1,13 +1,22 @@
 #include "core/mem/KyStringHandles.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "core/mem/KyHandles.h"
+#include "core/mem/PtrBlocks.h"
 
 namespace {
 
-Long lengthOf(const char* text) { return text ? static_cast<Long>(std::strlen(text)) : 0; }
+/// The largest text that a handle holds, with its end.
+constexpr Long kMost = INT32_MAX - 1;
+
+Long lengthOf(const char* text) {
+  const std::size_t length = text ? std::strlen(text) : 0;
+  if (length > std::size_t{kMost}) ky::raiseOutOfMemory();
+  return static_cast<Long>(length);
+}
 
 // The text of a handle that may be empty.
 const char* textOf(char** const h) { return *h ? *h : ""; }
@@ -63,6 +72,7 @@ char** KyAppendStrToSHdl(char** h, const char* text) {
   if (!h) return KyNewSHdl(text);
   const Long length = lengthOf(*h);
   const Long added = lengthOf(text);
+  if (added > kMost - length) ky::raiseOutOfMemory();
   // The old end gives way last: a text that lies in the handle ends there.
   const bool within = *h && text >= *h && text <= *h + length;
   const Long offset = within ? static_cast<Long>(text - *h) : 0;
