@@ -1,12 +1,5 @@
 #include "apps/reel/CmxEdl.h"
 
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "tests/reel/SomeEdl.h"
 
 using namespace reel;
@@ -15,28 +8,21 @@ using reel::test::someEdl;
 
 namespace {
 
-constexpr const char* kTimes = " 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
-
-std::string cutLine(const std::string& number = "001", const std::string& middle = " AX V C") {
-  return number + middle + kTimes;
+std::string cut(const std::string& words = "001 AX V C") {
+  return words + " 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
 }
 
 struct Told {
   EdlText list;
-  std::vector<std::pair<Long, std::string>> kept;
+  std::vector<std::string> kept;  // "line: words"
 };
 
 Told read(const std::string& text, unsigned short fps = 0) {
   Told told;
-  told.list = readEdl(text, {fps}, [&](Long line, const std::string& kept) { told.kept.emplace_back(line, kept); });
+  told.list = readEdl(text, {fps}, [&](Long line, const std::string& words) {
+    told.kept.push_back(std::to_string(line) + ": " + words);
+  });
   return told;
-}
-
-EdlEvent onlyEvent(const std::string& text) {
-  const Told told = read(text);
-  EXPECT_EQ(told.list.events.size(), 1u);
-  EXPECT_TRUE(told.kept.empty());
-  return told.list.events.empty() ? EdlEvent{} : told.list.events[0];
 }
 
 /// "line: words" of the refusal, or "" if the list is read.
@@ -54,86 +40,80 @@ std::string times(const EdlEvent& e) {
          timecodeText(e.recordOut);
 }
 
+/// The words of each event, with the length of its transition and its speed if it has one.
+std::string wordsOf(const EdlText& list) {
+  std::string words;
+  for (const EdlEvent& e : list.events) {
+    if (!words.empty()) words += ", ";
+    words += e.number + " " + e.reel + " " + e.track + " " + e.transition + " " + std::to_string(e.transitionFrames);
+    if (!e.speed) continue;
+    words += " at " + std::to_string(e.speed->fps.GetNum()) + "/" + std::to_string(e.speed->fps.GetDen());
+    words += " from " + timecodeText(e.speed->at);
+  }
+  return words;
+}
+
 }  // namespace
 
-TEST(CmxEdl, SpeedLinesAreExact) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"048.0", "48/1"}, {"000.0", "0/1"},       {"-024.0", "-24/1"},
-      {"+12.5", "25/2"}, {"23.976", "2997/125"}, {"-99999.9999", "-999999999/10000"},
-      {"7", "7/1"}};
-  for (const auto& [text, want] : cases) {
-    const EdlEvent event = onlyEvent(cutLine() + "M2   AX       " + text + "   00:00:10:05\n");
-    ASSERT_TRUE(event.speed) << text;
-    const Rational fps = event.speed->fps;
-    EXPECT_EQ(std::to_string(fps.GetNum()) + "/" + std::to_string(fps.GetDen()), want);
-    EXPECT_EQ(timecodeText(event.speed->at), "00:00:10:05");
+TEST(CmxEdl, EventsInTheWildAreRead) {
+  const auto speed = [](const char* fps) { return cut() + "M2   AX       " + fps + "   00:00:10:05\n"; };
+  const std::pair<std::string, std::string> rows[] = {
+      {cut("001  AX       V     C       "), "001 AX V C 0"},
+      {cut("000123\tA001C002_130412_R1XY\tAA/V\tC"), "000123 A001C002_130412_R1XY AA/V C 0"},
+      {cut("010 AX va1A12/B C"), "010 AX va1A12/B C 0"},
+      {cut("010 AX V K B"), "010 AX V KB 0"},
+      {cut("010 AX V K O 8"), "010 AX V KO 8"},
+      {cut("003 AX V C") + "* between\n\n" + cut("003 BX V D 024"), "003 AX V C 0, 003 BX V D 24"},
+      {cut("003 AX V C") + cut("003 BX V W001 030"), "003 AX V C 0, 003 BX V W001 30"},
+      {cut("003 AX V K B") + cut("003 BX V K 015"), "003 AX V KB 0, 003 BX V K 15"},
+      {cut("003 AX V K B") + cut("003 BX V K O 015"), "003 AX V KB 0, 003 BX V KO 15"},
+      {speed("048.0"), "001 AX V C 0 at 48/1 from 00:00:10:05"},
+      {speed("000.0"), "001 AX V C 0 at 0/1 from 00:00:10:05"},
+      {speed("-024.0"), "001 AX V C 0 at -24/1 from 00:00:10:05"},
+      {speed("+12.5"), "001 AX V C 0 at 25/2 from 00:00:10:05"},
+      {speed("-99999.9999"), "001 AX V C 0 at -999999999/10000 from 00:00:10:05"},
+      {speed("7"), "001 AX V C 0 at 7/1 from 00:00:10:05"},
+  };
+  for (const auto& [text, want] : rows) {
+    const Told told = read(text);
+    EXPECT_EQ(wordsOf(told.list), want);
+    EXPECT_TRUE(told.kept.empty());
+    EXPECT_EQ(times(told.list.events.at(0)), "00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00");
   }
 }
 
 TEST(CmxEdl, LinesThatAreNothingKnownAreKeptAndTold) {
   for (const char* line : {"GPI 01", "M2 AX fast 00:00:00:00", "M2 AX 24", "AUD x", "FCM: PAL", "FCM: NON FRAME",
                            "12 monkeys", "TITLE2", "M2 AX 24.00001 00:00:00:00", "\xFF\x01\xFE"}) {
-    const Told told = read(cutLine() + line + "\n");
-    ASSERT_EQ(told.kept.size(), 1u) << line;
-    EXPECT_EQ(told.kept[0].first, 2);
+    const Told told = read(cut() + line + "\n");
+    EXPECT_EQ(told.kept, std::vector<std::string>{"2: " + edlLine(line)});
     EXPECT_EQ(told.list.events[0].comments, std::vector<std::string>{"* " + edlLine(line)});
   }
-  EXPECT_EQ(read("TITLE: a\n" + cutLine() + "TITLE: b\n").kept.size(), 1u);
-  EXPECT_EQ(read("M2 AX 24 00:00:00:00\n" + cutLine()).list.comments.size(), 1u);
-}
-
-TEST(CmxEdl, EventLinesInTheWildAreRead) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"001  AX       V     C       ", "001 AX V C 0"},
-      {"000123\tA001C002_130412_R1XY\tAA/V\tC", "000123 A001C002_130412_R1XY AA/V C 0"},
-      {"010 AX va1A12/B C", "010 AX va1A12/B C 0"},
-      {"010 AX V K B", "010 AX V KB 0"},
-      {"010 AX V K O 8", "010 AX V KO 8"},
-  };
-  for (const auto& [line, want] : cases) {
-    const EdlEvent e = onlyEvent(std::string(line) + kTimes);
-    EXPECT_EQ(e.number + " " + e.reel + " " + e.track + " " + e.transition + " " + std::to_string(e.transitionFrames),
-              want);
-    EXPECT_EQ(times(e), "00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00");
-    EXPECT_EQ(eventDuration(e), 48);
-  }
-}
-
-TEST(CmxEdl, TransitionsAreTwoLinesOfOneNumber) {
-  const std::string cases[][3] = {
-      {"C", "D 024", "D 24"}, {"C", "W001 030", "W001 30"}, {"K B", "K 015", "K 15"}, {"K B", "K O 015", "KO 15"}};
-  for (const auto& [start, end, want] : cases) {
-    const std::string first = " AX V " + start, second = " BX V " + end;
-    const Told told = read(cutLine("003", first) + "* between\n\n" + cutLine("003", second));
-    ASSERT_EQ(told.list.events.size(), 2u);
-    EXPECT_EQ(told.list.events[1].transition + " " + std::to_string(told.list.events[1].transitionFrames), want);
-    EXPECT_EQ(refusalOf(cutLine("003", first) + cutLine("004", second)),
-              "2: the two lines of a transition bear different event numbers: read \"004\", expected \"003\" as in the "
-              "line before");
-  }
-  EXPECT_EQ(refusalOf(cutLine("001", " AX V D 024")).substr(0, 33), "1: a transition needs two lines: ");
+  EXPECT_EQ(read("TITLE: a\n" + cut() + "TITLE: b\n").kept.size(), 1u);
+  EXPECT_EQ(read("M2 AX 24 00:00:00:00\n" + cut()).list.comments.size(), 1u);
 }
 
 TEST(CmxEdl, AnyLineEndingIsRead) {
   for (const std::string end : {"\n", "\r\n", "\r"}) {
-    const std::string event = cutLine();
-    const Told told = read("\xEF\xBB\xBFTITLE: T" + end + end + event.substr(0, event.size() - 1) + end + "oops");
+    std::string event = cut();
+    event.pop_back();
+    const Told told = read("\xEF\xBB\xBFTITLE: T" + end + end + event + end + "oops");
     EXPECT_EQ(told.list.title, "T");
     EXPECT_EQ(told.list.events.size(), 1u);
-    EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{4, "oops"}}));
+    EXPECT_EQ(told.kept, std::vector<std::string>{"4: oops"});
   }
 }
 
 TEST(CmxEdl, CommentsStayInOrderAndNameTheClips) {
-  const Told told = read("* HEAD\n" + cutLine() +
-                         "* FROM CLIP NAME:  a b\n*to clip name: c\nAUD  3    4\nSPLIT: AUDIO DELAY\n\x1A\n");
+  const Told told =
+      read("* HEAD\n" + cut() + "* FROM CLIP NAME:  a b\n*to clip name: c\nAUD  3    4\nSPLIT: AUDIO DELAY\n\x1A\n");
   EXPECT_EQ(told.list.comments, std::vector<std::string>{"* HEAD"});
   const EdlEvent& event = told.list.events.at(0);
   EXPECT_EQ(event.clipName, "a b");
   EXPECT_EQ(event.toClipName, "c");
   EXPECT_EQ(event.comments, (std::vector<std::string>{"* FROM CLIP NAME:  a b", "*to clip name: c", "AUD  3    4",
                                                       "* SPLIT: AUDIO DELAY"}));
-  EXPECT_EQ(told.kept, (std::vector<std::pair<Long, std::string>>{{6, "SPLIT: AUDIO DELAY"}}));
+  EXPECT_EQ(told.kept, std::vector<std::string>{"6: SPLIT: AUDIO DELAY"});
 }
 
 TEST(CmxEdl, TheModeLineDecidesHowTheLabelsBehindItCount) {
@@ -146,10 +126,13 @@ TEST(CmxEdl, TheModeLineDecidesHowTheLabelsBehindItCount) {
 }
 
 TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
+  const std::string twoNumbers =
+      "2: the two lines of a transition bear different event numbers: read \"004\", expected \"003\" as in the line "
+      "before";
   const struct {
-    const char* text;
+    std::string text;
     unsigned short fps;
-    const char* want;
+    std::string want;
   } cases[] = {
       {"\xFF\xFEx", 0, "1: this text is in UTF-16; one in ASCII, UTF-8 or another code of single bytes was expected"},
       {"", 0, "1: the list ends here without an event; at least one event line was expected"},
@@ -160,7 +143,7 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
        "minute: frames from 02 were expected"},
       {"FCM: DROP FRAME\n", 25,
        "1: drop-frame at 25 frames per second: drop-frame counting exists at 30 only, so 30 was expected"},
-      {"001A AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00", 0,
+      {cut("001A AX V C"), 0,
        "1: this event line cannot be read: \"001A\" where an event number of 3 to 6 digits was expected"},
       {"001 AX X C", 0,
        "1: this event line cannot be read: \"X\" where a track (V, A, A2, AA, AA/V, NONE, B) was expected"},
@@ -168,10 +151,14 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
        "1: this event line cannot be read: \"00:00:00:00\" where the length of the transition in frames was expected"},
       {"001 AX V C 00:00:00:00 00:00:00:00 00:00:00:00 00:00:00:00 x", 0,
        "1: this event line cannot be read: \"x\" where the end of the line, behind four timecodes, was expected"},
+      {cut() + "* " + std::string(5000, 'x'), 0, "2: a line of 5002 characters; at most 4096 were expected"},
+      {cut("001 AX V D 024"), 0,
+       "1: a transition needs two lines: read \"D\" in the first event line, expected the line that it starts from "
+       "ahead of it"},
+      {cut("003 AX V C") + cut("004 BX V W001 030"), 0, twoNumbers},
+      {cut("003 AX V K B") + cut("004 BX V K O 015"), 0, twoNumbers},
   };
   for (const auto& c : cases) EXPECT_EQ(refusalOf(c.text, c.fps), c.want);
-  EXPECT_EQ(refusalOf(cutLine() + "* " + std::string(5000, 'x')),
-            "2: a line of 5002 characters; at most 4096 were expected");
 }
 
 TEST(CmxEdl, DurationIsTheStretchThatHoldsEveryEvent) {

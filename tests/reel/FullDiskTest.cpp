@@ -1,11 +1,5 @@
 // A disk that fills up part-way through a save: a small file system in memory, mounted for the test alone.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
-#include <cstdlib>
-#include <string>
-
-#include "tests/support/TempFolder.h"
+#include "tests/reel/SomeEdl.h"
 
 namespace {
 
@@ -27,20 +21,14 @@ constexpr const char* kScript = R"sh(
 
 TEST(FullDisk, LeavesTheOldFilesAndNothingElse) {
   const ky::test::TempFolder folder;
-  std::string list;
-  for (int i = 0; i < 6000; ++i) {
-    list += "001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
-    if (i == 10) ky::test::writeBytes(folder / "small.edl", {list.begin(), list.end()});
-  }
-  ky::test::writeBytes(folder / "large.edl", {list.begin(), list.end()});
+  folder.write("small.edl", reel::test::cuts(11));
+  folder.write("large.edl", reel::test::cuts(6000));
+  folder.write("script", kScript);
   std::filesystem::create_directory(folder / "disk");
-  ky::test::writeBytes(folder / "script", {kScript, kScript + std::string_view(kScript).size()});
-
   const auto run = [&](const char* apart) {
     const std::string line = "cd '" + folder.path + "' && REEL='" KY_REEL "' " + apart + " sh script >told 2>errors";
     EXPECT_NE(std::system(line.c_str()), -1);
-    const auto told = ky::test::bytesOf(folder / "told");
-    return std::string(told.begin(), told.end());
+    return folder.read("told");
   };
   std::string told = run("unshare -m");
   if (told.empty()) told = run("unshare -rm");

@@ -1,23 +1,14 @@
 // Saves whose process is killed.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <random>
-#include <string>
-#include <thread>
 
 #include "apps/kydoc/Inspector.h"
 #include "apps/reel/EditList.h"
 #include "core/base/Sanitizers.h"
 #include "tests/reel/SomeEdl.h"
-#include "tests/support/TempFolder.h"
+
+using ky::test::bytesOf;
 
 namespace {
 
@@ -45,7 +36,6 @@ class KilledSave : public testing::Test {
     waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT);
     return ended.si_pid == 0;
   }
-  std::ptrdiff_t files() const { return std::distance(std::filesystem::directory_iterator(folder.path), {}); }
 
   ky::test::TempFolder folder;
   const std::string in = folder / "in.edl", out = folder / "out.kyb";
@@ -54,10 +44,7 @@ class KilledSave : public testing::Test {
 }  // namespace
 
 TEST_F(KilledSave, LeavesTheOldOrTheNewDocumentAndNothingBesideAfterTheNext) {
-  std::string text = "TITLE: T\n";
-  for (int i = 0; i < 6000; ++i) text += "001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
-  ky::test::writeBytes(in, {text.begin(), text.end()});
-
+  folder.write("in.edl", reel::test::cuts(6000));
   ASSERT_EQ(statusOf(start("0")), 0);
   const char* const wanted = std::getenv("KY_KILLS");
   const int kills = wanted ? std::atoi(wanted) : ky::kAddressesChecked ? 20 : 200;
@@ -68,19 +55,19 @@ TEST_F(KilledSave, LeavesTheOldOrTheNewDocumentAndNothingBesideAfterTheNext) {
     ASSERT_LT(i, kills * 20);
     const pid_t child = start(std::to_string(i));
     // Every other one is killed while its temporary file is there.
-    while (i % 2 == 0 && files() <= 2 && isRunning(child)) {
+    while (i % 2 == 0 && folder.files() <= 2 && isRunning(child)) {
     }
     std::this_thread::sleep_for(std::chrono::microseconds(random() % (i % 2 == 0 ? whole / 4 : whole)));
     kill(child, SIGKILL);
     const bool wasKilled = WIFSIGNALED(statusOf(child));
     killed += wasKilled;
     whole = wasKilled ? whole + whole / 8 : whole - whole / 8 + 10;
-    const auto document = ky::test::bytesOf(out);
+    const auto document = bytesOf(out);
     ASSERT_FALSE(kydoc::inspect(document, {}, {}).fault) << i;
     const std::string found = reel::fromDocument(document)->toText().title;
     ASSERT_TRUE(found == title || found == std::to_string(i)) << found;
     title = found;
   }
   ASSERT_EQ(statusOf(start("last")), 0);
-  EXPECT_EQ(files(), 2);
+  EXPECT_EQ(folder.files(), 2);
 }

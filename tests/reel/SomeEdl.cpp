@@ -1,7 +1,5 @@
 #include "tests/reel/SomeEdl.h"
 
-#include <iterator>
-
 #include "apps/reel/ReelCommands.h"
 
 namespace reel::test {
@@ -27,24 +25,12 @@ std::string someWord(std::mt19937& random) {
 void addComments(std::mt19937& random, EdlEvent& event) {
   for (auto n = random() % 4; n > 0; --n) {
     const std::string word = someWord(random);
-    switch (random() % 5) {
-      case 0:
-        event.comments.push_back("* FROM CLIP NAME:  " + word);
-        if (event.clipName.empty()) event.clipName = word;
-        break;
-      case 1:
-        event.comments.push_back("* to clip name: " + word);
-        if (event.toClipName.empty()) event.toClipName = word;
-        break;
-      case 2:
-        event.comments.push_back("AUD   3    4");
-        break;
-      case 3:
-        event.comments.push_back("*");
-        break;
-      default:
-        event.comments.push_back("* " + word + "  " + word);
-    }
+    const std::string lines[] = {"* FROM CLIP NAME:  " + word, "* to clip name: " + word, "AUD   3    4", "*",
+                                 "* " + word + "  " + word};
+    const auto kind = random() % std::size(lines);
+    event.comments.push_back(lines[kind]);
+    if (kind == 0 && event.clipName.empty()) event.clipName = word;
+    if (kind == 1 && event.toClipName.empty()) event.toClipName = word;
   }
 }
 
@@ -88,16 +74,19 @@ EdlText someEdl(std::mt19937& random) {
     std::string number = std::to_string(list.events.size());
     if (const std::size_t width = 3 + random() % 4; number.size() < width) number.insert(0, width - number.size(), '0');
     EdlEvent first = someEvent(random, number, desc), second = someEvent(random, number, desc);
-    if (random() % 3) {
-      list.events.push_back(first);
-    } else {
-      setSecond(random, first, second);
-      list.events.push_back(first);
-      list.events.push_back(second);
-    }
+    const bool isPair = random() % 3 == 0;
+    if (isPair) setSecond(random, first, second);
+    list.events.push_back(first);
+    if (isPair) list.events.push_back(second);
     if (list.fps == 30 && random() % 3 == 0) drop = !drop;
   }
   return list;
+}
+
+std::string cuts(int events) {
+  std::string text = "TITLE: T\n";
+  while (events-- > 0) text += "001 AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n";
+  return text;
 }
 
 std::string described(const EdlText& list) { return listAsJson(list) + writeEdl(list); }

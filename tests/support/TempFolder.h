@@ -20,6 +20,18 @@ inline std::filesystem::path quickPlace() {
   return found != std::filesystem::perms::unknown && isOpen ? "/dev/shm" : std::filesystem::temp_directory_path();
 }
 
+inline void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+}
+
+inline std::vector<std::uint8_t> bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::max<std::streamoff>(file.tellg(), 0)));
+  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
+}
+
 /// An empty folder of its own.
 class TempFolder {
  public:
@@ -33,21 +45,22 @@ class TempFolder {
   TempFolder& operator=(const TempFolder&) = delete;
 
   std::string operator/(const std::string& name) const { return path + "/" + name; }
+  void write(const std::string& name, const std::string& text) const {
+    writeBytes(*this / name, {text.begin(), text.end()});
+  }
+  std::string read(const std::string& name) const {
+    const std::vector<std::uint8_t> bytes = bytesOf(*this / name);
+    return {bytes.begin(), bytes.end()};
+  }
+  /// How many files lie in it whose names start so.
+  std::ptrdiff_t files(const std::string& start = "") const {
+    const std::filesystem::directory_iterator all(path);
+    return std::count_if(begin(all), end(all),
+                         [&](const auto& each) { return each.path().filename().string().starts_with(start); });
+  }
 
   const std::string path;
 };
-
-inline void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-}
-
-inline std::vector<std::uint8_t> bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary | std::ios::ate);
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::max<std::streamoff>(file.tellg(), 0)));
-  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  return bytes;
-}
 
 /// How many files the process has open.
 inline std::ptrdiff_t openDescriptors() {
