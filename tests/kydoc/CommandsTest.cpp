@@ -1,16 +1,8 @@
 // The commands as their users see them: what they print, and their exit status.
 #include "apps/kydoc/KydocCommands.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-
 #include "apps/support/Program.h"
-#include "core/filesys/CoreWinLocators.h"
-#include "core/mem/Owned.h"
-#include "core/objsys/AObjDoc.h"
-#include "core/utils/MemStreams.h"
+#include "tests/objsys/Film.h"
 #include "tests/support/failing/NewFailure.h"
 
 namespace {
@@ -24,14 +16,7 @@ struct Shown {
 
 class KydocCommands : public testing::Test {
  protected:
-  KydocCommands() {
-    const ky::OwnedHandle bytes = ky::OwnedHandle::ofSize(4096);
-    const ky::Owned<AVariMemStream> stream(AVariMemStream::NewWithEOF(bytes.get(), 0));
-    const ky::Owned<AObjDoc> saved(AObjDoc::New(stream.get(), 0, Long(MakeChar4("TEST"))));
-    const ky::Owned<APortable> root(CoreWinFileLocator::New("/a", "b"));
-    saved->CopyIn(root.get());
-    writeBytes(document, {bytes.data(), bytes.data() + stream->GetLength()});
-  }
+  KydocCommands() { folder.write("a.kyb", saved(ky::Owned<Clip>(Clip::New("a")).get())); }
 
   static void begin() {
     testing::internal::CaptureStdout();

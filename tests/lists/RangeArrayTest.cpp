@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "tests/support/Damage.h"
 #include "tests/support/Test.h"
 #include "tests/utils/StreamSupport.h"
 
@@ -110,15 +111,11 @@ TEST(RangeArrayOnStreams, WritesAndReadsItsEntries) {
 
 TEST(RangeArrayOnStreams, LoadsOrRaisesWhateverTheBytes) {
   const auto outcome = [](const Bytes& bytes) { return codeRaisedBy([&] { readFrom(bytes); }); };
-  for (std::size_t length = 0; length < kThreeRanges.size(); ++length) {
-    EXPECT_EQ(outcome({kThreeRanges.begin(), kThreeRanges.begin() + std::ptrdiff_t(length)}), "STRM_EOF") << length;
-  }
-  for (std::size_t bit = 0; bit < 8 * kThreeRanges.size(); ++bit) {
-    Bytes bad = kThreeRanges;
-    bad[bit / 8] ^= static_cast<unsigned char>(1u << bit % 8);
-    const std::string code = outcome(bad);
+  damageEveryByte(kThreeRanges, [&](const Bytes& bytes) {
+    const std::string code = outcome(bytes);
     EXPECT_TRUE(code == "" || code == "STRM_EOF" || code == "DOMAIN_BAD_STRM_DATA") << code;
-  }
+    return code == "";
+  });
   Bytes notAscending = kThreeRanges;
   notAscending[18] = 5;
   EXPECT_EQ(outcome(notAscending), "DOMAIN_BAD_STRM_DATA");

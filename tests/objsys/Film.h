@@ -12,7 +12,7 @@
 #include "core/objsys/TypedRead.h"
 #include "core/utils/AUndoable.h"
 #include "core/utils/MemStreams.h"
-#include "tests/support/Leaks.h"
+#include "tests/support/Damage.h"
 
 namespace ky::test {
 

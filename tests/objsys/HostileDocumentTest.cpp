@@ -23,38 +23,26 @@ std::string goodDocument() {
   return document.replace(empty, 4, "TSYM");
 }
 
-std::string loadOrRaise(const std::string& document) {
+bool loads(const std::string& document) {
   const LeaksAreNoFault leaks;
   const std::string code = codeRaisedBy([&] { Owned<APortable>(loaded(document)); });
   EXPECT_NE(code, "FATAL_ERROR");
-  return code;
+  return code.empty();
 }
 
 }  // namespace
 
-TEST(HostileDocument, EveryLengthRaises) {
-  const std::string good = goodDocument();
-  for (std::size_t length = 0; length < good.size(); ++length) {
-    SCOPED_TRACE(length);
-    EXPECT_NE(loadOrRaise(good.substr(0, length)), "");
-  }
-}
+TEST(HostileDocument, LoadsOrRaisesWhateverTheBytes) { damageEveryByte(goodDocument(), loads); }
 
-TEST(HostileDocument, EveryByteAndNumberInEveryPlaceLoadsOrRaises) {
+TEST(HostileDocument, LoadsOrRaisesWithAnyNumberInAnyPlace) {
   const std::string good = goodDocument();
   const Long numbers[] = {0, 1, 2, 5, 7, -1, INT_MAX, INT_MIN, Long(Clip::portableID), Long(Reel::portableID)};
-  for (std::size_t at = 0; at < good.size(); ++at) {
+  for (std::size_t at = 43; at + 4 <= good.size(); ++at) {
     SCOPED_TRACE(testing::Message() << "at " << at);
-    for (const unsigned char mask : {0x01, 0x02, 0x80, 0xFF}) {
-      std::string document = good;
-      document[at] = char(document[at] ^ mask);
-      loadOrRaise(document);
-    }
-    if (at < 43 || at + 4 > good.size()) continue;
     for (const Long number : numbers) {
       std::string document = good;
       std::memcpy(&document[at], &number, 4);
-      loadOrRaise(document);
+      loads(document);
     }
   }
 }

@@ -1,18 +1,8 @@
 #include "apps/reel/EditList.h"
 
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-#include <vector>
-
-#include "apps/reel/ReelCommands.h"
-#include "core/objsys/AObjDoc.h"
-#include "core/utils/MemStreams.h"
+#include "tests/objsys/Film.h"
 #include "tests/reel/SomeEdl.h"
 #include "tests/support/FormatPage.h"
-#include "tests/support/Leaks.h"
-#include "tests/support/Raised.h"
 
 using namespace reel;
 using namespace reel::test;
@@ -22,13 +12,12 @@ using ky::Owned;
 namespace {
 
 struct EditListTest : testing::Test {
-  static void SetUpTestSuite() { reel::test::registerOnce(); }
+  static void SetUpTestSuite() { registerOnce(); }
   std::mt19937 random{1117};
 };
 
 std::vector<std::uint8_t> documentOf(const EdlText& text) {
-  const Owned<EditList> list(EditList::New(text));
-  return toDocument(list.get());
+  return toDocument(Owned<EditList>(EditList::New(text)).get());
 }
 
 }  // namespace
@@ -36,9 +25,7 @@ std::vector<std::uint8_t> documentOf(const EdlText& text) {
 TEST_F(EditListTest, SavedListsLoadTheSame) {
   for (int round = 0; round < 100; ++round) {
     const EdlText text = someEdl(random);
-    const auto document = documentOf(text);
-    const EdlText loaded = fromDocument(document)->toText();
-    ASSERT_EQ(described(loaded), described(text));
+    ASSERT_EQ(described(fromDocument(documentOf(text))->toText()), described(text));
   }
 }
 
@@ -53,39 +40,22 @@ TEST_F(EditListTest, DocumentsAreLaidOutAsTheirPageSays) {
 TEST_F(EditListTest, DocumentsOfSomethingElseAreRefused) {
   const Owned<EditList> list(EditList::New(someEdl(random)));
   const Owned<EditEvent> event(static_cast<EditEvent*>(list->first()->Copy()));
-  char** const bytes = KyNewHandle(1000);
-  const Owned<AVariMemStream> stream(AVariMemStream::NewWithEOF(bytes, 0));
-  stream->SetDisposeMem(true);
-  AObjDoc* const document = AObjDoc::New(stream.get(), 0, 0);
-  document->CopyIn(event.get());
-  document->Close();
-  const auto* const data = reinterpret_cast<const std::uint8_t*>(*bytes);
-  EXPECT_EQ(codeRaisedBy([&] {
-              fromDocument({data, static_cast<std::size_t>(stream->GetLength())});
-            }),
-            "DOMAIN_BAD_STRM_DATA");
-  EXPECT_NE(codeRaisedBy([] { fromDocument({}); }), "");
+  const std::string document = saved(event.get());
+  const std::vector<std::uint8_t> bytes(document.begin(), document.end());
+  EXPECT_EQ(codeRaisedBy([&] { fromDocument(bytes); }), "DOMAIN_BAD_STRM_DATA");
 }
 
 TEST_F(EditListTest, DamagedDocumentsLoadSoundOrRaise) {
   EdlText text = someEdl(random);
   while (text.events.size() < 4) text = someEdl(random);
   text.events.resize(4);
-  const auto good = documentOf(text);
-  const auto load = [](const std::vector<std::uint8_t>& document) {
+  const auto loads = [](const std::vector<std::uint8_t>& document) {
     const LeaksAreNoFault leaks;
     const std::string code = codeRaisedBy([&] { EXPECT_TRUE(isSound(fromDocument(document)->toText())); });
     EXPECT_NE(code, "FATAL_ERROR");
     return code.empty();
   };
-  ASSERT_TRUE(load(good));
-  for (std::size_t at = 0; at < good.size(); ++at) {
-    for (const std::uint8_t mask : {0x01, 0x80, 0xFF}) {
-      auto document = good;
-      document[at] ^= mask;
-      load(document);
-    }
-    EXPECT_FALSE(load({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(at)})) << at;
-    if (HasFailure()) FAIL() << "byte " << at;
-  }
+  const auto good = documentOf(text);
+  EXPECT_TRUE(loads(good));
+  damageEveryByte(good, loads);
 }

@@ -1,40 +1,21 @@
 // Disks and memory that fail at every step of a command.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <vector>
-
 #include "apps/kydoc/Inspector.h"
 #include "apps/reel/ReelCommands.h"
 #include "tests/reel/SomeEdl.h"
-#include "tests/support/Leaks.h"
-#include "tests/support/Raised.h"
+#include "tests/support/Damage.h"
 #include "tests/support/failing/NewFailure.h"
 
+using namespace ky::test;
+using reel::test::cuts;
+
 namespace {
-
-using ky::test::bytesOf;
-using ky::test::errorRaisedBy;
-
-std::string cut(int events) {
-  std::string text = "TITLE: T\n";
-  for (int i = 1; i <= events; ++i) {
-    char line[96];
-    std::snprintf(line, sizeof line, "%03d AX V C 00:00:10:00 00:00:12:00 01:00:00:00 01:00:02:00\n", i % 1000);
-    text += line;
-  }
-  return text;
-}
 
 /// A folder with an edit list, a document and an exported list of other contents, and a save that was cut off.
 class Faults : public testing::Test {
  protected:
   struct Command {
     const char* name;
-    const char* saved;  // "" for a command that saves nothing
+    std::string saved;  // "" for a command that saves nothing
     std::function<void()> run;
     bool loads = false;
   };
@@ -42,17 +23,14 @@ class Faults : public testing::Test {
   static void SetUpTestSuite() { reel::test::registerOnce(); }
 
   void prepare(int events) {
-    write("in.edl", cut(events));
-    write("other.edl", cut(1));
+    folder.write("in.edl", cuts(events));
     reel::importEdl(folder / "in.edl", folder / "in.kyb", {});
-    reel::importEdl(folder / "other.edl", folder / "out.kyb", {});
     restore();
   }
   void restore() {
     std::filesystem::remove(folder / "new.kyb");
-    write("out.kyb", kOld);
-    write("out.edl", kOld);
-    for (const char* name : {"new.kyb", "out.kyb", "out.edl"}) write(std::string(name) + "~1-1", "half");
+    for (const char* name : {"out.kyb", "out.edl"}) folder.write(name, kOld);
+    for (const char* name : {"new.kyb~1-1", "out.kyb~1-1", "out.edl~1-1"}) folder.write(name, "half");
   }
   std::vector<Command> commands() {
     return {
@@ -63,48 +41,36 @@ class Faults : public testing::Test {
   }
 
   /// Returns:  how many failures were met.
-  int failEach(const Command& command, const ky::test::Fault& fault) {
+  int failEach(const Command& command, const Fault& fault) {
     SCOPED_TRACE(command.name);
-    return ky::test::failEachStep(
+    return failEachStep(
         fault, [this] { restore(); }, command.run, [&](const XError& error) { expectWhole(command, error); });
   }
 
   /// What a command leaves: all or nothing, and nothing beside it but an old temporary that could not be removed.
   void expectWhole(const Command& command, const XError& error) {
-    const std::string saved = command.saved;
+    const std::string& saved = command.saved;
     if (saved.empty()) return;
     if (error.GetCode()) {
-      const std::vector<std::uint8_t> old = bytesOf(folder / saved);
-      EXPECT_EQ(std::string(old.begin(), old.end()), saved == "new.kyb" ? "" : kOld);
+      EXPECT_EQ(folder.read(saved), saved == "new.kyb" ? "" : kOld);
       EXPECT_EQ(std::filesystem::exists(folder / saved), saved != "new.kyb");
-      // Nobody asked for the temporary file.
-      EXPECT_EQ(ky::test::parm(error, "filename").find('~'), std::string::npos);
+      EXPECT_EQ(parm(error, "filename").find('~'), std::string::npos) << "nobody asked for the temporary file";
     }
-    EXPECT_LE(temporariesOf(saved), 1);
-    EXPECT_EQ(ky::test::codeRaisedBy(command.run), "");
-    EXPECT_EQ(temporariesOf(saved), 0);
+    EXPECT_LE(folder.files(saved + "~"), 1);
+    EXPECT_EQ(codeRaisedBy(command.run), "");
+    EXPECT_EQ(folder.files(saved + "~"), 0);
     if (saved.ends_with(".kyb")) {
       EXPECT_FALSE(kydoc::inspect(bytesOf(folder / saved), {}, {}).fault);
     }
   }
 
-  std::ptrdiff_t temporariesOf(const std::string& saved) const {
-    const std::filesystem::directory_iterator files(folder.path);
-    return std::count_if(begin(files), end(files),
-                         [&](const auto& entry) { return entry.path().filename().string().starts_with(saved + "~"); });
-  }
-  void write(const std::string& name, const std::string& text) {
-    ky::test::writeBytes(folder / name, {text.begin(), text.end()});
-  }
-
   static constexpr const char* kOld = "as it was before";
-  ky::test::TempFolder folder{ky::test::quickPlace()};
+  TempFolder folder{quickPlace()};
 };
 
 }  // namespace
 
 TEST_F(Faults, EveryStepThatFailsLeavesTheOldFileWhole) {
-  using namespace ky::test;
   int met = 0;
   prepare(4000);
   for (const Command& command : commands()) {
