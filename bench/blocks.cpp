@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <thread>
 #include <vector>
@@ -16,6 +17,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include "bench/SecondThread.h"
 #include "core/mem/AltMemory.h"
 #include "core/mem/KyMemory.h"
 
@@ -156,7 +158,8 @@ BLOCKS(Ptr);
 // so.
 int main(int argc, char** argv) {
   const bool single = std::strcmp(argv[argc - 1], "--single") == 0;
-  if (!single) std::thread([] {}).detach();
+  std::optional<ky::bench::SecondThread> beside;
+  if (!single) beside.emplace();
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   if (single) return 0;

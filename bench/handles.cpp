@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <numeric>
 #include <random>
-#include <thread>
 #include <vector>
 
+#include "bench/SecondThread.h"
 #include "core/mem/KyHandles.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/ZorvexHandleMgr.h"
@@ -90,7 +90,7 @@ BENCHMARK(getSize);
 
 // The C library and the library both go without locks until a second thread runs; in an application one does.
 int main(int argc, char** argv) {
-  std::thread([] {}).detach();
+  const ky::bench::SecondThread beside;
   KyMemInit();
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

@@ -12,6 +12,7 @@
 
 #include <pthread.h>
 
+#include "bench/SecondThread.h"
 #include "core/os/HostStart.h"
 #include "core/threads/KyCoreThreadMutex.h"
 #include "core/threads/KyCoreThreadServer.h"
@@ -210,12 +211,7 @@ int main(int argc, char** argv) {
   KyHostSettings settings;
   settings.coreThreads = true;
   KyStartHost(settings);
-  // Beside a second thread, for the standard library's locks leave their atomics out while there is only one.
-  alignas(64) std::atomic<bool> stop{false};
-  std::thread idle([&] { stop.wait(false); });
+  const ky::bench::SecondThread beside;
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
-  stop = true;
-  stop.notify_all();
-  idle.join();
 }

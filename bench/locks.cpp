@@ -1,10 +1,9 @@
 // The native lock beside the standard library's: one pair alone, nested in another, and two threads after one lock.
 #include <benchmark/benchmark.h>
 
-#include <future>
 #include <mutex>
-#include <thread>
 
+#include "bench/SecondThread.h"
 #include "platform/Locks.h"
 
 namespace {
@@ -56,11 +55,7 @@ BENCHMARK(pairContended<std::recursive_mutex>)->Threads(2)->UseRealTime();
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Beside a second thread, for the standard library's locks leave their atomics out while there is only one.
-  std::promise<void> done;
-  std::thread idle([finished = done.get_future()] { finished.wait(); });
+  const ky::bench::SecondThread beside;
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
-  done.set_value();
-  idle.join();
 }

@@ -4,11 +4,11 @@
 
 #include <condition_variable>
 #include <deque>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
 
+#include "bench/SecondThread.h"
 #include "core/lists/KyQueue.h"
 #include "core/os/HostStart.h"
 
@@ -111,11 +111,7 @@ BENCHMARK(fromThreadToThread<LockedRing>)->UseRealTime();
 
 int main(int argc, char** argv) {
   KyStartHost();
-  // Beside a second thread, for the standard library's locks leave their atomics out while there is only one.
-  std::promise<void> done;
-  std::thread idle([finished = done.get_future()] { finished.wait(); });
+  const ky::bench::SecondThread beside;
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
-  done.set_value();
-  idle.join();
 }
