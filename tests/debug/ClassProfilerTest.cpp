@@ -32,7 +32,7 @@ TEST(ClassProfiler, CountsObjectsByClass) {
   StopClassProfiler();
   make(new Sized<24>);
 
-  const DebugPrinted printed;
+  Printed printed;
   PrintClassProfile(10, 2);
   EXPECT_TRUE(printed.text().ends_with(
       "\nLarge                    (1000)          1 (       1/       0)           1000 (1000)\n"

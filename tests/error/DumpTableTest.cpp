@@ -21,7 +21,7 @@ std::string heading(const std::string& name) {
 
 template <class Print>
 std::string printedBy(Print print) {
-  const Printed out;
+  Printed out;
   print();
   return out.text();
 }

@@ -94,7 +94,7 @@ TEST(Volumes, EmulatedSharedStorageFollowsFromItsSize) {
 TEST(Volumes, SharedStorageThatIsNotThereTellsWhatWasAskedOfIt) {
   const OSVolID volume = AVolumeID("/", nullptr);
   CorvaneInfo_t info;
-  const DebugPrinted printed;
+  Printed printed;
   EXPECT_FALSE(IsCorvaneFS(volume) || IsCorvaneFSInstalled(true));
   EXPECT_TRUE(printed.text().starts_with("Error: 'SCManager':\n"));
   const std::pair<std::function<void()>, const char*> cases[] = {

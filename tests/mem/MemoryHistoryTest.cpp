@@ -173,7 +173,7 @@ TEST(MemoryTracer, ListsWhatIsInUseWhileOthersAllocate) {
     while (!end.stop_requested()) KyDisposePtr(KyNewPtr(24));
   });
   const auto isListed = [] {
-    const Printed out;
+    Printed out;
     KySlotsPrintState(Printed::print);
     return out.text().find("  size: 00000111  ") != std::string::npos;
   };

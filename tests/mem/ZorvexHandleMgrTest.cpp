@@ -12,7 +12,7 @@ using namespace ky::test;
 namespace {
 
 Int64 statistic(const char* name) {
-  const Printed out;
+  Printed out;
   ZorvexHandleMgr::DumpStatistics(Printed::print);
   const auto at = out.text().find(name);
   return at == std::string::npos ? -1 : std::stoll(out.text().substr(out.text().find('=', at) + 1));

@@ -1,52 +1,61 @@
 // Collectors of printed text. One of each kind at a time.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "core/base/KyTypes.h"
-#include "core/error/UIRoutines.h"
 #include "platform/Debugger.h"
 
 namespace ky::test {
 
-/// Collects what is printed through a KyPrint: `Printed out; object->Dump(out.print, 0); EXPECT_EQ(out.text(), ...)`.
+/// Collects standard output, where dprintf goes too: `Printed out; object->Dump(out.print, 0); EXPECT_EQ(out.text(),
+/// ...)`.
 class Printed {
  public:
-  Printed();
-  ~Printed();
+  Printed() { testing::internal::CaptureStdout(); }
+  ~Printed() { text(); }
   Printed(const Printed&) = delete;
   Printed& operator=(const Printed&) = delete;
 
-  static int print(const char* format, ...) KY_PRINTF(1, 2);
-  const std::string& text() const;
-};
-
-/// Collects what goes through dprintf on the main thread.
-class DebugPrinted {
- public:
-  DebugPrinted();
-  ~DebugPrinted();
-  DebugPrinted(const DebugPrinted&) = delete;
-  DebugPrinted& operator=(const DebugPrinted&) = delete;
-
-  const std::string& text() const;
+  static constexpr KyPrint print = std::printf;
+  /// What was printed before the first call, which ends the collecting.
+  const std::string& text() {
+    if (std::exchange(isCollecting, false)) collected = testing::internal::GetCapturedStdout();
+    return collected;
+  }
 
  private:
-  DbgPrintfProc before = nullptr;
+  bool isCollecting = true;
+  std::string collected;
 };
 
 /// Collects the debug output, from any thread.
 class DebugOutput {
  public:
-  DebugOutput();
-  ~DebugOutput();
+  DebugOutput() : before(platform::setDebugSink(collect)) { collected.clear(); }
+  ~DebugOutput() { platform::setDebugSink(before); }
   DebugOutput(const DebugOutput&) = delete;
   DebugOutput& operator=(const DebugOutput&) = delete;
 
-  std::string text() const;
+  std::string text() const {
+    const std::lock_guard hold(gate);
+    return collected;
+  }
 
  private:
-  platform::DebugSink before = nullptr;
+  static void collect(const char* text) {
+    const std::lock_guard hold(gate);
+    collected += text;
+  }
+
+  static inline std::mutex gate;
+  static inline std::string collected;
+  platform::DebugSink before;
 };
 
 }  // namespace ky::test

@@ -76,7 +76,7 @@ TEST(ACrcStream, DigestsWhatIsWritten) {
 }
 
 TEST(APrintStream, PrintsALineForEachValue) {
-  const Printed out;
+  Printed out;
   const Owned<APrintStream> stream(APrintStream::New(Printed::print, 2));
   stream->WriteLong("length", 5);
   stream->WriteBytes("bytes", "abc", 3);
