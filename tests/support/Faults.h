@@ -84,4 +84,19 @@ int failEachStep(const Fault& fault, Before before, Work work, After after) {
   return 0;
 }
 
+/// Runs each of the actions with its first allocation failing, then with its second, until it comes through; every
+/// failure is raised, and `expectAsBefore` looks at what it left.
+template <class After>
+void failEachAllocation(const std::vector<std::function<void()>>& actions, After expectAsBefore) {
+  for (const auto& action : actions) {
+    int raised = 0;
+    const auto after = [&](const XError& error) {
+      if (error.GetCode()) ++raised, expectAsBefore();
+    };
+    EXPECT_EQ(failEachStep(
+                  memoryFault(), [] {}, action, after),
+              raised);
+  }
+}
+
 }  // namespace ky::test

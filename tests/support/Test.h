@@ -58,23 +58,4 @@ void onThreads(int count, Body body) {
   for (int number = 0; number < count; ++number) threads.emplace_back([&body, number] { body(number); });
 }
 
-/// Runs `action` with its first allocation failing, then with its second, until none is left that could fail.
-///
-/// `after(code)` sees what each failure left, and what was raised.
-template <class Action, class After>
-void failEachAllocation(Action action, After after) {
-  for (Long nth = 1;; ++nth) {
-    SCOPED_TRACE(testing::Message() << "allocation " << nth);
-    std::string code;
-    bool failed = false;
-    {
-      const AllocationFailure failure(nth);
-      code = codeRaisedBy(action);
-      failed = failure.happened();
-    }
-    if (!failed) return;
-    after(code);
-  }
-}
-
 }  // namespace ky::test
