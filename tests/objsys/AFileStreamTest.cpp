@@ -1,14 +1,7 @@
 #include "core/objsys/AFileStream.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <random>
-
-#include "core/mem/Owned.h"
-#include "core/utils/MemStreams.h"
+#include "tests/filesys/DiskSupport.h"
 #include "tests/support/Faults.h"
-#include "tests/support/Raised.h"
 #include "tests/utils/SomeValues.h"
 
 using namespace ky;
@@ -18,7 +11,7 @@ namespace {
 
 int reads = 0;
 
-class FileStream : public testing::Test {
+class FileStream : public DiskTest {
  protected:
   FileStream() {
     SetKYReadLogTransferCB([](unsigned long length) -> unsigned char {
@@ -31,21 +24,12 @@ class FileStream : public testing::Test {
 
   /// A stream that closes its file, with a buffer of so many bytes.
   Owned<AFileStream> open(unsigned short flags, Long buffer) const {
-    Owned<AFileStream> stream(AFileStream::New(openFile(path.c_str(), flags, 0, OSVolID()), true, nullptr));
+    Owned<AFileStream> stream(AFileStream::New(ky::test::open(path, flags), true, nullptr));
     stream->SetSeqBuf(buffer, 0);
     return stream;
   }
   Bytes onDisk() const { return bytesOf(path); }
-
-  const TempFolder folder;
-  const std::string path = folder / "Reel.kyb";
 };
-
-Bytes counted(std::size_t count) {
-  Bytes bytes(count);
-  for (std::size_t i = 0; i < count; ++i) bytes[i] = std::uint8_t(i + 1);
-  return bytes;
-}
 
 // ---- against models
 
@@ -131,7 +115,7 @@ TEST_F(FileStream, StepsBackInsideWhatItHoldsWithoutReadingAgain) {
 
 TEST_F(FileStream, OwnsItsBufferAndItsFileAsTold) {
   const auto descriptors = openDescriptors();
-  fileRec_t** const file = openFile(path.c_str(), kFileReadWrite, 0, OSVolID());
+  fileRec_t** const file = ky::test::open(path, kFileReadWrite);
   Owned<AFileStream> stream(AFileStream::New(file, false, KyNewHandle(10)));
   stream->WriteLong("v", 5);
   stream.reset();
@@ -142,7 +126,7 @@ TEST_F(FileStream, OwnsItsBufferAndItsFileAsTold) {
     const AllocationFailure failure(1);  // then it goes without a buffer
     EXPECT_EQ(stream->ReadLong("v"), 5);
   }
-  stream.reset(AFileStream::New(openFile("/dev/full", kFileWrite, 0, OSVolID()), true, KyNewHandle(50)));
+  stream.reset(AFileStream::New(ky::test::open("/dev/full", kFileWrite), true, KyNewHandle(50)));
   stream->WriteLong("v", 1);
   EXPECT_EQ(codeRaisedBy([&] { stream.release()->Dispose(); }), "DISK_FULL");
   EXPECT_EQ(openDescriptors(), descriptors);

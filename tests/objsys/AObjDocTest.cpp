@@ -154,29 +154,32 @@ TEST(AObjDoc, KeepsTheByteOrderAndIdentityOfADocumentThatItWritesBack) {
   }
 }
 
-TEST(AObjDoc, ReadsTheOlderVersions) {
-  const std::pair<const char*, const char*> cases[] = {
+// The records of B and of A.
+TEST(AObjDoc, ReadsOlderVersionsAndStepsOverWhatLaterProgramsAppend) {
+  const std::string untagged = "434c49500000000c010000000200014200000002434c49500000000c010000000100014100000001";
+  const std::string b = "434c495000000015020100000002000142000000020101470000001e03";
+  const struct {
+    std::string version, records;
+    const char* want;
+  } rows[] = {
       // 1: numbers of one byte, the root last
-      {"0006446f6d61696e4f424a440007414f626a446f63010013323032362f31312f32312030323a34323a333500000002434c4950000000090"
-       "1"
-       "0000000200014202434c495000000009010000000100014101",
-       "A 1@0 B 2@0 closed"},
-      // 2: numbers of four bytes
-      {"0006446f6d61696e4f424a440007414f626a446f63020013323032362f31312f32312030323a34323a33350000000200000002434c49500"
-       "0"
-       "00000c010000000200014200000002434c49500000000c010000000100014100000001",
-       "A 1@0 B 2@0 closed"},
+      {"01", "434c495000000009010000000200014202434c495000000009010000000100014101", "A 1@0 B 2@0 closed"},
+      // 2: numbers of four bytes, any of them the root
+      {"02", "00000002" + untagged, "A 1@0 B 2@0 closed"},
+      {"02", "00000001" + untagged, "B 2@0 A 1@0 closed"},
       // 3: tags and minor versions
-      {"0006446f6d61696e4f424a440007414f626a446f63030013323032362f31312f32312030323a34323a33350000000200000002434c49500"
-       "0"
-       "000015020100000002000142000000020101470000001e03434c495000000015020100000001000141000000010101470000001903",
+      {"03", "00000002" + b + "434c495000000015020100000001000141000000010101470000001903", "A 1@25 B 2@30 closed"},
+      // fields of a later program: a string, 64 bits, and a level of its own with bytes
+      {"03",
+       "00000002" + b + "434c49500000002d02010000000100014100000001010147000000194c000203034d0000000000000003" +
+           "02090103410000000103" + "03",
        "A 1@25 B 2@30 closed"},
   };
-  for (const auto& [hex, want] : cases) EXPECT_EQ(described(loaded(fromHex(hex))), want);
-  // Version 2 may name any object as its root.
-  std::string second = fromHex(cases[1].first);
-  second[50] = 1;
-  EXPECT_EQ(described(loaded(second)), "B 2@0 A 1@0 closed");
+  for (const auto& row : rows) {
+    const std::string document = "0006446f6d61696e4f424a440007414f626a446f63" + row.version +
+                                 "0013323032362f31312f32312030323a34323a333500000002" + row.records;
+    EXPECT_EQ(described(loaded(fromHex(document))), row.want);
+  }
 }
 
 TEST(AObjDoc, AnyFailingAllocationOfASaveIsRaisedOrWorkedAround) {

@@ -138,11 +138,15 @@ struct Bytes {
   Owned<ADynamicMemStream> stream;
 };
 
-inline std::string saved(APortable* root) {
+inline void save(APortable* root, Bytes& bytes) {
   registerFilm();
-  Bytes bytes;
   Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, Long(kFilmType)));
   doc->CopyIn(root);
+}
+
+inline std::string saved(APortable* root) {
+  Bytes bytes;
+  save(root, bytes);
   return bytes.text();
 }
 

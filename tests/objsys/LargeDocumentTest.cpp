@@ -27,15 +27,9 @@ std::vector<Owned<Clip>> chainOf(std::size_t count) {
   return chain;
 }
 
-void write(Bytes& bytes, APortable* root) {
-  Owned<AObjDoc> doc(AObjDoc::New(bytes.stream.get(), 0, Long(kFilmType)));
-  doc->CopyIn(root);
-}
-
 }  // namespace
 
 TEST(LargeDocument, AChainOfAMillionNeedsNoMoreStackThanOfTwo) {
-  registerFilm();
   rlimit stack{};
   ASSERT_EQ(getrlimit(RLIMIT_STACK, &stack), 0);
   const rlimit before = stack;
@@ -43,10 +37,7 @@ TEST(LargeDocument, AChainOfAMillionNeedsNoMoreStackThanOfTwo) {
   ASSERT_EQ(setrlimit(RLIMIT_STACK, &stack), 0);
 
   Bytes bytes;
-  {
-    const auto chain = chainOf(kCount);
-    write(bytes, chain[0].get());
-  }
+  save(chainOf(kCount)[0].get(), bytes);
   bytes.stream->SetPosition(0);
   Owned<ADomain> doc(ADomain::OpenFromStream(bytes.stream.get(), 0));
   Long expected = 0;
@@ -67,7 +58,7 @@ TEST(LargeDocument, ASaveTakesTheFileAndSixteenBytesAnObject) {
   Bytes bytes;
   std::ofstream("/proc/self/clear_refs") << 5 << std::flush;  // the peak starts again from here
   const Int64 before = statusBytes("VmRSS:");
-  write(bytes, chain[0].get());
+  save(chain[0].get(), bytes);
   const Int64 extra = statusBytes("VmHWM:") - before;
   const Int64 allowed = Int64(bytes.text().size()) + 16 * Int64(kCount);
   constexpr Int64 kSlack = 4 << 20;  // buffers, and what the allocator rounds up

@@ -21,10 +21,10 @@ Owned<AVariMemStream> objectStream(Coding coding, const Bytes& bytes) {
 
 TEST(AStreamTags, LayAnObjectOutByteByByte) {
   const std::pair<Coding, Bytes> cases[] = {
-      {{true, false}, {0x02, 3, 0x01, 2, 0x47, 5, 0, 0, 0, 0x4C, 2, 0, 'a', 'b', 0x03}},
-      {{true, true}, {0x02, 3, 0x01, 2, 0x47, 0, 0, 0, 5, 0x4C, 0, 2, 'a', 'b', 0x03}},
-      {{false, false}, {3, 2, 5, 0, 0, 0, 2, 0, 'a', 'b'}},
-      {{false, true}, {3, 2, 0, 0, 0, 5, 0, 2, 'a', 'b'}},
+      {{true, false}, {0x02, 3, 0x01, 2, 0x47, 5, 0, 0, 0, 0x4C, 2, 0, 'a', 'b', 0x41, 1, 0, 0, 0, 'c', 0x03}},
+      {{true, true}, {0x02, 3, 0x01, 2, 0x47, 0, 0, 0, 5, 0x4C, 0, 2, 'a', 'b', 0x41, 0, 0, 0, 1, 'c', 0x03}},
+      {{false, false}, {3, 2, 5, 0, 0, 0, 2, 0, 'a', 'b', 'c'}},
+      {{false, true}, {3, 2, 0, 0, 0, 5, 0, 2, 'a', 'b', 'c'}},
   };
   for (const auto& [coding, want] : cases) {
     const Owned<AVariMemStream> stream = objectStream(coding, {});
@@ -32,6 +32,7 @@ TEST(AStreamTags, LayAnObjectOutByteByByte) {
     stream->WriteBeginTagMark(2);
     stream->WriteLong("length", 5);
     stream->WriteString("name", "ab");
+    stream->WriteBytes("bytes", "c", 1);
     stream->WriteEndObject();
     EXPECT_EQ(contents(stream.get()), want);
 
@@ -41,6 +42,11 @@ TEST(AStreamTags, LayAnObjectOutByteByByte) {
     EXPECT_EQ(stream->ReadBeginTagMark(), 2);
     EXPECT_EQ(stream->ReadLong("length"), 5);
     EXPECT_STREQ(stream->ReadString("name", name, 3), "ab");
+    const Long at = stream->GetPosition();
+    EXPECT_EQ(codeRaisedBy([&] { stream->ReadBytes("bytes", name, 0); }), coding.tagged ? "STRM_INCORRECT_LENGTH" : "");
+    stream->SetPosition(at);
+    stream->ReadBytes("bytes", name, 1);
+    EXPECT_EQ(name[0], 'c');
     stream->ReadEndObject();
     EXPECT_EQ(stream->GetPosition(), Long(want.size()));
   }

@@ -76,7 +76,7 @@ TEST(AStream, TellsTheTwoFormsApartByTheTag) {
   }
 }
 
-// ---- text and bytes
+// ---- text
 
 TEST(AStream, RefusesTextThatCannotBeRight) {
   const struct {
@@ -95,24 +95,6 @@ TEST(AStream, RefusesTextThatCannotBeRight) {
     EXPECT_EQ(codeRaisedBy([&] { streamOf(c.bytes)->ReadString("v", buffer, c.room); }), c.code);
     if (c.room < 100) continue;
     EXPECT_EQ(codeRaisedBy([&] { streamOf(c.bytes)->ReadStringHandle("v"); }), c.code);
-  }
-}
-
-TEST(AStream, WritesALengthAheadOfBytesOnlyWhereThereAreTags) {
-  const std::pair<Coding, Bytes> rows[] = {{{false, true}, {'a', 'b', 'c'}},
-                                           {{true, false}, {0x41, 3, 0, 0, 0, 'a', 'b', 'c'}},
-                                           {{true, true}, {0x41, 0, 0, 0, 3, 'a', 'b', 'c'}}};
-  for (const auto& [coding, want] : rows) {
-    const Owned<AVariMemStream> stream = streamOf({});
-    apply(coding, stream.get());
-    stream->WriteBytes("v", "abc", 3);
-    EXPECT_EQ(contents(stream.get()), want);
-    stream->SetPosition(0);
-    char got[4] = "";
-    stream->ReadBytes("v", got, 3);
-    EXPECT_STREQ(got, "abc");
-    stream->SetPosition(0);
-    EXPECT_EQ(codeRaisedBy([&] { stream->ReadBytes("v", got, 2); }), coding.tagged ? "STRM_INCORRECT_LENGTH" : "");
   }
 }
 
