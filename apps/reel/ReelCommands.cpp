@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -61,6 +62,17 @@ Json speedJson(const std::optional<EdlSpeed>& speed) {
   return speed->fps.getDouble();
 }
 
+/// The value on lines of their own, those after the first behind `margin`.
+std::string jsonText(const Json& value, std::string_view margin) {
+  const std::string text = value.dump(2, ' ', false, Json::error_handler_t::replace);
+  std::string out;
+  for (const char c : text) {
+    out += c;
+    if (c == '\n') out += margin;
+  }
+  return out;
+}
+
 Json eventJson(const EdlEvent& event) {
   Json comments = Json::array();
   for (const std::string& line : event.comments) comments.push_back(commentText(line));
@@ -82,6 +94,8 @@ Json eventJson(const EdlEvent& event) {
 
 std::string durationText(Long frames, const EdlText& list) {
   const timecodeDesc_t desc = TCCreateDesc(list.drop, list.fps);
+  // A whole day is more than a label can tell.
+  if (frames == TCConstruct(1, 0, 0, 0, 0, &desc).frames) return "24:00:00:00";
   return timecodeText(TCCreateDur(frames, &desc));
 }
 
@@ -223,17 +237,18 @@ std::string listAsTable(const EdlText& list) {
 }
 
 std::string listAsJson(const EdlText& list) {
-  Json events = Json::array();
+  const Json head = {
+      {"title", orNull(list.title)}, {"fps", list.fps}, {"drop", list.drop}, {"duration", listDuration(list)}};
+  std::string text = jsonText(head, "");
+  text.erase(text.rfind("\n}"));
+  text += ",\n  \"events\": [";
+  // One by one, since the events of a long list as one JSON value would take many times the memory of the list.
   for (const EdlEvent& event : list.events) {
     showListing(list, event);
-    events.push_back(eventJson(event));
+    text += &event == list.events.data() ? "\n    " : ",\n    ";
+    text += jsonText(eventJson(event), "    ");
   }
-  const Json all = {{"title", orNull(list.title)},
-                    {"fps", list.fps},
-                    {"drop", list.drop},
-                    {"duration", listDuration(list)},
-                    {"events", std::move(events)}};
-  return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return text + "\n  ]\n}\n";
 }
 
 }  // namespace reel
