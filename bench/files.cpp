@@ -30,6 +30,7 @@ using benchmark::State;
 namespace {
 
 constexpr int values = 1 << 20;
+constexpr Long largest = values * 40;  // bytes of memory that the longest run takes
 constexpr Long bufferSize = 0x40000;
 std::string path;
 
@@ -42,12 +43,12 @@ void perValue(State& state) {
 
 struct Memory {
   static AStream* toWrite() {
-    static char** const handle = KyNewHandle(values * 16);
+    static char** const handle = KyNewHandle(largest);
     return AMemStream::New(handle, 0);
   }
   static AStream* toRead() {
     AStream* const stream = toWrite();
-    stream->SetLength(values * 16);
+    stream->SetLength(largest);
     return stream;
   }
 };
@@ -76,26 +77,43 @@ void movePieces(int flags, std::size_t total, Move move) {
 // ---- typed values: argument 1 for a tagged section
 
 struct Longs {
-  static constexpr std::size_t size = 4;
+  static constexpr std::size_t size = 4, tags = 1;
   static void put(AStream* s, Long i) { s->WriteLong("v", i); }
   static void get(AStream* s) { benchmark::DoNotOptimize(s->ReadLong("v")); }
 };
 struct Shorts {
-  static constexpr std::size_t size = 2;
+  static constexpr std::size_t size = 2, tags = 1;
   static void put(AStream* s, Long i) { s->WriteShort("v", short(i)); }
   static void get(AStream* s) { benchmark::DoNotOptimize(s->ReadShort("v")); }
 };
 struct Doubles {
-  static constexpr std::size_t size = 8;
+  static constexpr std::size_t size = 8, tags = 1;
   static void put(AStream* s, Long i) { s->WriteDouble("v", i); }
   static void get(AStream* s) { benchmark::DoNotOptimize(s->ReadDouble("v")); }
 };
 struct Names {
-  static constexpr std::size_t size = 14;
+  static constexpr std::size_t size = 14, tags = 1;
   static void put(AStream* s, Long) { s->WriteString("v", "Clip_0000012"); }
   static void get(AStream* s) {
     char text[32];
     benchmark::DoNotOptimize(s->ReadString("v", text, sizeof text));
+  }
+};
+
+/// One of each.
+struct Records {
+  static constexpr std::size_t size = Shorts::size + Longs::size + Doubles::size + Names::size, tags = 4;
+  static void put(AStream* s, Long i) {
+    Shorts::put(s, i);
+    Longs::put(s, i);
+    Doubles::put(s, i);
+    Names::put(s, i);
+  }
+  static void get(AStream* s) {
+    Shorts::get(s);
+    Longs::get(s);
+    Doubles::get(s);
+    Names::get(s);
   }
 };
 
@@ -130,14 +148,14 @@ void get(State& state) {
 
 template <class Value>
 void putFloor(State& state) {
-  const std::size_t total = (Value::size + std::size_t(state.range(0))) * values;
+  const std::size_t total = (Value::size + Value::tags * std::size_t(state.range(0))) * values;
   for (auto _ : state) movePieces(O_RDWR | O_CREAT, total, write);
   perValue(state);
 }
 
 template <class Value>
 void getFloor(State& state) {
-  const std::size_t total = (Value::size + std::size_t(state.range(0))) * values;
+  const std::size_t total = (Value::size + Value::tags * std::size_t(state.range(0))) * values;
   movePieces(O_RDWR | O_CREAT, total, write);
   for (auto _ : state) movePieces(O_RDONLY, total, read);
   perValue(state);
@@ -288,6 +306,7 @@ int main(int argc, char** argv) {
   enrolValues<Longs>("Long");
   enrolValues<Doubles>("Double");
   enrolValues<Names>("String");
+  enrolValues<Records>("Record");
   benchmark::RegisterBenchmark("put/stdio/Long", putStdio);
   benchmark::RegisterBenchmark("get/stdio/Long", getStdio);
 #if defined(KY_HAS_QT6CORE)
