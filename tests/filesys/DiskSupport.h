@@ -8,6 +8,8 @@
 
 #include "core/filesys/CoreWinLocators.h"
 #include "core/filesys/DiskRtns.h"
+#include "core/filesys/SafeSave.h"
+#include "core/utils/AStream.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Test.h"
 #include "tests/support/Waits.h"
@@ -77,9 +79,17 @@ struct Place {
     const std::vector<std::uint8_t> bytes = bytesOf(folder / name);
     return {bytes.begin(), bytes.end()};
   }
+  std::ptrdiff_t files() const { return std::distance(std::filesystem::directory_iterator(folder.path), {}); }
 
   const TempFolder folder;
 };
+
+/// More than a buffer, so that the disk is written to while the document is.
+inline const std::string longText(300'000, 'n');
+
+inline void saveLong(AFileLocator* locator) {
+  safeSave(locator, [](AStream* stream) { stream->Write(longText.data(), Long(longText.size())); });
+}
 
 class DiskTest : public testing::Test {
  protected:

@@ -2,7 +2,6 @@
 #include <map>
 
 #include "core/filesys/Folders.h"
-#include "core/filesys/SafeSave.h"
 #include "core/lists/CKyList.h"
 #include "core/objsys/AFileStream.h"
 #include "tests/filesys/DiskSupport.h"
@@ -43,11 +42,6 @@ class FileFaults : public testing::Test, protected Place {
     return all;
   }
 
-  void save(const char* name) const {
-    constexpr Long kLong = 300'000;  // more than a buffer
-    static const std::string text(kLong, 'n');
-    safeSave(file(name).get(), [&](AStream* stream) { stream->Write(text.data(), kLong); });
-  }
   static Boolean visit(ALocator* item, LongPtr) { return item->Exists(); }
 
   const struct {
@@ -64,8 +58,8 @@ class FileFaults : public testing::Test, protected Place {
       {"ask for a type", [this] { file("other")->GetFileType(); }},
       {"copy", [this] { OwnedFile(file("other")->CopyAFile(dir("sub").get(), "new", 0)); }},
       {"copy over another", [this] { OwnedFile(file("other")->CopyAFile(dir().get(), "old", 1)); }},
-      {"save", [this] { save("new"); }},
-      {"save over another", [this] { save("old"); }},
+      {"save", [this] { saveLong(file("new").get()); }},
+      {"save over another", [this] { saveLong(file("old").get()); }},
       {"walk", [this] { ForEachItemInDir(dir().get(), visit, 0); }},
       {"search", [this] { OwnedFile(KYSearchFile(dir().get(), "none", 0)); }},
       {"read by a stream",

@@ -11,31 +11,25 @@ namespace {
 
 using OwnedFile = Owned<AFileLocator>;
 
-/// What a walk saw; `stopAt` ends it.
-struct Seen {
-  std::multiset<std::string> names;
-  std::size_t stopAt = 1000;
-  void (*meanwhile)(const std::string& path) = nullptr;
-
-  static Boolean visit(ALocator* item, LongPtr data) {
-    auto* const seen = reinterpret_cast<Seen*>(data);
-    char name[256];
-    seen->names.insert(static_cast<AFileSystemLocator*>(item)->GetName(name, sizeof name));
-    if (seen->meanwhile) seen->meanwhile(fullPathOf(static_cast<AFileSystemLocator*>(item)));
-    return seen->names.size() < seen->stopAt;
-  }
-  LongPtr data() { return reinterpret_cast<LongPtr>(this); }
+/// With a folder of its own, which is that of temporary files too.
+struct Folders : testing::Test, Place {
+  Folders() { SetFSTempDir(dir().release()); }
+  ~Folders() override { SetFSTempDir(CoreWinDirLocator::New(std::filesystem::temp_directory_path().c_str(), nullptr)); }
 };
 
-/// Puts the system's folder back as that of temporary files.
-struct TempDirSet {
-  explicit TempDirSet(const std::string& path) { SetFSTempDir(CoreWinDirLocator::New(path.c_str(), nullptr)); }
-  ~TempDirSet() { SetFSTempDir(CoreWinDirLocator::New(std::filesystem::temp_directory_path().c_str(), nullptr)); }
-};
+std::multiset<std::string> sSeen;
+
+/// Takes the item from under the walk, which ends once so many were seen.
+Boolean renameEach(ALocator* item, LongPtr most) {
+  const std::filesystem::path path = fullPathOf(static_cast<AFileSystemLocator*>(item));
+  sSeen.insert(path.filename());
+  std::filesystem::rename(path, path.string() + "-new");
+  return LongPtr(sSeen.size()) < most;
+}
 
 }  // namespace
 
-TEST(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
+TEST_F(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
   const std::string longStem = "abcdefghijklmnopqrstuvwxyz";
   const struct {
     const char* what;
@@ -64,18 +58,8 @@ TEST(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
   }
 }
 
-TEST(Folders, ATemporaryNameIsClaimedByOneAskerAlone) {
-  const TempFolder folder;
-  const TempDirSet set(folder.path);
-  onThreads(4, [](int) {
-    for (int i = 0; i < 25; ++i) OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr));
-  });
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 100);
-}
-
-TEST(Folders, ATemporaryFileLiesWhereItsKindSays) {
-  const TempFolder folder, other;
-  const TempDirSet set(folder.path);
+TEST_F(Folders, ATemporaryFileLiesWhereItsKindSays) {
+  const TempFolder other;
   const OwnedFile out(CoreWinFileLocator::New(other.path.c_str(), "document"));
   GetTempFile("", 0, kTempInFolder, out.get());
   EXPECT_EQ(fullPathOf(out.get()), folder / "tmp");
@@ -86,40 +70,41 @@ TEST(Folders, ATemporaryFileLiesWhereItsKindSays) {
   GetTempFile("save", 1, kTempBesideOut, out.get());
   EXPECT_TRUE(fullPathOf(out.get()).starts_with(other / "save"));
   EXPECT_TRUE(out->Exists());
+  onThreads(4, [](int) {
+    for (int i = 0; i < 25; ++i) OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr));
+  });
+  EXPECT_EQ(files(), 100) << "each for one asker alone";
 }
 
-TEST(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
-  const Place place;
-  for (const char* name : {"a", "b", "c"}) place.write(name);
-  place.dir("sub")->Create(0);
-  const auto dir = place.dir();
-  Seen folders, first, changing;
-  EXPECT_EQ(ForEachSubDir(dir.get(), Seen::visit, folders.data()), 1);
-  EXPECT_EQ(folders.names, (std::multiset<std::string>{"sub"}));
-  first.stopAt = 1;
-  EXPECT_EQ(ForEachItemInDir(dir.get(), Seen::visit, first.data()), 0);
-  EXPECT_EQ(first.names.size(), 1u);
-  changing.meanwhile = [](const std::string& path) {
-    std::filesystem::remove(path);
-    writeBytes(path + "-new", {});
-  };
-  EXPECT_TRUE(ForEachFile(dir.get(), Seen::visit, changing.data()));
-  EXPECT_EQ(changing.names, (std::multiset<std::string>{"a", "b", "c"}));
+TEST_F(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
+  for (const char* name : {"a", "b", "c"}) write(name);
+  dir("sub")->Create(0);
+  const struct {
+    decltype(&ForEachFile) walk;
+    std::multiset<std::string> want;
+  } cases[] = {{ForEachFile, {"a", "b", "c"}},
+               {ForEachSubDir, {"sub"}},
+               {ForEachItemInDir, {"a-new", "b-new", "c-new", "sub-new"}}};
+  for (const auto& c : cases) {
+    sSeen.clear();
+    EXPECT_EQ(c.walk(dir().get(), renameEach, 9), 1);
+    EXPECT_EQ(sSeen, c.want);
+  }
+  sSeen.clear();
+  EXPECT_EQ(ForEachItemInDir(dir().get(), renameEach, 1), 0);
+  EXPECT_EQ(sSeen.size(), 1u);
 }
 
-TEST(Folders, ASearchGoesAsDeepAsItMayAndThroughNoLoop) {
-  const Place place;
-  const TempFolder& folder = place.folder;
+TEST_F(Folders, ASearchGoesAsDeepAsItMayAndThroughNoLoop) {
   std::filesystem::create_directories(folder / "one/two");
   std::filesystem::create_directory_symlink(folder.path, folder / "one/back");
-  place.write("one/two/found");
-  const auto dir = place.dir();
-  EXPECT_EQ(KYSearchFile(dir.get(), "found", 1), nullptr);
-  EXPECT_EQ(fullPathOf(OwnedFile(KYSearchFile(dir.get(), "found", 2)).get()), folder / "one/two/found");
-  EXPECT_EQ(KYSearchFile(dir.get(), "absent", 0), nullptr);
+  write("one/two/found");
+  EXPECT_EQ(KYSearchFile(dir().get(), "found", 1), nullptr);
+  EXPECT_EQ(fullPathOf(OwnedFile(KYSearchFile(dir().get(), "found", 2)).get()), folder / "one/two/found");
+  EXPECT_EQ(KYSearchFile(dir().get(), "absent", 0), nullptr);
 }
 
-TEST(Folders, WellKnownFoldersAreFoundById) {
+TEST_F(Folders, WellKnownFoldersAreFoundById) {
   char path[kPathSize];
   const Long media = Long(MakeChar4("MEDI")), takes = Long(MakeChar4("TAKE"));
   EXPECT_FALSE(SpecialFolders::Register(takes, media, "takes", false)) << "below one that is not known";
