@@ -35,8 +35,7 @@ enum Stage : int { unborn, running, asleep, listening, starving, stages };
 /// What one thread did.
 struct Done {
   std::minstd_rand random;
-  long turns = 0, wrong = 0;
-  std::array<long, 3> locked = {};  ///< how often each lock of `Shared` was taken
+  long turns = 0, locked = 0, wrong = 0;
   std::atomic<long> lastError{0};
   std::atomic<int> stage{unborn};
   std::atomic<bool> killed{false};  ///< the signal is on its way
@@ -96,17 +95,6 @@ struct Shared {
                    Lane(std::make_unique<WrapQueue>(5, kOverwriteOldest), true)};
 };
 
-/// Where the thread stands while `body` runs.
-template <class Body>
-void at(Stage stage, Done& done, Body body) {
-  struct Tenure {
-    ~Tenure() { stage = running; }
-    std::atomic<int>& stage;
-  } const tenure{done.stage};
-  done.stage = stage;
-  body();
-}
-
 /// A yield does not return to a thread that was being killed before.
 void yieldOrEnd(Done& done) {
   const bool killed = done.killed;
@@ -115,13 +103,12 @@ void yieldOrEnd(Done& done) {
 }
 
 void eatWhatNobodyBrings(Done& done) {
-  at(starving, done, [&] {
-    KyCoreThreadServer::AboutToBlock();
-    done.food.acquire();
-    done.stage = running;
-    done.fed = false;
-    KyCoreThreadServer::DoneBlocking();
-  });
+  KyCoreThreadServer::AboutToBlock();
+  done.stage = starving;
+  done.food.acquire();
+  done.stage = running;
+  done.fed = false;
+  KyCoreThreadServer::DoneBlocking();
   yieldOrEnd(done);
 }
 
@@ -129,7 +116,7 @@ void lockAndCount(Shared& shared, Done& done) {
   const auto which = done.random() % 3;
   const auto count = [&] {
     ++shared.locked[which];
-    ++done.locked[which];
+    ++done.locked;
   };
   if (which == 0) {
     const KyAutoLockThreadMutex outer(&shared.recursive);
@@ -156,9 +143,11 @@ void step(Shared& shared, Done& done, int number, Worker& it) {
   Lane& lane = shared.lanes[done.random() % 4];
   switch (done.random() % 16) {
     case 0:
-      return at(asleep, done, [&] { it.Sleep(done.random() % 4 == 0 ? kHour : 1000); });
+      done.stage = asleep;
+      return it.Sleep(done.random() % 4 == 0 ? kHour : 1000);
     case 1:
-      return at(listening, done, [&] { it.ListenTo(&shared.event); });
+      done.stage = listening;
+      return it.ListenTo(&shared.event);
     case 2:
       it.idle = true;
       return;
@@ -327,9 +316,7 @@ TEST(CoreThreadStress, EveryTurnIsCounted) {
 
   const Shared& shared = crowd.shared;
   EXPECT_EQ(shared.turns, crowd.sum(&Done::turns));
-  std::array<long, 3> locked = {};
-  for (const Done& done : crowd.all) std::ranges::transform(locked, done.locked, locked.begin(), std::plus{});
-  EXPECT_EQ(shared.locked, locked);
+  EXPECT_EQ(std::accumulate(shared.locked.begin(), shared.locked.end(), 0L), crowd.sum(&Done::locked));
   EXPECT_EQ(crowd.sum(&Done::wrong), 0);
   for (const Lane& lane : shared.lanes) {
     SCOPED_TRACE(&lane - shared.lanes);
