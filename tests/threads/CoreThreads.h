@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <mutex>
 
 #include "core/threads/KyCoreThread.h"
@@ -46,6 +47,7 @@ class Worker : public KyCoreThread {
     const std::lock_guard hold(gate);
     return notes;
   }
+  bool isParked() { return IsParking() && IsSuspended(); }
 
   std::atomic<bool> idle{false};
 
@@ -80,15 +82,24 @@ class CoreThreadTest : public testing::Test {
   static KyCoreThreadServer& server() { return *GetCoreThreadServer(); }
   static KyCoreThread& self() { return *server().GetRunningThread(); }
 
-  /// Runs `body` once on a core thread of its own, to its end.
+  /// Runs `body(number)` once on each of so many core threads of both kinds by turns, to their ends.
+  template <class Body>
+  static void onCoreThreads(int count, Body body) {
+    std::vector<std::unique_ptr<Worker>> workers;
+    for (int number = 0; number < count; ++number) {
+      const auto runOnce = [&body, number](Worker& it) {
+        body(number);
+        it.Terminate();
+      };
+      const auto type = number % 2 ? KyCoreThread_Preemptive : KyCoreThread_Cooperative;
+      workers.push_back(std::make_unique<Worker>(runOnce, type));
+      workers.back()->Resume();
+    }
+    for (const auto& each : workers) ASSERT_TRUE(runUntil([&] { return !each->IsThreadAlive(); }));
+  }
   template <class Body>
   static void elsewhere(Body body) {
-    Worker worker([&](Worker& it) {
-      body();
-      it.Terminate();
-    });
-    worker.Resume();
-    ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
+    onCoreThreads(1, [&](int) { body(); });
   }
 };
 

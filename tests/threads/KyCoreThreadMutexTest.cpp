@@ -89,7 +89,7 @@ TEST_F(CoreMutex, ASignalIsForThoseWhoWaitABroadcastForAll) {
   // It stands between its step's beginning and the wait for a moment only.
   ASSERT_TRUE(runUntil([&] {
     event.SignalSubscriber();
-    return waiter.IsParking() && waiter.IsSuspended();
+    return waiter.isParked();
   }));
   event.BroadcastSubscribers();
   waiter.MarkToWakeUp();

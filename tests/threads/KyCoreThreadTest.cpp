@@ -1,6 +1,6 @@
 #include "core/threads/KyCoreThread.h"
 
-#include <memory>
+#include <semaphore>
 
 #include "core/threads/KyCoreThreadMutex.h"
 #include "tests/threads/CoreThreads.h"
@@ -17,11 +17,10 @@ TEST_F(KyCoreThreads, RunThroughTheirLifeInOrder) {
     EXPECT_TRUE(worker.IsSuspended() && worker.IsThreadAlive() && !worker.IsRunnable());
     EXPECT_EQ(server().FindThread(worker.GetID()), &worker);
     worker.Resume();
-    const auto isParked = [&] { return worker.IsParking() && worker.IsSuspended(); };
-    ASSERT_TRUE(runUntil(isParked));
+    ASSERT_TRUE(runUntil([&] { return worker.isParked(); }));
     EXPECT_EQ(worker.story(), "start do park ");
     worker.MarkToWakeUp();
-    ASSERT_TRUE(runUntil([&] { return isParked() && worker.GetWorkCount() == 2; }));
+    ASSERT_TRUE(runUntil([&] { return worker.isParked() && worker.GetWorkCount() == 2; }));
     worker.Terminate();
     ASSERT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
     EXPECT_EQ(worker.story(), "start do park unpark do park unpark stop ");
@@ -55,28 +54,24 @@ TEST_F(KyCoreThreads, AreKilledWhereverTheyAre) {
   taken.Unlock();
 }
 
-TEST_F(KyCoreThreads, OneThatBlocksIsKilledOnceTheBlockEnds) {
-  std::atomic<bool> blocked{false}, data{false};
+TEST_F(KyCoreThreads, AKillIsPatientWithOneThatBlocks) {
+  std::binary_semaphore data{0};
   Worker reader([&](Worker&) {
     KyCoreThreadServer::AboutToBlock();
-    blocked = true;
-    data.wait(false);
+    data.acquire();
     KyCoreThreadServer::DoneBlocking();
     SafeThreadYield();
-    blocked = false;
   });
   reader.Resume();
-  ASSERT_TRUE(runUntil([&] { return blocked.load(); }));
+  ASSERT_TRUE(runUntil([&] { return reader.story() == "start do "; }));
   {
     const SleptClock clock;
     EXPECT_FALSE(reader.KillThead(false));
     EXPECT_GE(SleptClock::now, 10'000'000);
   }
-  data = true;
-  data.notify_all();
+  data.release();
   EXPECT_TRUE(reader.KillThead(false));
   EXPECT_EQ(reader.story(), "start do ");
-  EXPECT_TRUE(blocked);
 }
 
 TEST_F(KyCoreThreads, ErrorsOfAStepDoNotEndTheLoop) {
@@ -87,7 +82,7 @@ TEST_F(KyCoreThreads, ErrorsOfAStepDoNotEndTheLoop) {
     throw XError("STEP_FAILED");
   });
   worker.Resume();
-  ASSERT_TRUE(runUntil([&] { return worker.IsParking() && worker.IsSuspended(); }));
+  ASSERT_TRUE(runUntil([&] { return worker.isParked(); }));
   EXPECT_EQ(worker.story(), "start do do do do park ");
   EXPECT_FALSE(worker.HasDeferredExceptions());
   EXPECT_EQ(server().GetCurrentCoopThread(), &self());
@@ -120,20 +115,18 @@ TEST_F(KyCoreThreads, WakingBetweenTheLookForWorkAndParkingIsNotMissed) {
 }
 
 TEST_F(KyCoreThreads, WhatOneOwnsEndsWithItUnlessItWasTakenBack) {
+  static int sEnded = 0;
   struct Kept : KyCoreThreadResource {
-    explicit Kept(int& count) : ended(count) {}
-    ~Kept() override { ++ended; }
-    int& ended;
+    ~Kept() override { ++sEnded; }
   };
-  int ended = 0;
-  Kept back(ended);
+  Kept back;
   Worker worker([](Worker& it) { it.Terminate(); });
-  worker.AddThreadResource(new Kept(ended));
+  worker.AddThreadResource(new Kept);
   worker.AddThreadResource(&back);
   worker.RemoveThreadResource(&back);
   worker.Resume();
   EXPECT_TRUE(runUntil([&] { return !worker.IsThreadAlive(); }));
-  EXPECT_EQ(ended, 1);
+  EXPECT_EQ(sEnded, 1);
 }
 
 TEST_F(KyCoreThreads, PrioritiesAreToldByTheirBand) {

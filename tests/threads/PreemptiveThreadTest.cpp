@@ -47,7 +47,16 @@ class Steered : public PreemptiveThread {
     while (notes().find(letter) == std::string::npos) std::this_thread::yield();
   }
 
+  /// Keeps the thread at the letter while it is `held`.
+  void hold(char letter) {
+    held = true;
+    todo[letter] = [this] {
+      while (held) std::this_thread::yield();
+    };
+  }
+
   std::map<char, std::function<void()>> todo;  ///< by letter; set before the first request
+  std::atomic<bool> held{false};
   static inline std::atomic<int> alive{0};
 
  protected:
@@ -104,10 +113,7 @@ TEST_F(PreemptiveThreads, AnEndAskedForInAnyStateIsNeverPutOff) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.want);
     const Owned<Steered> worker(new Steered);
-    std::atomic<bool> held{true};
-    worker->todo[c.during] = [&held] {
-      while (held) std::this_thread::yield();
-    };
+    worker->hold(c.during);
     if (c.during) {
       worker->Start();
       worker->awaitNote(c.during);
@@ -116,7 +122,7 @@ TEST_F(PreemptiveThreads, AnEndAskedForInAnyStateIsNeverPutOff) {
     worker->Stop();
     worker->Start();
     worker->Pause();
-    held = false;
+    worker->held = false;
     EXPECT_EQ(ended(*worker), c.want);
   }
 }
@@ -143,17 +149,14 @@ TEST_F(PreemptiveThreads, AnErrorEndsTheThreadAlone) {
 
 TEST_F(PreemptiveThreads, AThreadThatDoesNotEndIsLeftRunningWithItsObject) {
   Steered* const worker = new Steered;
-  std::atomic<bool> held{true};
-  worker->todo['R'] = [&held] {
-    while (held) std::this_thread::yield();
-  };
+  worker->hold('R');
   worker->Start();
   worker->awaitNote('R');
   SleptClock::runs = true;
   worker->Dispose();
   EXPECT_EQ(Steered::alive, 1);
   EXPECT_TRUE(PreemptiveThread::cDestructorTimedOut);
-  held = false;
+  worker->held = false;
   EXPECT_EQ(ended(*worker), "PSRAT");
   worker->Dispose();
 }
