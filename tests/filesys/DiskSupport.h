@@ -72,14 +72,6 @@ struct Place {
   Owned<CoreWinDirLocator> dir(const char* name = nullptr) const {
     return Owned<CoreWinDirLocator>(CoreWinDirLocator::New(folder.path.c_str(), name));
   }
-  void write(const std::string& name, const std::string& text = "") const {
-    writeBytes(folder / name, {text.begin(), text.end()});
-  }
-  std::string read(const std::string& name) const {
-    const std::vector<std::uint8_t> bytes = bytesOf(folder / name);
-    return {bytes.begin(), bytes.end()};
-  }
-  std::ptrdiff_t files() const { return std::distance(std::filesystem::directory_iterator(folder.path), {}); }
 
   const TempFolder folder;
 };

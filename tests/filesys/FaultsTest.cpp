@@ -24,16 +24,16 @@ class FileFaults : public testing::Test, protected Place {
   void restore() {
     for (const auto& entry : std::filesystem::directory_iterator(folder.path)) std::filesystem::remove_all(entry);
     std::filesystem::create_directory(folder / "sub");
-    write("old", std::string(10, 'o'));
-    write("other", std::string(600000, 'x'));
-    write("old~1-1", "h");
+    folder.write("old", std::string(10, 'o'));
+    folder.write("other", std::string(600000, 'x'));
+    folder.write("old~1-1", "h");
   }
   /// The files below the folder; a folder has no contents.
   Contents contents() const {
     Contents found;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path)) {
       const std::string name = entry.path().lexically_relative(folder.path).string();
-      found[name] = entry.is_directory() ? "" : read(name);
+      found[name] = entry.is_directory() ? "" : folder.read(name);
     }
     return found;
   }

@@ -49,8 +49,8 @@ TEST_F(Folders, AUniqueNameIsTheGivenOneOrItsStartWithANumber) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     const Place here, there;
-    for (const std::string& name : c.taken) here.write(name);
-    for (const std::string& name : c.takenElsewhere) there.write(name);
+    for (const std::string& name : c.taken) here.folder.write(name);
+    for (const std::string& name : c.takenElsewhere) there.folder.write(name);
     char out[64];
     const bool isGiven = MakeUniqueName(here.dir().get(), out, c.name.c_str(), there.dir().get());
     EXPECT_EQ(isGiven, out == c.name);
@@ -73,11 +73,11 @@ TEST_F(Folders, ATemporaryFileLiesWhereItsKindSays) {
   onThreads(4, [](int) {
     for (int i = 0; i < 25; ++i) OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr));
   });
-  EXPECT_EQ(files(), 100) << "each for one asker alone";
+  EXPECT_EQ(folder.files(), 100) << "each for one asker alone";
 }
 
 TEST_F(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
-  for (const char* name : {"a", "b", "c"}) write(name);
+  for (const char* name : {"a", "b", "c"}) folder.write(name);
   dir("sub")->Create(0);
   const struct {
     decltype(&ForEachFile) walk;
@@ -98,7 +98,7 @@ TEST_F(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
 TEST_F(Folders, ASearchGoesAsDeepAsItMayAndThroughNoLoop) {
   std::filesystem::create_directories(folder / "one/two");
   std::filesystem::create_directory_symlink(folder.path, folder / "one/back");
-  write("one/two/found");
+  folder.write("one/two/found");
   EXPECT_EQ(KYSearchFile(dir().get(), "found", 1), nullptr);
   EXPECT_EQ(fullPathOf(OwnedFile(KYSearchFile(dir().get(), "found", 2)).get()), folder / "one/two/found");
   EXPECT_EQ(KYSearchFile(dir().get(), "absent", 0), nullptr);

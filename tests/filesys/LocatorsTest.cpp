@@ -86,14 +86,14 @@ TEST_F(Locators, DocumentsKeepThem) {
 }
 
 TEST_F(Locators, RenamingRefusesATakenNameUnlessItMayReplace) {
-  write("old", "old text");
-  write("new", "new text");
+  folder.write("old", "old text");
+  folder.write("new", "new text");
   const auto locator = file("new");
   EXPECT_EQ(codeRaisedBy([&] { locator->Rename("old", 0); }), "DISK_FILE_ALREADY_EXISTS");
-  EXPECT_EQ(read("old") + nameOf(*locator), "old textnew");
+  EXPECT_EQ(folder.read("old") + nameOf(*locator), "old textnew");
   fileRec_t** const stale = file("old")->Open(kFileRead, 0);
   locator->Rename("old", 1);
-  EXPECT_EQ(read("old") + nameOf(*locator), "new textold");
+  EXPECT_EQ(folder.read("old") + nameOf(*locator), "new textold");
   fileRec_t** const fresh = locator->Open(kFileRead, 0);
   EXPECT_NE(fresh, stale) << "an open from now on is one of the new file";
   KYCloseFile(fresh);
@@ -101,7 +101,7 @@ TEST_F(Locators, RenamingRefusesATakenNameUnlessItMayReplace) {
 }
 
 TEST_F(Locators, FilesAndFoldersAreToldApart) {
-  write("file", "12345");
+  folder.write("file", "12345");
   const auto there = [](AFileSystemLocator& at) { return at.Exists() * 100 + at.FileExists() * 10 + at.DirExists(); };
   EXPECT_EQ(there(*file("file")), 110);
   EXPECT_EQ(there(*dir()), 101);
@@ -119,7 +119,7 @@ TEST_F(Locators, FilesAndFoldersAreToldApart) {
 }
 
 TEST_F(Locators, AFolderIsReadWithoutHiddenEntriesAndBrokenLinks) {
-  for (const char* name : {"b", "a:colon", ".hidden", ".HSResource"}) write(name, "");
+  for (const char* name : {"b", "a:colon", ".hidden", ".HSResource"}) folder.write(name, "");
   dir("sub")->Create(0);
   std::filesystem::create_symlink("nowhere", folder / "broken");
   std::set<std::string> names;
@@ -135,12 +135,12 @@ TEST_F(Locators, AFolderIsReadWithoutHiddenEntriesAndBrokenLinks) {
 
 TEST_F(Locators, ACopyTakesThePlaceOfAnotherFileOnlyIfItMay) {
   const std::string text(0x80001, 't');
-  write("from", text);
-  write("taken", "old");
+  folder.write("from", text);
+  folder.write("taken", "old");
   EXPECT_EQ(codeRaisedBy([&] { file("from")->CopyAFile(dir().get(), "taken", 0); }), "DISK_FILE_ALREADY_EXISTS");
-  EXPECT_EQ(read("taken"), "old");
+  EXPECT_EQ(folder.read("taken"), "old");
   EXPECT_EQ(nameOf(*Owned<AFileLocator>(file("from")->CopyAFile(dir().get(), "taken", 1))), "taken");
-  EXPECT_TRUE(read("taken") == text);
+  EXPECT_TRUE(folder.read("taken") == text);
 }
 
 TEST_F(Locators, ATypeIsToldByTheExtensionOrByTheDocumentInside) {
@@ -171,7 +171,7 @@ TEST_F(Locators, ATypeIsToldByTheExtensionOrByTheDocumentInside) {
                {"key", badKey, 0, "DOMAIN_BAD_STRM_DATA"},
                {"short", document.substr(0, 70), 0, "DISK_EOF"}};
   for (const auto& c : cases) {
-    write(c.name, c.contents);
+    folder.write(c.name, c.contents);
     ULong found = 0;
     EXPECT_EQ(codeRaisedBy([&] { found = type(c.name); }), c.code) << c.name;
     EXPECT_EQ(found, c.type) << c.name;

@@ -45,7 +45,7 @@ class TempFolder {
   TempFolder& operator=(const TempFolder&) = delete;
 
   std::string operator/(const std::string& name) const { return path + "/" + name; }
-  void write(const std::string& name, const std::string& text) const {
+  void write(const std::string& name, const std::string& text = "") const {
     writeBytes(*this / name, {text.begin(), text.end()});
   }
   std::string read(const std::string& name) const {
