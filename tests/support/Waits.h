@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <future>
 #include <thread>
 #include <utility>
 
@@ -10,6 +11,12 @@
 #include "platform/Clock.h"
 
 namespace ky::test {
+
+/// What `body` gives on a thread of its own, which has ended by then.
+template <class Body>
+auto elsewhere(Body body) {
+  return std::async(std::launch::async, body).get();
+}
 
 /// Time that passes only in sleeps and in waits with a limit, which take none, or where a test moves it.
 class SleptClock {

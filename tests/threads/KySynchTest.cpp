@@ -1,23 +1,12 @@
 #include "core/threads/KySynch.h"
 
 #include <array>
-#include <future>
 
 #include "tests/support/Test.h"
 #include "tests/support/Waits.h"
 
 using namespace ky;
 using namespace ky::test;
-
-namespace {
-
-/// What `body` gives on a thread of its own, which has ended by then.
-template <class Body>
-auto elsewhere(Body body) {
-  return std::async(std::launch::async, body).get();
-}
-
-}  // namespace
 
 TEST(KySynch, OnlyAWaitThatIsNotServedAtOnceIsFramed) {
   const FramedWaits frames;

@@ -7,28 +7,23 @@
 #include "tests/support/Bare.h"
 #include "tests/support/Printed.h"
 #include "tests/support/Test.h"
+#include "tests/support/Waits.h"
 
 namespace {
 
 using namespace ky::test;
 
 /// Counts stops in the debugger and hides what is reported before them.
-class Reports {
- public:
-  Reports() : before(ky::platform::setBreakHook([] { ++count; })) { count = 0; }
-  ~Reports() { ky::platform::setBreakHook(before); }
+struct Reports {
+  Reports() {
+    count = 0;
+    ky::platform::setBreakHook([] { ++count; });
+  }
+  ~Reports() { ky::platform::setBreakHook(nullptr); }
 
   static inline std::atomic<int> count{0};
-
- private:
-  const ky::platform::BreakHook before;
   const DebugOutput output;
 };
-
-template <class Body>
-void onThread(Body body) {
-  std::thread(body).join();
-}
 
 TEST(ThreadContext, IsMadeOnceAndEndsOnce) {
   static int sAlive;
@@ -37,7 +32,7 @@ TEST(ThreadContext, IsMadeOnceAndEndsOnce) {
     ~Data() override { --sAlive; }
   };
   const Reports reports;
-  onThread([] {
+  elsewhere([] {
     ThreadContext* const own = ThreadContext::Register();
     own->SetThreadContextData(new Data);
     own->SetThreadContextData(new Data);
@@ -77,7 +72,7 @@ TEST(ThreadContext, ThreadsComeAndGoWhileOthersAreCollected) {
   const ThreadContext* const main = ThreadContext::GetMainThreadContext();
   onThreads(4, [&](int starter) {
     for (int round = 0; round < kRounds; ++round) {
-      if (starter != 0) onThread([&] { visit(round); });
+      if (starter != 0) elsewhere([&] { visit(round); });
       ThreadContext::ThreadContextGC();
       EXPECT_EQ(ThreadContext::Find(main->GetThreadID()), main);
     }
@@ -86,7 +81,7 @@ TEST(ThreadContext, ThreadsComeAndGoWhileOthersAreCollected) {
 
 TEST(ThreadContext, ACallBehindAThreadsEndGetsAContextOffTheList) {
   ULong id = 0;
-  onThread([&id] {
+  elsewhere([&id] {
     ky::platform::atThreadExit(
         [](void* out) {
           ThreadContext* const late = ThreadContext::Find();
