@@ -99,7 +99,6 @@ class KY_API PreemptiveThread : public AObject {
  private:
   static void jacket(void* thread);
   void runInJacket();
-  void awaitFirstRequest();
   void MainThreadLoop();
   void takeNextState();
   void tellAwaiting();
