@@ -7,36 +7,26 @@
 using namespace ky;
 using namespace ky::test;
 
-TEST(ErrorStack, ParametersPrintByTheTypeOfTheirLabel) {
-  const XError error("CODE", "str file", "a.bin", "int n", -2, "u_int u", 255u, "long l", Long(70000), "u_long ul",
-                     ULong(16), "float f", 0.5, "double d", 2.25, "Boolean b", true, "Byte y", 300, "Char4 pcid",
-                     MakeChar4("OBJD"), "char c", 'x', "u_char uc", 200, "short s", -1, "u_short us", 65535, 0);
-  EXPECT_EQ(wordsOf(error),
-            "Exception: CODE, file:a.bin, n:-2, u:ff, l:70000, ul:0x10, f:0.5, d:2.25, b:TRUE, y:44, pcid:OBJD, c:x, "
-            "uc:c8, s:-1, us:0xffff");
-}
-
-TEST(ErrorStack, ListsAreReadByTheirLabels) {
-  const struct {
-    const char* name;
-    XError error;
-    const char* want;
-  } rows[] = {
-      {"arguments take the type of their label",
-       XError("C", "double whole", 3, "int cut", 2.9, "float single", 1e300, "Boolean word", 256, "long huge",
+TEST(ErrorStack, ListsAreReadAndPrintedByTheirLabels) {
+  const std::pair<XError, const char*> rows[] = {
+      {XError("CODE", "str file", "a.bin", "int n", -2, "u_int u", 255u, "long l", Long(70000), "u_long ul", ULong(16),
+              "float f", 0.5, "double d", 2.25, "Boolean b", true, "Byte y", 300, "Char4 pcid", MakeChar4("OBJD"),
+              "char c", 'x', "u_char uc", 200, "short s", -1, "u_short us", 65535, 0),
+       "Exception: CODE, file:a.bin, n:-2, u:ff, l:70000, ul:0x10, f:0.5, d:2.25, b:TRUE, y:44, pcid:OBJD, c:x, uc:c8, "
+       "s:-1, us:0xffff"},
+      // Arguments take the type of their label.
+      {XError("C", "double whole", 3, "int cut", 2.9, "float single", 1e300, "Boolean word", 256, "long huge",
               std::numeric_limits<double>::infinity(), 0),
        "Exception: C, whole:3, cut:2, single:inf, word:FALSE, huge:0"},
-      {"null label", XError("C", "int a", 1, 0, "int b", 2), "Exception: C, a:1"},
-      {"unknown type", XError("C", "int a", 1, "widget w", 2, "int b", 3, 0), "Exception: C, a:1"},
-      {"label without value", XError("C", "int a", 1, "int b"), "Exception: C, a:1"},
-      {"null text is dropped", XError("C", "str a", 0, "str b", nullptr, "int c", 3, 0), "Exception: C, c:3"},
-      {"unnamed ones get their position", XError("C", "int x", 1, "int", 2, "str  ", "z", 0),
-       "Exception: C, x:1, 2:2, 3:z"},
+      // A null label, an unknown type and a label without a value end the list.
+      {XError("C", "int a", 1, 0, "int b", 2), "Exception: C, a:1"},
+      {XError("C", "int a", 1, "widget w", 2, "int b", 3, 0), "Exception: C, a:1"},
+      {XError("C", "int a", 1, "int b"), "Exception: C, a:1"},
+      // Null texts are dropped, and unnamed parameters get their position.
+      {XError("C", "str a", 0, "str b", nullptr, "int c", 3, 0), "Exception: C, c:3"},
+      {XError("C", "int x", 1, "int", 2, "str  ", "z", 0), "Exception: C, x:1, 2:2, 3:z"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(wordsOf(row.error), row.want);
-  }
+  for (const auto& [error, want] : rows) EXPECT_EQ(wordsOf(error), want);
 }
 
 TEST(ErrorStack, ParametersBelongToTheirLevelAlone) {

@@ -1,5 +1,7 @@
 #include "core/error/Subsystems.h"
 
+#include "core/error/Fatal.h"
+#include "core/utils/MetaBase.h"
 #include "tests/support/Bare.h"
 #include "tests/support/Test.h"
 
@@ -10,7 +12,8 @@ namespace {
 using namespace std::string_literals;
 
 BARE_TEST(Subsystems, TheTableHoldsFifty) {
-  raiseFatals();
+  MBInit();  // the types that an error's parameters need
+  FtlInstall(raiseFatal);
   dbgSetFlag(7, kDbgPrint);
   for (int id = 1; id <= 50; ++id) EXPECT_EQ(dbgRegSubSystem(("s" + std::to_string(id)).c_str()), id);
   EXPECT_EQ(dbgTestFlag(7, 15), 0) << "flags start clear";

@@ -32,16 +32,14 @@ class KydocCommands : public testing::Test {
 
   const TempFolder folder;
   const std::string document = folder / "a.kyb";
-  const struct {
-    std::function<int()> run;
-    bool makesJson;
-  } commands[7] = {{[this] { return kydoc::info(document, false); }, false},
-                   {[this] { return kydoc::info(document, true); }, true},
-                   {[this] { return kydoc::dump(document, false); }, false},
-                   {[this] { return kydoc::dump(document, true); }, true},
-                   {[this] { return kydoc::verify(document); }, false},
-                   {[] { return kydoc::volumes(false); }, false},
-                   {[] { return kydoc::volumes(true); }, true}};
+  // Each, and whether it makes JSON.
+  const std::pair<std::function<int()>, bool> commands[7] = {{[this] { return kydoc::info(document, false); }, false},
+                                                             {[this] { return kydoc::info(document, true); }, true},
+                                                             {[this] { return kydoc::dump(document, false); }, false},
+                                                             {[this] { return kydoc::dump(document, true); }, true},
+                                                             {[this] { return kydoc::verify(document); }, false},
+                                                             {[] { return kydoc::volumes(false); }, false},
+                                                             {[] { return kydoc::volumes(true); }, true}};
 };
 
 /// How much is free may change from one call to the next.
@@ -54,21 +52,20 @@ std::string withoutDigits(std::string text) {
 
 TEST_F(KydocCommands, WordWhateverFailsAndWorkTheNextTime) {
   int met = 0;
-  for (const auto& command : commands) {
+  for (const auto& [command, makesJson] : commands) {
     std::vector<Fault> faults = diskFaults();
     faults.push_back(memoryFault());
     // The JSON library takes memory in destructors too, which no program survives the lack of.
-    if (!command.makesJson) faults.push_back(newFault());
-    const Shown whole = run(command.run);
+    if (!makesJson) faults.push_back(newFault());
+    const Shown whole = run(command);
     ASSERT_EQ(whole.status, 0) << whole.err;
     for (const Fault& fault : faults) {
       int status = -1;
       const std::string code = fault.name == std::string("new") ? "MEM_OUT_OF_MEMORY" : fault.code;
       met += failEachStep(
-          fault, begin, [&] { status = support::runWork("kydoc", command.run); },
+          fault, begin, [&] { status = support::runWork("kydoc", command); },
           [&](const XError&) {
             const Shown shown = end(status);
-            SCOPED_TRACE(&command - commands);
             if (status == 0) {
               EXPECT_EQ(withoutDigits(shown.out), withoutDigits(whole.out));
               EXPECT_EQ(shown.err, "");
@@ -78,7 +75,7 @@ TEST_F(KydocCommands, WordWhateverFailsAndWorkTheNextTime) {
             }
           });
     }
-    EXPECT_EQ(run(command.run).status, 0);
+    EXPECT_EQ(run(command).status, 0);
   }
   EXPECT_GT(met, 150);
 }

@@ -6,6 +6,7 @@
 
 #include "core/mem/BiasedLock.h"
 #include "platform/Threads.h"
+#include "tests/support/Faults.h"
 #include "tests/support/Test.h"
 
 using namespace ky;
@@ -82,14 +83,10 @@ TEST_F(AltMemory, ExhaustionRaisesAndLeavesTheCounters) {
   const auto filler = blocks(40, 4092);  // the first of its master block to the last
   const Long total = AltGetTotalBytes();
   std::vector<void*> more;
-  std::string code;
-  {
-    const AllocationFailure failure(1);
-    while (!failure.happened()) code = codeRaisedBy([&] { more.push_back(AltMalloc(4092)); });
-  }
-  EXPECT_EQ(code, "MEM_OUT_OF_MEMORY");
-  EXPECT_EQ(AltGetTotalBytes(), total);
-  more.push_back(AltMalloc(4092));
+  const auto growOnce = [&] {
+    while (AltGetTotalBytes() == total) more.push_back(AltMalloc(4092));
+  };
+  failEachAllocation({growOnce}, [&] { EXPECT_EQ(AltGetTotalBytes(), total); });
   end(filler);
   end(more);
 }

@@ -2,7 +2,7 @@
 
 #include "tests/filesys/DiskSupport.h"
 #include "tests/support/Faults.h"
-#include "tests/utils/SomeValues.h"
+#include "tests/utils/StreamSupport.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -70,27 +70,6 @@ TEST_P(FileStreamModel, HoldsForRandomTransfersSeeksAndCuts) {
   }
   stream->Flush();
   EXPECT_EQ(onDisk(), model);
-}
-
-TEST_P(FileStreamModel, TypedValuesPassAsThroughMemory) {
-  for (const Coding coding : allCodings) {
-    SCOPED_TRACE(coding.tagged * 10 + coding.swapped);
-    const Owned<AVariMemStream> memory = streamOf({});
-    const Owned<AFileStream> file = open(kFileCreate | kFileReadWrite, GetParam());
-    std::vector<std::size_t> kinds(400);
-    std::generate(kinds.begin(), kinds.end(),
-                  [random = std::mt19937(7)]() mutable { return random() % std::size(values); });
-    for (AStream* const stream : {static_cast<AStream*>(memory.get()), static_cast<AStream*>(file.get())}) {
-      apply(coding, stream);
-      for (const std::size_t kind : kinds) values[kind].put(stream);
-      EXPECT_EQ(stream->GetLength(), stream->GetPosition());
-    }
-    EXPECT_EQ(contents(file.get()), contents(memory.get()));
-    EXPECT_EQ(onDisk(), contents(memory.get()));
-    file->SetPosition(0);
-    for (const std::size_t kind : kinds) ASSERT_TRUE(values[kind].comesBack(file.get()));
-    EXPECT_EQ(codeRaisedBy([&] { file->ReadDouble("past the end"); }), "DISK_EOF");
-  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Buffers, FileStreamModel, testing::Values(0, 1, 2, 3, 4, 5, 7, 8, 9, 13, 64, 1000, 100000));

@@ -162,19 +162,18 @@ TEST(CmxEdl, RefusalsTellTheLineTheReadingAndTheExpectation) {
 }
 
 TEST(CmxEdl, DurationIsTheStretchThatHoldsEveryEvent) {
-  const struct {
-    std::vector<std::pair<const char*, const char*>> records;
-    Long want;
-  } cases[] = {{{{"01:00:00:00", "01:00:01:00"}, {"01:00:01:00", "01:00:03:00"}}, 72},
-               {{{"01:00:10:00", "01:00:12:00"}, {"01:00:00:00", "01:00:01:00"}}, 288},  // any order, with a gap
-               {{{"01:00:00:00", "01:00:10:00"}, {"01:00:02:00", "01:00:03:00"}}, 240},  // one inside another
-               {{{"23:59:59:00", "00:00:00:00"}, {"00:00:00:00", "00:00:01:00"}}, 48},   // over midnight
-               {{{"00:00:00:00", "23:59:59:23"}, {"23:59:59:23", "00:00:00:00"}}, 86400 * 24}};
-  for (const auto& c : cases) {
+  using Times = std::vector<std::pair<const char*, const char*>>;
+  const std::pair<Times, Long> cases[] = {
+      {{{"01:00:00:00", "01:00:01:00"}, {"01:00:01:00", "01:00:03:00"}}, 72},
+      {{{"01:00:10:00", "01:00:12:00"}, {"01:00:00:00", "01:00:01:00"}}, 288},  // any order, with a gap
+      {{{"01:00:00:00", "01:00:10:00"}, {"01:00:02:00", "01:00:03:00"}}, 240},  // one inside another
+      {{{"23:59:59:00", "00:00:00:00"}, {"00:00:00:00", "00:00:01:00"}}, 48},   // over midnight
+      {{{"00:00:00:00", "23:59:59:23"}, {"23:59:59:23", "00:00:00:00"}}, 86400 * 24}};
+  for (const auto& [records, want] : cases) {
     std::string text;
-    for (const auto& [in, out] : c.records)
+    for (const auto& [in, out] : records)
       text += std::string("001 AX V C 00:00:00:00 00:00:01:00 ") + in + " " + out + "\n";
-    EXPECT_EQ(listDuration(read(text).list), c.want) << text;
+    EXPECT_EQ(listDuration(read(text).list), want) << text;
   }
 }
 

@@ -8,9 +8,6 @@ namespace ky::test {
 /// Fatal handler of the tests: raises FATAL_ERROR.
 unsigned char raiseFatal(const char* msg, const char* file, int line);
 
-/// Makes fatals raise in a bare process: the handler, and the types that the error's parameters need.
-void raiseFatals();
-
 /// Tells whether this process was started for a bare test; `main` asks first.
 bool isBareProcess(int argc, char** argv);
 

@@ -1,7 +1,8 @@
 #include "core/utils/AStream.h"
 
+#include "core/objsys/AFileStream.h"
 #include "core/utils/ABlockMemStream.h"
-#include "tests/support/Test.h"
+#include "tests/filesys/DiskSupport.h"
 #include "tests/utils/SomeValues.h"
 
 using namespace ky;
@@ -10,55 +11,64 @@ using namespace ky::test;
 namespace {
 
 /// The roads that a value can take, all of which must lead to the same bytes.
-AStream* (*const roads[])() = {
-    [] { return static_cast<AStream*>(streamOf({}).release()); },
-    [] {
-      AStream* const traced = streamOf({}).release();
-      return traced->SetTraceFunc(countLine), traced;
-    },
-    [] { return static_cast<AStream*>(ABlockMemStream::New(3, 2)); },
-    [] { return static_cast<AStream*>(ABlockMemStream::New(300, 1)); },
-};
+std::vector<Owned<AStream>> roads(const TempFolder& folder) {
+  std::vector<Owned<AStream>> all;
+  all.emplace_back(streamOf({}).release());
+  all.emplace_back(streamOf({}).release())->SetTraceFunc(countLine);
+  all.emplace_back(ABlockMemStream::New(3, 2));
+  all.emplace_back(ABlockMemStream::New(300, 1));
+  for (const Long buffer : {0, 1, 2, 3, 4, 5, 7, 8, 9, 13, 64, 1000}) {
+    const std::string path = folder / std::to_string(buffer);
+    AFileStream* const file = AFileStream::New(open(path, kFileCreate | kFileReadWrite), true, nullptr);
+    file->SetSeqBuf(buffer, 0);
+    all.emplace_back(file);
+  }
+  return all;
+}
 
 TEST(AStream, CodesEveryKindOfValueOnEveryRoad) {
-  for (std::size_t road = 0; road < std::size(roads); ++road)
-    for (const Coding coding : allCodings)
-      for (const Value& value : values) {
-        SCOPED_TRACE(testing::Message() << "tag " << int(value.tag) << ", road " << road << ", tagged " << coding.tagged
-                                        << ", swapped " << coding.swapped);
-        const Owned<AStream> stream(roads[road]()), counting(AStream::New());
-        for (AStream* s : {stream.get(), counting.get()}) {
-          apply(coding, s);
-          for (int i = 0; i < 3; ++i) value.put(s);
-        }
-        EXPECT_EQ(counting->GetPosition(), stream->GetPosition());
-        const Bytes payload = coding.swapped ? value.swapped : value.native;
-        const Bytes one = coding.tagged ? joined({value.tag}, payload) : payload;
-        EXPECT_EQ(contents(stream.get()), joined(joined(one, one), one));
-        stream->SetPosition(0);
-        for (int i = 0; i < 3; ++i) EXPECT_TRUE(value.comesBack(stream.get()));
-        EXPECT_EQ(codeRaisedBy([&] { value.comesBack(stream.get()); }), "STRM_EOF");
+  for (const Coding coding : allCodings) {
+    Bytes once;
+    for (const Value& value : values) {
+      if (coding.tagged) once.push_back(value.tag);
+      once = joined(once, coding.swapped ? value.swapped : value.native);
+    }
+    const TempFolder folder;
+    for (const Owned<AStream>& stream : roads(folder)) {
+      SCOPED_TRACE(testing::Message() << stream->ClassName() << ", tagged " << coding.tagged << ", swapped "
+                                      << coding.swapped);
+      const Owned<AStream> counting(AStream::New());
+      for (AStream* s : {stream.get(), counting.get()}) {
+        apply(coding, s);
+        for (int round = 0; round < 3; ++round)
+          for (const Value& value : values) value.put(s);
       }
+      EXPECT_EQ(counting->GetPosition(), stream->GetPosition());
+      EXPECT_EQ(contents(stream.get()), joined(joined(once, once), once));
+      stream->SetPosition(0);
+      for (int round = 0; round < 3; ++round)
+        for (const Value& value : values) ASSERT_TRUE(value.comesBack(stream.get())) << "tag " << int(value.tag);
+      for (const Value& value : values) {
+        EXPECT_TRUE(codeRaisedBy([&] { value.comesBack(stream.get()); }).ends_with("_EOF")) << int(value.tag);
+      }
+    }
+  }
 }
 
 // ---- 64-bit values in either form
 
 TEST(AStream, ReadsTheShortFormWithItsOddSigns) {
-  const struct {
-    Bytes bytes;
-    bool swapped;
-    Int64 want;
-  } cases[] = {
+  const std::tuple<Bytes, bool, Int64> cases[] = {
       {{0xFE, 255, 255, 255}, false, -2},    // sign-extended, also unsigned
       {{0, 0, 0, 0x80}, true, -4294967168},  // the sign is that of the last byte on the wire
       {{0x80, 0, 0, 1}, true, 2147483649},   // the first byte's sign is lost
   };
-  for (const auto& c : cases) {
-    const Owned<AVariMemStream> stream = streamOf(c.bytes);
-    stream->SetSwapBytes(c.swapped);
-    EXPECT_EQ(stream->ReadInt64orLong("v"), c.want);
+  for (const auto& [bytes, swapped, want] : cases) {
+    const Owned<AVariMemStream> stream = streamOf(bytes);
+    stream->SetSwapBytes(swapped);
+    EXPECT_EQ(stream->ReadInt64orLong("v"), want);
     stream->SetPosition(0);
-    EXPECT_EQ(static_cast<Int64>(stream->ReadUInt64orULong("v")), c.want);
+    EXPECT_EQ(static_cast<Int64>(stream->ReadUInt64orULong("v")), want);
   }
 }
 

@@ -23,28 +23,24 @@ std::string printed(unsigned char tid, const void* value, const char* format = n
 }  // namespace
 
 TEST(MetaBase, ScannedValuesSurviveAPackedFrame) {
-  const struct {
-    const char* type;
-    const char* text;
-    const char* want;
-  } rows[] = {
+  const char* const rows[][3] = {
       {"str", "reel 7", "reel 7"},  {"ptr", "1f", "0x1f"},         {"int", "-12", "-12"},    {"u_int", "ff", "ff"},
       {"long", " 70000x", "70000"}, {"u_long", "10", "0x10"},      {"float", "0.5", "0.5"},  {"double", "2.25", "2.25"},
       {"Boolean", "true", "TRUE"},  {"Boolean", "yes", "FALSE"},   {"Boolean", "1", "TRUE"}, {"Byte", "200", "-56"},
       {"Char4", "  OBJD", "OBJD"},  {"Char4", "ab", "ab"},         {"char", "q", "q"},       {"u_char", "A", "41"},
       {"short", "-3", "-3"},        {"u_short", "ffff", "0xffff"}, {"int", "", "0"},         {"Char4", "", ""},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(std::string(row.type) + " " + row.text);
-    const unsigned char tid = idOf(row.type);
+  for (const auto& [type, text, want] : rows) {
+    SCOPED_TRACE(std::string(type) + " " + text);
+    const unsigned char tid = idOf(type);
     alignas(8) char frame[16];
     std::memset(frame, 0x5A, sizeof frame);
-    const short used = MBGetPushProc(tid)(frame, MBGetScanProc(tid)(row.text));
+    const short used = MBGetPushProc(tid)(frame, MBGetScanProc(tid)(text));
     EXPECT_EQ(used, 8);
     char* cursor = frame;
     const void* const pulled = MBGetPullProc(tid)(&cursor);
     EXPECT_EQ(cursor, frame + used);
-    EXPECT_EQ(printed(tid, pulled), row.want);
+    EXPECT_EQ(printed(tid, pulled), want);
   }
 }
 
