@@ -25,13 +25,6 @@ std::string fromHex(const std::string& digits) {
   return bytes;
 }
 
-/// Puts the time and the identifier of `from` into `document`: the two things that no two documents share.
-std::string withIdentityOf(const std::string& from, std::string document) {
-  document.replace(kTimestamp, 19, from, kTimestamp, 19);
-  document.replace(kUid, 8, from, kUid, 8);
-  return document;
-}
-
 struct NamedProgram {
   NamedProgram() {
     version.major = 1;
@@ -129,7 +122,8 @@ TEST(AObjDoc, WritesTheBytesThatThePageShows) {
   const Ring ring;
   const std::string page = bytesOfPage("object-document.md", "example");
   ASSERT_EQ(page.size(), 177u);
-  EXPECT_EQ(withIdentityOf(page, saved(ring.a.get())), page);
+  // No two documents share the time and the identifier.
+  EXPECT_EQ(saved(ring.a.get()).replace(kTimestamp, 19, page, kTimestamp, 19).replace(kUid, 8, page, kUid, 8), page);
 }
 
 TEST(AObjDoc, KeepsTheByteOrderAndIdentityOfADocumentThatItWritesBack) {

@@ -1,10 +1,9 @@
 // What must hold however many objects there are: the stack does not grow with them, and memory grows by little.
-#include <sys/resource.h>
 #include <fstream>
 
+#include "tests/filesys/DiskSupport.h"
 #include "tests/objsys/Film.h"
 #include "tests/support/Status.h"
-#include "tests/support/Test.h"
 
 using namespace ky;
 using namespace ky::test;
@@ -30,12 +29,7 @@ std::vector<Owned<Clip>> chainOf(std::size_t count) {
 }  // namespace
 
 TEST(LargeDocument, AChainOfAMillionNeedsNoMoreStackThanOfTwo) {
-  rlimit stack{};
-  ASSERT_EQ(getrlimit(RLIMIT_STACK, &stack), 0);
-  const rlimit before = stack;
-  stack.rlim_cur = std::min<rlim_t>(stack.rlim_max, 8 << 20);
-  ASSERT_EQ(setrlimit(RLIMIT_STACK, &stack), 0);
-
+  const Limit stack(RLIMIT_STACK, 8 << 20);
   Bytes bytes;
   save(chainOf(kCount)[0].get(), bytes);
   bytes.stream->SetPosition(0);
@@ -48,7 +42,6 @@ TEST(LargeDocument, AChainOfAMillionNeedsNoMoreStackThanOfTwo) {
     clip = next;
   }
   EXPECT_EQ(expected, Long(kCount));
-  setrlimit(RLIMIT_STACK, &before);
 }
 
 #if !defined(KY_SANITIZED)  // whose own memory would be measured
