@@ -67,8 +67,8 @@ bool isKillSignal(const XError& error);
 void traceCoreThreads(const char* format, ...) KY_PRINTF(1, 2);
 void registerCoreThreadTrace();
 
-/// Lets others run until `thread` has ended, for at most `microseconds`; a core thread by `yield`. Any thread may call.
-bool stopsWithin(KyCoreThread* thread, Int64 microseconds, void (*yield)());
+/// Lets others run until `thread` has ended, for at most `microseconds`. Any thread may call.
+bool stopsWithin(KyCoreThread* thread, Int64 microseconds);
 inline constexpr Int64 kStopPatience = 10'000'000;
 
 /// The server's critical section for a scope.

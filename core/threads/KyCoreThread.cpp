@@ -104,7 +104,7 @@ Boolean KyCoreThread::KillThead(Boolean abort) {
   }
   RaiseException(XError(KILL_THREAD_SIGNAL));
   abort ? Abort() : Terminate();
-  const bool stopped = stopsWithin(this, kStopPatience, SafeThreadYield);
+  const bool stopped = stopsWithin(this, kStopPatience);
   if (abort && stopped) {
     dprintf("KYThread::KillThead()  Thread aborted (not gracefully).  Please save your work and restart");
   } else if (abort) {

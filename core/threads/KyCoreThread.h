@@ -57,6 +57,9 @@ class KY_API KyCoreThreadResource {
 /// Starts suspended; the first `Resume` sets it going: `ThreadStart`, then `DoIt` again and again until it is done,
 /// then `ThreadStop`. It parks whenever `HasNothingToDo` after a `DoIt`, until it is resumed.
 ///
+/// An error that leaves a hook is dropped, and the thread goes on. KILL_THREAD_SIGNAL ends it instead, and then
+/// `ThreadStop` is not called: what must be tidied up at any end belongs behind KillThead().
+///
 /// Threads:  a subclass's hooks run on the thread, with the exclusive section held; other operations are for any
 /// thread.
 class KY_API KyCoreThread {
@@ -96,7 +99,8 @@ class KY_API KyCoreThread {
   virtual void Terminate();
   virtual void Abort();
   /// Raises KILL_THREAD_SIGNAL in the thread, ends it and waits for at most ten seconds. One that does not stop is
-  /// fatal with `abort`: "KYThread::KillThead() Could NOT stop my thread.".
+  /// fatal with `abort`: "KYThread::KillThead() Could NOT stop my thread.". An error for the caller is not heard before
+  /// its next yield, so that a destructor may call this.
   ///
   /// Returns:  whether it stopped.
   virtual Boolean KillThead(Boolean abort);
@@ -127,10 +131,13 @@ class KY_API KyCoreThread {
   virtual Int64 YieldToOthers();
   virtual void YieldTo(KyCoreThread* target, Boolean comeBack);
   /// A deferred error ends it at once, and is raised. For the thread itself.
+  ///
+  /// Units:    whole milliseconds are slept; less than one only lets others run.
   virtual void Sleep(Int64 microseconds);
+  /// For the thread itself: "thread == GetRunningThread()".
   virtual void Suspend();
   virtual void Resume();
-  /// Called on the thread at each hand-over, before it leaves the section and after it is back.
+  /// Called on the thread at each hand-over, before it leaves the section and after it is back. They may not raise.
   virtual void SaveContext();
   virtual void RestoreContext();
   virtual void SetPlatformSpecific(void* handle);

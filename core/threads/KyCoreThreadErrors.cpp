@@ -13,6 +13,7 @@ bool ky::isKillSignal(const XError& error) {
 }
 
 void CoreThreadState::raiseKillSignal() {
+  if (!killDeferred) return;
   std::unique_ptr<ExceptionContainer> kill;
   {
     const std::lock_guard hold(gate);

@@ -239,13 +239,14 @@ void YieldOutToOthers() {
   if (KyCoreThread* const current = runningCoreThread()) current->RaiseDeferredException(false);
 }
 
-bool ky::stopsWithin(KyCoreThread* thread, Int64 microseconds, void (*yield)()) {
+// An error for the caller is not to be heard in the midst of a destructor, from which most threads are ended.
+bool ky::stopsWithin(KyCoreThread* thread, Int64 microseconds) {
   constexpr int kQuickTries = 100;
   KyCoreThread* const running = runningCoreThread();
   const Int64 until = KyMicroseconds() + microseconds;
   for (int tries = 0; thread->IsThreadAlive(); ++tries) {
     if (KyMicroseconds() >= until) return false;
-    if (running) yield();
+    if (running) GetCoreThreadServer()->YieldTo(nullptr, false);
     if (running && tries < kQuickTries) continue;
     const Blocking blocking;
     platform::sleepFor(1);

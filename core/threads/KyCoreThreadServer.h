@@ -67,7 +67,9 @@ class KY_API KyCoreThreadServerBase {
   /// Returns:  microseconds that the others used.
   virtual Int64 YieldToOthers();
   virtual Int64 YieldToAllThreads();
-  /// Yields until `thread` is done.
+  /// Yields until `thread` is done. It may still be ending then: KillThead() waits for its end.
+  ///
+  /// Raises:   KILL_THREAD_SIGNAL if the caller is killed as it waits.
   virtual void Join(KyCoreThread* thread);
   /// Returns:  the thread of that number, or null.
   virtual KyCoreThread* FindThread(ULong threadID);
@@ -76,8 +78,10 @@ class KY_API KyCoreThreadServerBase {
   virtual Boolean IsInServerCriticalSection();
   virtual void BeginServerCriticalSection(const char* file = __builtin_FILE(), int line = __builtin_LINE());
   virtual void EndServerCriticalSection();
-  /// Makes the calling thread, which is `thread`, stand still until it is resumed or an error is deferred to it. Any
-  /// other stops at its next turn.
+  /// Makes the calling thread stand still until it is resumed or an error is deferred to it. Any other than the calling
+  /// one stops at its next turn, if the handler of the failed check goes on.
+  ///
+  /// Requires: "thread == GetRunningThread()".
   virtual void SuspendThread(KyCoreThread* thread);
   virtual void ResumeThread(KyCoreThread* thread);
   /// Passes the turn: to `target` if it waits for one, else to the first in line. With nobody to take it the caller

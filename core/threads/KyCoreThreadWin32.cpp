@@ -128,8 +128,7 @@ void KyCoreThreadServerBase::stopFromOutside(KyCoreThread* thread) {
   TerminateThread(thread);
   DeferException(thread, XError(KILL_THREAD_SIGNAL));
   ResumeThread(thread);
-  // An error for the caller is not to be heard in the midst of a destructor.
-  if (stopsWithin(thread, kStopPatience, [] { GetCoreThreadServer()->YieldTo(nullptr, false); })) return;
+  if (stopsWithin(thread, kStopPatience)) return;
   OsPrintf("KyCoreThread: thread %ld does not stop; it is left alone with what it uses\n",
            static_cast<long>(thread->GetID()));
   const ServerSection section(this);
@@ -292,7 +291,11 @@ Int64 KyCoreThreadServerBase::RunCooperativeThreads(Int64 microseconds, Boolean 
 }
 
 void KyCoreThreadServerBase::Join(KyCoreThread* thread) {
-  while (!thread->IsDone()) YieldTo(thread, false);
+  KyCoreThread* const running = runningCoreThread();
+  while (!thread->IsDone()) {
+    YieldTo(thread, false);
+    if (running) CoreThreadState::of(running).raiseKillSignal();
+  }
 }
 
 void KyCoreThreadServerBase::SleepThread(KyCoreThread* thread, Int64 microseconds) {

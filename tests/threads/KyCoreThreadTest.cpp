@@ -39,6 +39,7 @@ TEST_F(KyCoreThreads, AreKilledWhereverTheyAre) {
   } cases[] = {
       {"waiting for a mutex", [&](Worker&) { taken.Lock(); }, "start do "},
       {"suspended", [](Worker& it) { it.Suspend(); }, "start do "},
+      {"joining", [&](Worker&) { server().Join(&self()); }, "start do "},
       {"parked", [](Worker& it) { it.idle = true; }, "start do park ", "unpark "},
   };
   for (const auto& c : cases) {
@@ -91,7 +92,9 @@ TEST_F(KyCoreThreads, ErrorsOfAStepDoNotEndTheLoop) {
 TEST_F(KyCoreThreads, AnErrorForWhoeverEndsAThreadIsHeardBehindThat) {
   {
     KyCoreThread thread;
+    Worker worker([](Worker& it) { it.Sleep(1'000); });
     thread.Resume();
+    worker.Resume();
     self().DeferException(XError("LATER"));
   }
   EXPECT_EQ(codeRaisedBy([] { SafeThreadYield(); }), "LATER");
