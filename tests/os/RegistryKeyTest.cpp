@@ -10,28 +10,25 @@ using namespace ky::test;
 
 namespace {
 
+const std::string settings = "KyCore/settings";
+
 /// Settings of their own for a test.
 class RegistryKey : public testing::Test {
  protected:
-  void SetUp() override {
-    setenv("XDG_CONFIG_HOME", folder.path.c_str(), 1);
-    key = CreateWin32RegKey("Recorder");
-  }
-  void TearDown() override {
+  RegistryKey() { setenv("XDG_CONFIG_HOME", folder.path.c_str(), 1); }
+  ~RegistryKey() override {
     DestroyWin32RegKey(key);
     unsetenv("XDG_CONFIG_HOME");
   }
 
-  std::string file() const { return folder / "KyCore/settings"; }
-  void store(const std::string& text) const { std::ofstream(file()) << text; }
   std::string stringIn(const char* name) const {
     char text[256] = "absent";
     key->GetStringValue(name, text, sizeof text);
     return text;
   }
 
-  TempFolder folder;
-  KyRegistryKey* key = nullptr;
+  const TempFolder folder;
+  KyRegistryKey* const key = CreateWin32RegKey("Recorder");
 };
 
 }  // namespace
@@ -57,7 +54,8 @@ TEST_F(RegistryKey, ValuesComeBackAsTheyWereSet) {
 
 TEST_F(RegistryKey, DamageCostsNoMoreThanItsLine) {
   key->SetLongValue("before", 1);
-  store(
+  folder.write(
+      settings,
       "[Software\\Zorvex\\Recorder]\n\"before\" long 1\n\"a\" long 1x\n\"b\" long 99999999999\n\"c\" binary 0g\n"
       "\"d\" binary 012\n\"e\" string \"open\n\"f\" colour 3\nrubbish\n\"g\" long\n[]\n[x\n\"after\" long 2");
   for (char name[] = "a"; *name <= 'g'; ++*name) EXPECT_EQ(key->GetValueType(name), REG_VALUE_NONE) << name;
@@ -67,13 +65,12 @@ TEST_F(RegistryKey, DamageCostsNoMoreThanItsLine) {
 
   key->setStringValue("text", "some \\ text");
   key->SetBinaryValue("bytes", "\1\2\3", 3);
-  const auto bytes = bytesOf(file());
-  const std::string whole(bytes.begin(), bytes.end());
+  const std::string whole = folder.read(settings);
   std::minstd_rand random(7);
   for (std::size_t i = 0; i < whole.size(); ++i) {
     std::string damaged = whole;
     damaged[i] = static_cast<char>(random());
-    store(i % 2 ? damaged : whole.substr(0, i));
+    folder.write(settings, i % 2 ? damaged : whole.substr(0, i));
     stringIn("text");
     key->SetLongValue("new", static_cast<Long>(i));
     ASSERT_TRUE(key->GetLongValue("new", &number) && number == static_cast<Long>(i)) << i;
@@ -90,8 +87,8 @@ TEST_F(RegistryKey, SettersAtTheSameTimeLoseNothing) {
 TEST_F(RegistryKey, ASetterThatWaitsForAnotherProcessLetsTheOthersRun) {
   key->SetLongValue("x", 1);
   platform::File other;
-  ASSERT_EQ(other.open((file() + ".lock").c_str(), platform::Access::readWrite, platform::Disposition::openExisting),
-            0);
+  const std::string lock = folder / settings + ".lock";
+  ASSERT_EQ(other.open(lock.c_str(), platform::Access::readWrite, platform::Disposition::openExisting), 0);
   ASSERT_EQ(other.lock(0, platform::LockKind::exclusive), 0);
   const FramedWaits frames;
   const SleptClock clock([&] {
