@@ -81,11 +81,11 @@ TEST_F(SafeSave, WhatFailsBehindTheReplacementHarmsNoDocument) {
 #endif
 
 TEST_F(SafeSave, WhatAnEndedProcessLeftIsClearedAndWhatALivingOneFillsIsNot) {
-  for (const char* name : {"take.kyb~1-1", "take.kyb~2", "take.kyb~-"}) folder.write(name);
+  for (const char* name : {"take.kyb~1-1", "take.kyb~2", "take.kyb~-", "take.kyb~1-"}) folder.write(name);
   safeSave(document.get(), [&](AStream*) {
     saveLong(document.get());
-    EXPECT_EQ(folder.files(), 4) << "the document, what has no such name, the save that goes on";
+    EXPECT_EQ(folder.files(), 5) << "the document, what has no such name, the save that goes on";
   });
-  EXPECT_EQ(folder.files(), 3);
+  EXPECT_EQ(folder.files(), 4);
   EXPECT_EQ(folder.read("take.kyb"), "");
 }
