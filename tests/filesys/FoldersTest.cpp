@@ -70,10 +70,14 @@ TEST_F(Folders, ATemporaryFileLiesWhereItsKindSays) {
   GetTempFile("save", 1, kTempBesideOut, out.get());
   EXPECT_TRUE(fullPathOf(out.get()).starts_with(other / "save"));
   EXPECT_TRUE(out->Exists());
+
+  const std::string first = fullPathOf(OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr)).get());
+  const int number = std::stoi(first.substr((folder / "t").size()));
+  for (int next = 1; next < 50; ++next) folder.write("t" + std::to_string((number + next) % 100'000));
   onThreads(4, [](int) {
     for (int i = 0; i < 25; ++i) OwnedFile(GetTempFile("t", 1, kTempInFolder, nullptr));
   });
-  EXPECT_EQ(folder.files(), 100) << "each for one asker alone";
+  EXPECT_EQ(folder.files(), 150) << "each for one asker alone, and none that stood there";
 }
 
 TEST_F(Folders, AWalkSeesTheFolderAsItWasWhateverItsRoutineDoes) {
