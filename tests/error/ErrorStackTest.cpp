@@ -82,7 +82,7 @@ TEST(ErrorStack, TemplatesAreFilledFromTheLevel) {
       {"<n:%s><x:%d><x:%s%s><n:%n><d:%*f><id:%s><n:%>", "-42valuevalue-420.5abcd-42"},
   };
   for (const auto& row : rows) EXPECT_EQ(wordsOf(error, row.text, row.size), row.want);
-  EXPECT_EQ(checkFailedBy([&] { wordsOf(error, "<n:%600d>"); }), "count < dim(buf)");
+  EXPECT_EQ(refusalOf([&] { wordsOf(error, "<n:%600d>"); }), "count < dim(buf)");
 }
 
 TEST(ErrorStack, BlocksGoBackToTheAllocatorThatMadeThem) {

@@ -31,8 +31,8 @@ TEST(Fatal, IsLoggedBeforeTheHandlerRunsAndNamesThePlace) {
 
 TEST(Fatal, ALongConditionIsCutAndEndsInDots) {
   const std::string longest(237, 'c');
-  EXPECT_EQ(checkFailedBy([&] { ky::check(false, longest.c_str()); }), longest);
-  EXPECT_EQ(checkFailedBy([&] { ky::check(false, (longest + "c").c_str()); }), longest.substr(3) + "...");
+  EXPECT_EQ(refusalOf([&] { ky::check(false, longest.c_str()); }), longest);
+  EXPECT_EQ(refusalOf([&] { ky::check(false, (longest + "c").c_str()); }), longest.substr(3) + "...");
 }
 
 TEST(Fatal, ItsHandlerDecidesWhetherTheProgramGoesOn) {

@@ -20,7 +20,7 @@ BARE_TEST(Subsystems, TheTableHoldsFifty) {
   EXPECT_EQ(dbgGetSubSystemID("S50"), 50);
   EXPECT_STREQ(dbgGetSubsysName(50), "s50");
   EXPECT_EQ(dbgGetSubSystemID("one more"), 0);
-  EXPECT_EQ(checkFailedBy([] { dbgRegSubSystem("one more"); }), "nextID < dim(dbgFlags)");
+  EXPECT_EQ(refusalOf([] { dbgRegSubSystem("one more"); }), "nextID < dim(dbgFlags)");
   EXPECT_EQ(dbgRegSubSystem("S50"), 50);
 }
 

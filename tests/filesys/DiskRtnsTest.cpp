@@ -24,8 +24,8 @@ TEST_F(DiskRtns, ShareAnOpenOfTheSamePathAndFlags) {
   KYCloseOnce(first);
   EXPECT_EQ(KYGetLength(first), 4);
   KYCloseFile(first);
-  EXPECT_EQ(checkFailedBy([&] { KYGetLength(first); }), staleText);
-  EXPECT_EQ(checkFailedBy([&] { KYCloseFile(first); }), staleText);
+  EXPECT_EQ(refusalOf([&] { KYGetLength(first); }), staleText);
+  EXPECT_EQ(refusalOf([&] { KYCloseFile(first); }), staleText);
 }
 
 TEST_F(DiskRtns, MakeKeepOrReplaceTheFileAsTheFlagsSay) {
@@ -137,8 +137,8 @@ TEST_F(DiskRtns, MoveTheBytesThatTheirModeSays) {
 TEST_F(DiskRtns, RefuseWhatNoFileCanHold) {
   const Opened file(path, kFileReadWrite);
   char data[4];
-  EXPECT_EQ(checkFailedBy([&] { KYReadFile(file, data, 0, kFromStart, 0); }), "curlen>0");
-  EXPECT_EQ(checkFailedBy([&] { KYSetFPos(file, 0, 3); }), "Unexpected posMode");
+  EXPECT_EQ(refusalOf([&] { KYReadFile(file, data, 0, kFromStart, 0); }), "curlen>0");
+  EXPECT_EQ(refusalOf([&] { KYSetFPos(file, 0, 3); }), "Unexpected posMode");
   EXPECT_EQ(codeRaisedBy([&] { KYWriteFile(file, 0x7FFFFFFE, kFromStart, 2, data); }), "DISK_SEEK_ERROR");
   std::filesystem::resize_file(path, std::uintmax_t{3} << 30);
   EXPECT_EQ(KYGetLength(file), 0x7FFFFFFF);

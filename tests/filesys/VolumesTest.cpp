@@ -67,7 +67,7 @@ TEST(Volumes, EmulatedSharedStorageFollowsFromItsSize) {
   EXPECT_EQ(info.limitSize, 0x4000000);
   EXPECT_EQ(info.efficientWrite.max, 0x1000000) << "and no more";
   CorvaneEmulation(131073);
-  EXPECT_EQ(checkFailedBy([&] { GetCorvaneInfo(volume, 3, &info); }), "(outInfo->efficientRead.min % chunkSize) == 0");
+  EXPECT_EQ(refusalOf([&] { GetCorvaneInfo(volume, 3, &info); }), "(outInfo->efficientRead.min % chunkSize) == 0");
   CorvaneEmulation(0);
 }
 

@@ -95,7 +95,7 @@ TEST(CKyList, StopsAWalkThatOtherChangesOvertake) {
     Interator_t it;
     list->GetFirstItem(&it, nullptr);
     change(*list);
-    EXPECT_EQ(checkFailedBy([&] { list->GetNextItem(&it, nullptr); }), "!needsRenumbering");
+    EXPECT_EQ(refusalOf([&] { list->GetNextItem(&it, nullptr); }), "!needsRenumbering");
   }
 }
 

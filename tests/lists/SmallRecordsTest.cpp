@@ -72,6 +72,6 @@ TEST(RecordStack, GivesTheRecordsBackLatestFirstAndLosesNoneWithoutMemory) {
     }
     EXPECT_GE(owner.size(), 200 * size);
     for (int left = 200; left > 0; --left) ASSERT_EQ(popped(stack), record(left - 1));
-    EXPECT_EQ(checkFailedBy([&] { popped(stack); }), "count > 0");
+    EXPECT_EQ(refusalOf([&] { popped(stack); }), "count > 0");
   }
 }

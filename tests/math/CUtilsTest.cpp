@@ -82,7 +82,8 @@ TEST(CUtils, MappingCarriesOneRangeIntoAnother) {
   EXPECT_EQ(mapFromTo(INT_MAX, 0, 1, 0, INT_MAX), INT_MIN);   // out of range
   EXPECT_EQ(mapFromToSmooth(25, 0, 100, 1000, 0, 100), 854);  // 1000 - (1 - cos 45 deg) * 500
   EXPECT_EQ(mapFromToSmooth(25, 0, 100, 1000, 0, 50), 802);   // half way to the line's 750
-  EXPECT_NE(checkFailedBy([] { mapFromToInt(11, 0, 10, 0, 1); }), "");
+  EXPECT_EQ(refusalOf([] { mapFromToInt(11, 0, 10, 0, 1); }),
+            "fromMin <= oldVal && oldVal <= fromMax || fromMin >= oldVal && oldVal >= fromMax");
 }
 
 TEST(CUtils, FixedPointSplitsAndTakesTheModulo) {

@@ -48,7 +48,7 @@ TEST_F(AltMemory, BlocksOf4092BytesAreSmallAndLongerOnesLarge) {
     AltFree(p);
   }
   EXPECT_EQ(AltMalloc(-1), nullptr);
-  EXPECT_EQ(checkFailedBy([] { AltMalloc(65536); }), "sz < MAX_BLK_SIZE");
+  EXPECT_EQ(refusalOf([] { AltMalloc(65536); }), "sz < MAX_BLK_SIZE");
 }
 
 TEST_F(AltMemory, MasterBlocksServeOtherSizesAndGoBackOnlyWhenAskedFor) {

@@ -101,7 +101,7 @@ TEST(PeriodicTimer, ACallbackMayRaiseButNotCommandItsTimer) {
   static _TIMER_HANDLE* sCommanded;
   ticks = 0;
   const auto commandOrRaise = [](Long code, ULong) {
-    if (code == kTimerTick && ++ticks == 1) keep(checkFailedBy([] { StopPeriodicTimer(sCommanded); }) != "", 0);
+    if (code == kTimerTick && ++ticks == 1) keep(refusalOf([] { StopPeriodicTimer(sCommanded); }) != "", 0);
     +XError("TICK_FAILED", 0);
   };
   const Timer timer(100, commandOrRaise);

@@ -17,8 +17,7 @@ timecode_t someTime(std::mt19937& random, const timecodeDesc_t& desc) {
 
 std::string someWord(std::mt19937& random) {
   std::string word;
-  for (auto n = 1 + random() % 20; n > 0; --n) word += oneOf(random, "ABCXYZ0123_.-\xE4");
-  for (char& c : word) c = c == '\0' ? 'Q' : c;
+  for (auto n = 1 + random() % 20; n > 0; --n) word += oneOf(random, std::string_view("ABCXYZ0123_.-\xE4"));
   return word;
 }
 

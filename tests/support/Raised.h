@@ -40,18 +40,13 @@ inline std::string wordsOf(const XError& error, const char* text = nullptr, int 
   return buffer.c_str();
 }
 
-/// Returns:  the text of the failed check that `error` tells of, without its heading.
-inline std::string failedCheckOf(const XError& error) {
-  const std::string text = parm(error, "msg");
-  const std::string heading = "Assertion failed: ";
-  return text.starts_with(heading) ? text.substr(heading.size()) : text;
-}
-
-/// Returns:  the text of the failed check that `body` runs into; "" if it runs into none.
+/// Returns:  the text of the check that `body` fails, else the code that it raises, else "".
 template <class Body>
-std::string checkFailedBy(Body&& body) {
+std::string refusalOf(Body&& body) {
   const XError error = errorRaisedBy(std::forward<Body>(body));
-  return error.GetCode() && std::string(error.GetCode()) == "FATAL_ERROR" ? failedCheckOf(error) : "";
+  const std::string code = error.GetCode() ? error.GetCode() : "";
+  const std::string heading = "Assertion failed: ", text = code == "FATAL_ERROR" ? parm(error, "msg") : code;
+  return text.starts_with(heading) ? text.substr(heading.size()) : text;
 }
 
 }  // namespace ky::test

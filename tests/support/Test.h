@@ -19,14 +19,6 @@
 
 namespace ky::test {
 
-/// Returns:  the text of the check that `body` fails, else the code that it raises, else "".
-template <class Body>
-std::string refusalOf(Body&& body) {
-  const XError error = errorRaisedBy(std::forward<Body>(body));
-  const std::string code = error.GetCode() ? error.GetCode() : "";
-  return code == "FATAL_ERROR" ? failedCheckOf(error) : code;
-}
-
 struct Refusal {
   std::string want;  ///< as refusalOf() tells it
   std::function<void()> action;

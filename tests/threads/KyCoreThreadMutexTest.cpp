@@ -19,8 +19,8 @@ TEST_F(CoreMutex, RefusesWhatItCannotServe) {
   KyCoreThreadCriticalSection section;
   const KyAutoLockCS hold(&section);
   elsewhere([&] {
-    EXPECT_EQ(checkFailedBy([&] { once.Unlock(); }), "THREAD_NOT_OWNER");
-    EXPECT_EQ(checkFailedBy([&] { section.Unlock(); }), "currentThread->GetID() == mOwner");
+    EXPECT_EQ(refusalOf([&] { once.Unlock(); }), "THREAD_NOT_OWNER");
+    EXPECT_EQ(refusalOf([&] { section.Unlock(); }), "currentThread->GetID() == mOwner");
   });
   once.Unlock();
 }

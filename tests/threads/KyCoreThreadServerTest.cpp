@@ -111,7 +111,7 @@ TEST_F(Server, NobodyRunsTheOthersFromItsSection) {
   server().BeginServerCriticalSection();
   const std::function<void()> ways[] = {[] { server().YieldToOthers(); }, [] { server().YieldToAllThreads(); },
                                         [] { server().RunCooperativeThreads(1, false); }};
-  for (const auto& way : ways) EXPECT_EQ(checkFailedBy(way), "!IsInServerCriticalSection()");
+  for (const auto& way : ways) EXPECT_EQ(refusalOf(way), "!IsInServerCriticalSection()");
   server().EndServerCriticalSection();
 }
 

@@ -168,7 +168,7 @@ TEST_F(KyCoreThreads, ForeignThreadsMayKillAndYield) {
     server().YieldTo(&worker, false);
     EXPECT_TRUE(worker.KillThead(false));
     server().Join(&worker);
-    EXPECT_EQ(checkFailedBy([] { SafeThreadYield(); }), "current");
+    EXPECT_EQ(refusalOf([] { SafeThreadYield(); }), "current");
     done = true;
   });
   EXPECT_TRUE(runUntil([&] { return done.load(); }));

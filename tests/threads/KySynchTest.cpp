@@ -115,8 +115,7 @@ TEST(KyWaitMultiple, RefusesTooManyAndTheSameTwice) {
   KySema sema(1);
   std::array<KySynch*, 65> many;
   many.fill(&sema);
-  EXPECT_EQ(checkFailedBy([&] { KyWaitMultiple(65, many.data(), false, nullptr, 0); }),
-            "nCount <= MAXIMUM_WAIT_OBJECTS");
+  EXPECT_EQ(refusalOf([&] { KyWaitMultiple(65, many.data(), false, nullptr, 0); }), "nCount <= MAXIMUM_WAIT_OBJECTS");
   EXPECT_EQ(KyWaitMultiple(64, many.data(), false, nullptr, 0), 1);
   EXPECT_EQ(KyWaitForBoth(&sema, &sema, 0), -1);
 }

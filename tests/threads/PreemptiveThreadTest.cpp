@@ -165,13 +165,13 @@ TEST_F(PreemptiveThreads, MisuseFromTheWrongThreadIsFatal) {
   const Owned<Steered> worker(new Steered);
   std::string said;
   worker->todo['S'] = [&] {
-    said = checkFailedBy([&] { worker->Dispose(); });
+    said = refusalOf([&] { worker->Dispose(); });
     worker->Stop();
   };
   worker->Start();
   EXPECT_EQ(ended(*worker), "PST");
   EXPECT_EQ(said, "PreemptiveThread::~PreemptiveThread: don't initiate from within thread!!");
-  EXPECT_EQ(checkFailedBy([&] { worker->ThreadSleep(1); }),
+  EXPECT_EQ(refusalOf([&] { worker->ThreadSleep(1); }),
             "PreemptiveThread::ThreadSleep: don't call from outside thread!!");
 }
 

@@ -48,7 +48,7 @@ TEST(MetaBase, RefusesTextThatIsNoNumberAndTypesThatItDoesNotKnow) {
   for (const char* type : {"ptr", "int", "u_int", "long", "u_long", "float", "double", "Byte", "short", "u_short"}) {
     EXPECT_EQ(codeRaisedBy([&] { MBGetScanProc(idOf(type))("reel"); }), "MB_SCAN_MISMATCM") << type;
   }
-  EXPECT_EQ(checkFailedBy([] { MBGetPushProc(255); }), "tid > TIDunknown && tid < NextInstall");
+  EXPECT_EQ(refusalOf([] { MBGetPushProc(255); }), "tid > TIDunknown && tid < NextInstall");
 }
 
 // Fills the table for good, so it has a process of its own.

@@ -207,5 +207,5 @@ TEST(TCcore, FramesFieldsConvertToAndFrom24InTheText) {
     EXPECT_STREQ(c.from24 ? from : nullptr, c.from24);
   }
   char drop[] = "01:00:00;10";
-  EXPECT_EQ(checkFailedBy([&] { TCcvtTo24(2, drop, 0); }), "textbuf[8] == ':'");
+  EXPECT_EQ(refusalOf([&] { TCcvtTo24(2, drop, 0); }), "textbuf[8] == ':'");
 }
