@@ -82,6 +82,11 @@ class CoreThreadTest : public testing::Test {
   static KyCoreThreadServer& server() { return *GetCoreThreadServer(); }
   static KyCoreThread& self() { return *server().GetRunningThread(); }
 
+  /// Brings a worker up to where its step waits.
+  static void bringUp(Worker& worker) {
+    worker.Resume();
+    ASSERT_TRUE(runUntil([&] { return worker.story().ends_with("do "); }));
+  }
   /// Runs `body(number)` once on each of so many core threads of both kinds by turns, to their ends.
   template <class Body>
   static void onCoreThreads(int count, Body body) {

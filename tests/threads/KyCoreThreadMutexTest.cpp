@@ -68,8 +68,7 @@ TEST_F(CoreMutex, LockingASectionHandsOverThoughItIsFree) {
     SafeThreadYield();
     ++ran;
   });
-  other.Resume();
-  ASSERT_TRUE(runUntil([&] { return other.story().starts_with("start do "); }));
+  bringUp(other);
   const KyAutoLockCS hold(&section);
   EXPECT_GE(ran, 1);
 }

@@ -12,12 +12,6 @@ namespace {
 
 class Server : public CoreThreadTest {
  protected:
-  /// Brings a thread up to where it waits for its turn.
-  void bringInLine(Worker& worker) {
-    worker.Resume();
-    ASSERT_TRUE(runUntil([&] { return worker.story().ends_with("do "); }));
-  }
-
   /// Cooperative threads in line for their turn that, once told to go, write their letter and yield.
   std::vector<std::unique_ptr<Worker>> writers(int count, int rounds) {
     go = false;
@@ -33,7 +27,7 @@ class Server : public CoreThreadTest {
         }
         it.Terminate();
       }));
-      bringInLine(*made.back());
+      bringUp(*made.back());
     }
     go = true;
     return made;
@@ -70,8 +64,8 @@ TEST_F(Server, TwoWhoYieldToEachOtherStarveNobody) {
   };
   Worker first(yieldsTo(1));
   Worker second(yieldsTo(0));
-  bringInLine(first);
-  bringInLine(second);
+  bringUp(first);
+  bringUp(second);
   two[0] = &first;
   two[1] = &second;
   const auto threads = writers(1, 100);
@@ -144,7 +138,7 @@ TEST_F(Server, RunsTheOthersForATime) {
     SleptClock::now += 300;
     SafeThreadYield();
   });
-  bringInLine(other);
+  bringUp(other);
   const SleptClock clock;
   const Int64 over = server().RunCooperativeThreads(10'000, false);
   EXPECT_EQ(over, SleptClock::now - 10'000);

@@ -63,8 +63,7 @@ TEST_F(KyCoreThreads, AKillIsPatientWithOneThatBlocks) {
     KyCoreThreadServer::DoneBlocking();
     SafeThreadYield();
   });
-  reader.Resume();
-  ASSERT_TRUE(runUntil([&] { return reader.story() == "start do "; }));
+  bringUp(reader);
   {
     const SleptClock clock;
     EXPECT_FALSE(reader.KillThead(false));
@@ -160,8 +159,7 @@ TEST_F(KyCoreThreads, AThreadThatCannotStartRaises) {
 
 TEST_F(KyCoreThreads, ForeignThreadsMayKillAndYield) {
   Worker worker([](Worker& it) { it.Sleep(Int64{3'600} * 1'000'000); });
-  worker.Resume();
-  ASSERT_TRUE(runUntil([&] { return worker.story() == "start do "; }));
+  bringUp(worker);
   std::atomic<bool> done{false};
   std::jthread foreign([&] {
     YieldOutToOthers();
