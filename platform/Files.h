@@ -30,8 +30,8 @@ class KY_API File {
   int open(const char* path, Access access, Disposition disposition);
   int openToRead(const char* path) { return open(path, Access::read, Disposition::openExisting); }
 
-  /// Makes a file that must not be there yet, with the access rights of `like` if that file exists.
-  int createNew(const char* path, const char* like);
+  /// Makes a file that must not be there yet.
+  int createNew(const char* path);
 
   /// Tells the system that what is read or written will not be wanted again soon.
   void keepLittleInMemory();

@@ -25,7 +25,7 @@ KY_API int entryFacts(const char* path, EntryFacts* facts);
 /// Leads from a link to where it points, whether or not something is there; other paths stay.
 KY_API int followLinks(std::string* path);
 KY_API int setReadOnly(const char* path, bool readOnly);
-/// Lets the same users do with `to` what they may do with `from`.
+/// Lets the same users do with `to` what they may do with `from`, as far as the caller may grant it.
 KY_API int copyAccess(const char* from, const char* to);
 KY_API int makeFolder(const char* path);
 KY_API int removeFolder(const char* path);

@@ -41,7 +41,7 @@ bool claim(AFileLocator* file) {
   const std::string path = fullPathOf(file);
   platform::File made;
   int error = GetForceDiskOpenErr();
-  if (error == 0) error = made.createNew(path.c_str(), nullptr);
+  if (error == 0) error = made.createNew(path.c_str());
   if (error == platform::kFileExists) return false;
   raiseFileErrorIf(error, path.c_str());
   return true;

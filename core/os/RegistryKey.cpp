@@ -175,7 +175,8 @@ int readSettings(Settings* settings) {
 
 int writeBeside(const std::string& path, const std::string& beside, const std::string& text) {
   File file;
-  int error = file.createNew(beside.c_str(), path.c_str());
+  int error = file.createNew(beside.c_str());
+  (void)copyAccess(path.c_str(), beside.c_str());
   if (error == 0) error = file.write(text.data(), text.size());
   if (error == 0) error = file.flushToDisk();
   const int closing = file.close();
@@ -183,7 +184,8 @@ int writeBeside(const std::string& path, const std::string& beside, const std::s
 }
 
 void writeSettings(const Settings& settings) {
-  const std::string path = settingsPath();
+  std::string path = settingsPath();
+  raiseFileErrorIf(followLinks(&path), path.c_str());
   const std::string beside = nameBeside(path);
   int error = writeBeside(path, beside, worded(settings));
   if (error == 0) error = moveEntry(beside.c_str(), path.c_str(), true);

@@ -50,14 +50,11 @@ int File::open(const char* path, Access access, Disposition disposition) {
   return failed ? fileErrorOf(failed) : 0;
 }
 
-int File::createNew(const char* path, const char* like) {
+int File::createNew(const char* path) {
   close();
-  struct stat facts;
-  const bool known = like != nullptr && ::stat(like, &facts) == 0;
   descriptor_ = retried([&] { return ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666); });
   if (descriptor_ < 0) return lastError();
   writeOnly_ = true;
-  if (known) (void)::fchmod(descriptor_, facts.st_mode & 07777);
   return 0;
 }
 

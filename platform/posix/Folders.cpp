@@ -93,9 +93,14 @@ int setReadOnly(const char* path, bool readOnly) {
   return result(::chmod(path, mode & 07777) == 0);
 }
 
+// A file is given away by the superuser only, and to groups of one's own. Changing hands takes rights away, so that
+// comes first.
 int copyAccess(const char* from, const char* to) {
   struct stat facts;
-  return result(::stat(from, &facts) == 0 && ::chmod(to, facts.st_mode & 07777) == 0);
+  if (::stat(from, &facts) != 0) return fileErrorOf(errno);
+  constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+  if (::chown(to, facts.st_uid, facts.st_gid) != 0) (void)!::chown(to, kSameOwner, facts.st_gid);
+  return result(::chmod(to, facts.st_mode & 07777) == 0);
 }
 
 int makeFolder(const char* path) { return result(::mkdir(path, 0777) == 0); }

@@ -1,5 +1,6 @@
 #include "core/filesys/SafeSave.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
@@ -22,10 +23,16 @@ struct SafeSave : testing::Test, Place {
 TEST_F(SafeSave, TheNewDocumentTakesTheOldOnesPlaceAndAccess) {
   const std::filesystem::path path = folder / "take.kyb";
   std::filesystem::permissions(path, std::filesystem::perms(0640));
+  const bool changedHands = ::chown(path.c_str(), 1, 2) == 0;  // which only the superuser may do
   saveLong(document.get());
   EXPECT_TRUE(folder.read("take.kyb") == longText);
   EXPECT_EQ(folder.files(), 1);
   EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0640));
+  struct stat facts = {};
+  EXPECT_EQ(::stat(path.c_str(), &facts), 0);
+  if (changedHands) {
+    EXPECT_EQ(std::pair(facts.st_uid, facts.st_gid), std::pair(uid_t{1}, gid_t{2}));
+  }
 }
 
 TEST_F(SafeSave, ALinkLeadsToTheDocumentAndAnythingButAFileIsLeftInItsPlace) {
