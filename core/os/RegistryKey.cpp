@@ -186,8 +186,11 @@ int writeBeside(const std::string& path, const std::string& beside, const std::s
 void writeSettings(const Settings& settings) {
   std::string path = settingsPath();
   raiseFileErrorIf(followLinks(&path), path.c_str());
+  const std::string text = worded(settings);
+  // What lies further back would not be read again.
+  raiseFileErrorIf(text.size() > kLargestFile ? kDiskFull : 0, path.c_str());
   const std::string beside = nameBeside(path);
-  int error = writeBeside(path, beside, worded(settings));
+  int error = writeBeside(path, beside, text);
   if (error == 0) error = moveEntry(beside.c_str(), path.c_str(), true);
   if (error == 0) error = flushMove(beside.c_str(), path.c_str());
   if (error != 0) (void)removeFile(beside.c_str());

@@ -100,6 +100,10 @@ TEST_F(RegistryKey, ASetterThatWaitsForAnotherProcessLetsTheOthersRun) {
 }
 
 TEST_F(RegistryKey, AStoreThatCannotBeWrittenIsAnErrorOfTheSetterAlone) {
+  key->SetLongValue("z", 1);
+  EXPECT_EQ(codeRaisedBy([&] { key->setStringValue("more than is read", std::string(17'000'000, 'x').c_str()); }),
+            "DISK_FULL");
+  EXPECT_EQ(key->GetValueType("z"), REG_VALUE_LONG);
   setenv("XDG_CONFIG_HOME", "/dev/null", 1);
   EXPECT_EQ(codeRaisedBy([&] { key->SetLongValue("x", 1); }), "DISK_FILE_NOT_FOUND");
   EXPECT_EQ(key->GetValueType("x"), REG_VALUE_NONE);
