@@ -176,8 +176,10 @@ int readSettings(Settings* settings) {
 int writeBeside(const std::string& path, const std::string& beside, const std::string& text) {
   File file;
   int error = file.createNew(beside.c_str());
-  (void)copyAccess(path.c_str(), beside.c_str());
-  if (error == 0) error = file.write(text.data(), text.size());
+  if (error == 0) {
+    (void)copyAccess(path.c_str(), beside.c_str());
+    error = file.write(text.data(), text.size());
+  }
   if (error == 0) error = file.flushToDisk();
   const int closing = file.close();
   return error != 0 ? error : closing;
