@@ -141,7 +141,7 @@ void AFileStream::fetch(void* data, Long length) {
   AllocSeqBuf();
   if (!seqBuf) {
     const Int64 at = here();
-    KYReadFile(fileHdl, data, static_cast<Long>(at), kFromStart, length);
+    readIn(data, at, length);
     return closeWindow(at + length);
   }
   for (auto* to = static_cast<char*>(data); length > 0;) {
@@ -175,15 +175,16 @@ void AFileStream::refill() {
   place(at);
 }
 
-/// Reads `length` bytes behind the `kept` ones of the buffer. After a failure the buffer is empty and the file stands
-/// where the stream does.
+/// Reads `length` bytes behind the `kept` ones of the buffer, which is empty after a failure.
 void AFileStream::fill(Int64 filePosition, Long kept, Long length) {
-  guardedReraise([&] { KYReadFile(fileHdl, *seqBuf + kept, static_cast<Long>(filePosition), kFromStart, length); },
-                 [this] {
-                   startAt(here());
-                   succeeds([this] { KYSetFPos(fileHdl, GetPosition(), kFromStart); });
-                 });
+  guardedReraise([&] { readIn(*seqBuf + kept, filePosition, length); }, [this] { startAt(here()); });
   bufCount = kept + length;
+}
+
+/// After a failure the file stands where the stream does, for a write may come next.
+void AFileStream::readIn(void* data, Int64 filePosition, Long length) {
+  guardedReraise([&] { KYReadFile(fileHdl, data, static_cast<Long>(filePosition), kFromStart, length); },
+                 [this] { succeeds([this] { KYSetFPos(fileHdl, GetPosition(), kFromStart); }); });
 }
 
 void AFileStream::ReadBytes(const char* label, void* buffer, Long length) {

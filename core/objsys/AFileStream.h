@@ -24,7 +24,7 @@ class KY_API AFileStream : public AStream {
   /// Raises:   the first of what flushing and closing raise, with both done.
   void Dispose() override;
 
-  /// Counts what is written and not yet flushed.
+  /// Counts what is written and not yet flushed: all up to the position, while a buffer is being written.
   Long GetLength() override;
   void SetLength(Long length) override;
   /// Inside what the buffer holds of a file that is being read, asks nobody.
@@ -60,6 +60,7 @@ class KY_API AFileStream : public AStream {
   void turn(bool toWriting);
   void refill();
   void fill(Int64 from, Long kept, Long length);
+  void readIn(void* data, Int64 from, Long length);
   void writeOut(const void* data, Long length);
   void endBuffer();
 
