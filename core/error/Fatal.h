@@ -8,7 +8,8 @@
 ///
 /// A handler that returns without `FtlClearFatalError` ends the process. One that clears and returns false lets the
 /// program go on past the failed check, one that clears and returns true makes the check abort. One that is to raise
-/// does so by `FatalErrXRaise`: raising without clearing makes the next fatal end the process.
+/// does so by `FatalErrXRaise` (core/error/SystemErrors.h): raising without clearing makes the next fatal end the
+/// process.
 ///
 /// Returns:  the handler that it replaced, null for none; null, with a warning, on any thread but the main one.
 KY_API FtlProc FtlInstall(FtlProc handler);

@@ -62,8 +62,8 @@ class KY_API AFileSystemLocator : public ALocator {
   /// Moves what is named into another folder, or renames it where it is; the locator follows. With `replace` a file
   /// that stands there gives way in the same step, so that the name never stands for nothing.
   ///
-  /// Raises:   DISK_FILE_ALREADY_EXISTS without `replace`. What fails on the way to the disk leaves the move done, for
-  ///           the locator too.
+  /// Raises:   DISK_FILE_ALREADY_EXISTS without `replace`; FILE_OTHER for a folder of another volume, where a copy has
+  ///           to do. What fails on the way to the disk leaves the move done, for the locator too.
   virtual void Move(ADirLocator* newParent, Boolean replace);
   virtual void Rename(const char* newName, Boolean replace);
   virtual char* GetFullPath(char* buffer, Long size);

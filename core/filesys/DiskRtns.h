@@ -117,7 +117,8 @@ KY_API ULong GetDiskRtnDbgFlags();
 
 namespace ky {
 
-/// The file at `path`, shared with those that have it open with the same flags.
+/// The file at `path`, shared with those that have it open with the same flags, also if another program has put a new
+/// file in its place since.
 ///
 /// Raises:   DISK_INVALID_FILENAME_SYNTAX for a path that does not fit a fileRec_t; what the system says, a folder
 ///           being DISK_ACCESS_DENIED.

@@ -21,12 +21,13 @@ struct fileRec_t {
   short volume = -1;
 };
 
-/// What an open asks for. Without the first and the last of them the file is made if it is not there and kept if it is.
+/// What an open asks for. Without kFileRead and kFileCreate the file is made if it is not there and kept if it is. The
+/// others join: kFileCreate alone only writes, and with kFileReadWrite reads too.
 enum : unsigned short {
   kFileRead = 1,  ///< and the file must be there
   kFileWrite = 2,
   kFileReadWrite = 4,
-  kFileCreate = 8,        ///< made, or emptied if it is there
+  kFileCreate = 8,        ///< made, or emptied if it is there; opened for writing
   kFileNoBuffering = 16,  ///< asks the system to keep little of the file in memory
 };
 

@@ -46,7 +46,8 @@ class OwnedHandle {
   char** handle_ = nullptr;
 };
 
-/// Owns an object, or none.
+/// Owns an object, or none. What its Dispose() raises is dropped: release a stream that was written and dispose it, or
+/// flush it first, to hear whether all arrived.
 template <class T>
 class Owned {
  public:

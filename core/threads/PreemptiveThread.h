@@ -45,8 +45,8 @@ class KY_API PreemptiveThread : public AObject {
   /// Raises:   CORE_OS_ERROR.
   explicit PreemptiveThread(Long priority = 0);
 
-  /// Stops the thread and waits for its end, four seconds at most; a thread that is not done by then is left running
-  /// and its object is never freed.
+  /// Stops the thread and waits for its end, half a second at least and four at most; a thread that is not done by then
+  /// is left running and its object is never freed.
   void Dispose() override;
   AObject* Copy() override;
 
@@ -74,7 +74,8 @@ class KY_API PreemptiveThread : public AObject {
   PT_state_t GetThreadState() const { return iThreadState; }
   static const char* GetThreadStateString(PT_state_t state);
 
-  /// Waits until the thread is in `state`, or passes through it, with nothing else asked for.
+  /// Waits until the thread is in `state`, or passes through it, with nothing else asked for. It looks twice a second,
+  /// so the answer may come that much after the event, or after the time is up.
   ///
   /// Returns:  0 for reached, 1 for timed out, -1 if the thread ended otherwise, has ended already, or another wait is
   ///           under way.
