@@ -9,6 +9,7 @@
 #include "core/error/XError.h"
 #include "core/mem/KyMemory.h"
 #include "core/mem/Owned.h"
+#include "core/mem/SpinTenure.h"
 #include "platform/Clock.h"
 #include "platform/Threads.h"
 

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "core/mem/SpinLock.h"
+#include "core/mem/SpinTenure.h"
 #include "platform/Threads.h"
 
 namespace ky {

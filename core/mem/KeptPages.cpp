@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/mem/SpinLock.h"
+#include "core/mem/SpinTenure.h"
 #include "platform/Memory.h"
 
 namespace ky {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "core/mem/SpinLock.h"
+#include "core/mem/SpinTenure.h"
 #include "platform/Memory.h"
 #include "platform/Threads.h"
 

@@ -1,5 +1,6 @@
 #include "core/threads/TurnLock.h"
 
+#include "core/mem/SpinTenure.h"
 #include "platform/Threads.h"
 
 namespace ky {
