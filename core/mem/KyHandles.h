@@ -86,9 +86,7 @@ KY_API void KyHUnlockFast(void* handle, unsigned char state);
 
 // ---- copying. Each gives 0, or raises MEM_OUT_OF_MEMORY with `h` as it was.
 
-/// Makes a handle with a copy of `size` bytes.
-///
-/// Requires: "myHdl != NULL".
+/// Makes a handle with a copy of `size` bytes, and stores it in `*out`.
 KY_API short KyPtrToHand(const void* src, char*** out, Long size);
 /// Makes `h` hold a copy of `size` bytes, which may lie in `h` itself.
 KY_API short KyPtrToXHand(const void* src, char** h, Long size);
@@ -96,7 +94,7 @@ KY_API short KyPtrToXHand(const void* src, char** h, Long size);
 KY_API short KyPtrAndHand(const void* src, char** h, Long size);
 /// Replaces `*h` by a copy of it; the one before stays with whoever else knows it.
 ///
-/// Requires: "oldHandle != NULL".
+/// Requires: "oldHandle != NULL" (`*h` is not null).
 KY_API short KyHandToHand(char*** h);
 /// Returns:  a copy of the same kind, whichever thread asks.
 /// Requires: "oldHandle != NULL".

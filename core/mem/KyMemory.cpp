@@ -111,6 +111,7 @@ void KyReallocPtr(void** ptr, Long size) {
 }
 
 void* KyCopyPtr(const void* ptr) {
+  if (!check(ptr != nullptr, "ptr != NULL")) return nullptr;
   const Long size = KyGetPtrSize(ptr);
   return std::memcpy(newPtr(size), ptr, static_cast<std::size_t>(size));
 }

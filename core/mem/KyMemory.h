@@ -26,6 +26,8 @@ KY_API void* KyNewPtrClear(Long size);
 KY_API void* KyNewMaxPtr(Long maxSze, Long minSize, Long step);
 /// Takes no null.
 KY_API void KyDisposePtr(void* ptr);
+/// Takes no null.
+///
 /// Returns:  the caller's bytes.
 KY_API Long KyGetPtrSize(const void* ptr);
 /// Resizes `*ptr`, keeping contents; a null `*ptr` is made new.
@@ -33,8 +35,9 @@ KY_API Long KyGetPtrSize(const void* ptr);
 /// Requires: "ptr != NULL".
 /// Raises:   MEM_OUT_OF_MEMORY, with the block as it was.
 KY_API void KyReallocPtr(void** ptr, Long size);
-/// Replaces `*ptr` by a fresh copy of its block.
+/// Replaces `*ptr` by a fresh copy of its block; the one before stays with whoever else knows it.
 ///
+/// Requires: "ptr != NULL" (`*ptr` is not null), as KyCopyPtr().
 /// Raises:   MEM_OUT_OF_MEMORY, as KyCopyPtr() does.
 KY_API void KyPtrToPtr(char** ptr);
 KY_API void* KyCopyPtr(const void* ptr);

@@ -21,6 +21,7 @@ TEST(KyMemory, WhatCannotBeHadRaises) {
       {"MEM_OUT_OF_MEMORY", [] { KyNewPtr(-1); }},
       {"maxSze > 0", [] { KyNewMaxPtr(0, 0, 0); }},
       {"p != NULL", [] { KyDispose(nullptr); }},
+      {"ptr != NULL", [] { KyCopyPtr(nullptr); }},
   });
 }
 
