@@ -46,7 +46,7 @@ class KY_API Rational {
   /// Leaves 0/0 as it is.
   Rational& reduce();
 
-  bool isInteger() const { return den != 0 && num % den == 0; }
+  bool isInteger() const { return den == -1 || (den != 0 && num % den == 0); }  // -2147483648 % -1 would fault
   /// Reduces the value on the way.
   bool isInteger();
 
