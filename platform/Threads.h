@@ -23,6 +23,9 @@ bool currentThreadHandle(ThreadHandle& handle);
 /// routine may ask for another. None runs for the thread in which the process exits.
 KY_API void atThreadExit(void (*routine)(void* argument), void* argument);
 
+/// Returns:  how many bytes of its stack the calling thread has left; the most there are if the system does not tell.
+KY_API std::size_t stackLeft();
+
 /// The processor core that the calling thread runs on, at this moment.
 KY_API int currentCore();
 

@@ -17,6 +17,7 @@
 #include "core/os/VersionInfo.h"
 #include "core/utils/StreamWire.h"
 #include "platform/Clock.h"
+#include "platform/Threads.h"
 
 using namespace ky;
 
@@ -26,6 +27,7 @@ constexpr char kVersion = 4;
 constexpr Char4 kLittleEndian = MakeChar4("IIII");
 constexpr Long kLeastSlots = 200;
 constexpr Long kDeepestRecursion = 20000;
+constexpr std::size_t kStackSpared = 0x10000;  // for what a Put calls, and for the way back of an error
 
 ProgressCounter preflightProgress;
 ProgressCounter writeProgress;
@@ -111,7 +113,7 @@ void requirePortable(APortable* object) { check(object->IsInstanceOf("APortable"
 class Level {
  public:
   Level() {
-    if (++depth > kDeepestRecursion) {
+    if (++depth > kDeepestRecursion || platform::stackLeft() < kStackSpared) {
       --depth;
       +XError("DOMAIN_COPYIN_FAILED", "str reason", "Objects nest too deep for the low-memory write", 0);
     }

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -52,7 +53,23 @@ void runExitRoutines(void* list) {
   }
 }
 
+/// Returns:  the lowest address of the calling thread's stack, null if it is not known.
+char* stackEnd() {
+  pthread_attr_t attributes;
+  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return nullptr;
+  void* lowest = nullptr;
+  std::size_t bytes = 0;
+  pthread_attr_getstack(&attributes, &lowest, &bytes);
+  pthread_attr_destroy(&attributes);
+  return static_cast<char*>(lowest);
+}
+
 }  // namespace
+
+std::size_t stackLeft() {
+  static thread_local char* const end = stackEnd();
+  return end ? static_cast<std::size_t>(static_cast<char*>(__builtin_frame_address(0)) - end) : SIZE_MAX;
+}
 
 ULong currentThreadId() {
   if (tThreadId == 0) tThreadId = static_cast<ULong>(syscall(SYS_gettid));

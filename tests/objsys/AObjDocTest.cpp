@@ -5,6 +5,7 @@
 #include "core/lists/AUnknownArray.h"
 #include "core/objsys/AUnknown.h"
 #include "core/os/VersionInfo.h"
+#include "platform/Threads.h"
 #include "tests/objsys/Film.h"
 #include "tests/support/Faults.h"
 #include "tests/support/FormatPage.h"
@@ -201,11 +202,21 @@ TEST(AObjDoc, TheLowMemoryWriteRefusesToNestTooDeep) {
     chain.emplace_back(Clip::New("c"));
     if (i) chain[std::size_t(i)]->next = chain[std::size_t(i - 1)].get();
   }
-#if !defined(KY_SANITIZED)  // whose frames are too large for so many
   EXPECT_EQ(refusalOfSlowSave(chain[20000].get()), "DOMAIN_COPYIN_FAILED");
+#if !defined(KY_SANITIZED)  // whose frames are too large for so many
   EXPECT_EQ(refusalOfSlowSave(chain[19999].get()), "");
 #endif
   EXPECT_EQ(refusalOfSlowSave(chain[2000].get()), "");
+
+  std::pair<APortable*, std::string> save{chain[19999].get(), ""};
+  platform::NativeThread thread;  // whose stack ends first
+  const auto run = [](void* it) {
+    auto& [root, refusal] = *static_cast<std::pair<APortable*, std::string>*>(it);
+    refusal = refusalOfSlowSave(root);
+  };
+  ASSERT_EQ(thread.start(run, &save, 0x80000), 0);
+  thread.join();
+  EXPECT_EQ(save.second, "DOMAIN_COPYIN_FAILED");
 }
 
 TEST(AObjDoc, AnUnknownClassIsCountedAndWrittenBackUnchanged) {
