@@ -19,7 +19,7 @@ constexpr struct {
     {kCannotSeek, ESPIPE},   {kSharingViolation, EBUSY}, {kSharingViolation, ETXTBSY}, {kFileLocked, EAGAIN},
     {kFileExists, EEXIST},   {kDiskFull, ENOSPC},        {kDiskFull, EDQUOT},          {kInvalidName, ENAMETOOLONG},
     {kInvalidName, EILSEQ},  {kBadSeek, ESPIPE},         {kDirNotEmpty, ENOTEMPTY},    {kAlreadyExists, EEXIST},
-    {kDirNotFound, ENOTDIR}, {kDeviceError, EIO},
+    {kDirNotFound, ENOTDIR}, {kDeviceError, EIO},        {kAccessDenied, EBADF},  // open, but not for that
 };
 
 // An errno outside the table travels with this bit, which the table's numbers leave free.
