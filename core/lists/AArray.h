@@ -86,7 +86,7 @@ class KY_API AArray : public ACollection {
 
   /// Returns:  1.
   virtual Boolean LockItems(Boolean lock);
-  /// While `lock` is true, insertion and deletion are refused.
+  /// While `lock` is true, insertion and deletion are refused; RemoveAll() is not, and ends a walk.
   ///
   /// Returns:  the state before.
   virtual Boolean SetLockChanges(Boolean lock);

@@ -39,7 +39,8 @@ class KY_API ZorvexHandleMgr {
 
   static void DumpStatistics(KyPrint print);
 
-  /// With unique handles a freed slot is never used again, so that a stale handle shows at once.
+  /// With unique handles a freed slot is never used again and holds a null, so that use of a stale handle shows at
+  /// once; to end it again passes.
   static void SetForceUniqueHandles(unsigned char force);
   static unsigned char GetForceUniqueHandles();
 

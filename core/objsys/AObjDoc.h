@@ -55,9 +55,12 @@ class KY_API AObjDoc : public ADomain {
   /// Raises:   what a `Put` or the stream raised, with DOMAIN_COPYIN_FAILED on top; the stream then holds a partial
   ///           file.
   void CopyIn(APortable* root) override;
-  /// Reads the document's objects; all that nothing else owns are disposed when it fails.
+  /// Reads the document's objects. When it fails, those that no other was read to point at are disposed, and the others
+  /// are left to their owners among them.
   ///
-  /// Returns:  the root, the caller's; null for a document without objects.
+  /// Returns:  the root, the caller's; null for a document without objects. Its class is what the document says: see
+  ///           `ky::asReadClass`. An object that only a field points at which its reader steps over is nobody's, and
+  ///           stays in memory.
   /// Raises:   AOBJDOC_VERSION_MISMATCH with "char version", DOMAIN_BAD_STRM_DATA with "str reason",
   ///           NO_OBJECT_CREATED, PCREG_UNKNOWN_ENCOUNTERED, what a `Get` or the stream raised; DOMAIN_COPYOUT_FAILED
   ///           on top.

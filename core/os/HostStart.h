@@ -17,7 +17,7 @@ struct KyHostSettings {
   const ky::ProgramVersion* version = nullptr;       ///< borrowed for good; null tells nothing
   AFileLocatorManufacturer* fileLocators = nullptr;  ///< borrowed for good; null makes this host's own, as the next
   ADirLocatorManufacturer* dirLocators = nullptr;
-  UIrtns uiRoutines;
+  UIrtns uiRoutines;  ///< the main thread's; progress on others goes by UIThreadSafeInstalls, else into trace lines
   UImsgProc uiMessage = nullptr;
   UIdialogProc uiDialog = nullptr;
   bool coreThreads = false;   ///< whether to start the thread server, with the caller as its main thread

@@ -105,7 +105,9 @@ class KY_API AStream : public AObject {
   virtual void WriteInt64(const char* label, Int64 value);
 
   /// The 4-byte form wherever the value fits. Its reader tells the two apart by the tag alone: outside a tagged section
-  /// a value that needs 8 bytes cannot be read back.
+  /// a value that needs 8 bytes cannot be read back. Nor can, of values in the 4-byte form, an unsigned one above
+  /// 0x7FFFFFFF, which comes back sign-extended, and one that a swapping stream reads, unless its first and its last
+  /// byte agree in their top bit. What must come back for certain is written by WriteInt64 or WriteUInt64.
   virtual void WriteInt64orLong(const char* label, Int64 value);
   virtual void WriteUInt64(const char* label, UInt64 value);
   virtual void WriteUInt64orULong(const char* label, UInt64 value);

@@ -71,7 +71,7 @@ KY_API timecode_t TCAdd(timecode_t tc, Long frames);
 /// Wraps at midnight; exactly one day stays, so 24:00:00:00 is a possible result.
 KY_API timecode_t TCAddModDay(timecode_t tc, Long frames);
 
-/// `b` minus `a`, at the rate of `b`; the nearest way around midnight when the loop flag is set.
+/// `b` minus `a`, at the rate of `b`; as TCDiffModDay when the loop flag is set.
 ///
 /// Requires: "sTCLoopsIsSet".
 KY_API Long TCDiff(timecode_t a, timecode_t b);

@@ -44,7 +44,7 @@ int main() {
 
   file->SetPosition(0);
   ADomain* opened = ADomain::OpenFromStream(file, false);
-  Clip* loaded = static_cast<Clip*>(opened->CopyOut());
+  Clip* loaded = ky::asReadClass<Clip>(opened->CopyOut());
   opened->Close();
   std::printf("%ld + %ld frames, %s\n", long(loaded->length), long(loaded->next->length),
               loaded->next->next == loaded ? "in a ring" : "in a row");

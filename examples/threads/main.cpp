@@ -177,7 +177,7 @@ static void Run(const char* path, Clip* first) {
   ky::Owned<AFileLocator> place(folder->GetFile("cut.kyb", nullptr));
   ky::Owned<AFileStream> file(place->OpenStream(kFileRead, 0));
   ky::Owned<ADomain> doc(ADomain::OpenFromStream(file.get(), false));
-  std::printf("done: the document holds %ld clips\n", long(CountAndDispose(static_cast<Clip*>(doc->CopyOut()))));
+  std::printf("done: the document holds %ld clips\n", long(CountAndDispose(ky::asReadClass<Clip>(doc->CopyOut()))));
 }
 
 int main(int argc, char** argv) {
