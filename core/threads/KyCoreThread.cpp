@@ -102,7 +102,9 @@ Boolean KyCoreThread::KillThead(Boolean abort) {
     if (!IsThreadAlive()) return true;
     check(CoreThreadState::isLinked(this), "this->mContext && this->mContext->GetCoreThreadObject() == this");
   }
-  RaiseException(XError(KILL_THREAD_SIGNAL));
+  if (runningCoreThread() == this) RaiseException(XError(KILL_THREAD_SIGNAL));
+  // Another that ends without a turn would never take the one that RaiseException offers it.
+  DeferException(XError(KILL_THREAD_SIGNAL));
   abort ? Abort() : Terminate();
   const bool stopped = stopsWithin(this, kStopPatience);
   if (abort && stopped) {
