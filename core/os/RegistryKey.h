@@ -15,7 +15,7 @@ enum KyRegValueType { REG_VALUE_NONE = 0, REG_VALUE_STRING = 1, REG_VALUE_BINARY
 ///
 /// Units:    all keys of a user hold 16 MB at most, as the text of their file.
 /// Raises:   from the setters what keeps them from being stored, the earlier values being whole; DISK_FULL for too
-///           much. Nothing else raises.
+///           much, DISK_FILE_LOCKED while others keep setting values for five seconds. Nothing else raises.
 /// Threads:  any; processes that set values at the same time do not lose each other's. Lets the other cooperative
 ///           threads run while it works.
 class KY_API KyRegistryKey {
