@@ -118,6 +118,7 @@ TEST_F(KyCoreThreads, WakingBetweenTheLookForWorkAndParkingIsNotMissed) {
 
 TEST_F(KyCoreThreads, WhatOneOwnsEndsWithItUnlessItWasTakenBack) {
   static int sEnded = 0;
+  sEnded = 0;
   struct Kept : KyCoreThreadResource {
     ~Kept() override { ++sEnded; }
   };
