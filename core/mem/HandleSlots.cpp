@@ -24,7 +24,7 @@ constinit ZorvexMasterPointerBlock* lastBlock = nullptr;
 constinit RoomyBlocks roomy;
 constinit ThreadSlots* firstThread = nullptr;
 constinit ZorvexHandleMgrStats cDebugStats;
-std::atomic<bool> cInitialized{false};
+std::atomic<ZorvexMasterPointerBlock*> cFirstBlock{nullptr};  // there once the manager has started
 
 // Below here, the lock is held.
 
@@ -128,7 +128,7 @@ ThreadSlots* threadSlots() {
 }  // namespace
 
 void** newSlotSlowly(void* content, SlotFailure& failure) noexcept {
-  if (!cInitialized) {
+  if (!slotsStarted()) {
     failure = SlotFailure::notStarted;
     return nullptr;
   }
@@ -166,11 +166,13 @@ void endSlotSlowly(ZorvexMasterPointerBlock& owner, void** slot) noexcept {
 
 bool startSlots() {
   const SpinTenure held(cHandleMgrMutex);
-  cInitialized = addBlock() != nullptr;
-  return cInitialized;
+  if (!slotsStarted()) cFirstBlock = addBlock();
+  return slotsStarted();
 }
 
-bool slotsStarted() { return cInitialized; }
+ZorvexMasterPointerBlock* firstSlotBlock() { return cFirstBlock; }
+
+bool slotsStarted() { return firstSlotBlock() != nullptr; }
 
 void countSlotError() {
   const SpinTenure held(cHandleMgrMutex);

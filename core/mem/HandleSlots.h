@@ -24,6 +24,8 @@ enum class SlotFailure { none, notStarted, noMemory, inconsistent, freeAlready, 
 /// Returns:  false if there is no memory.
 bool startSlots();
 bool slotsStarted();
+/// Returns:  the head of the chain of blocks; null before the start.
+ZorvexMasterPointerBlock* firstSlotBlock();
 void countSlotError();
 ZorvexHandleMgrStats slotStatistics();
 

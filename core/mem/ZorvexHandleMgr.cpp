@@ -43,7 +43,9 @@ ZorvexHandleMgr::ZorvexHandleMgr() { fatal("Cannot create an instance of ZorvexH
 
 ZorvexHandleMgr::~ZorvexHandleMgr() { fatal("There should be no ZorvexHandleMgr to destruct."); }
 
-bool ZorvexHandleMgr::CheckInit() { return check(slotsStarted(), "cInitialized"); }
+bool ZorvexHandleMgr::CheckInit() { return check(FirstBlock() != nullptr, "cInitialized"); }
+
+ZorvexMasterPointerBlock* ZorvexHandleMgr::FirstBlock() { return firstSlotBlock(); }
 
 ZorvexMasterPointerBlock* ZorvexHandleMgr::GetMasterBlock(void** handle) { return slotOwner(handle); }
 

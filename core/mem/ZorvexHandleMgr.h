@@ -46,6 +46,8 @@ class KY_API ZorvexHandleMgr {
 
  private:
   static bool CheckInit();
+  /// Returns:  the head of the chain of blocks; null before ZorvexHandleMgrInit().
+  static ZorvexMasterPointerBlock* FirstBlock();
   /// Returns:  the block that the handle's slot lies in, or null.
   static ZorvexMasterPointerBlock* GetMasterBlock(void** handle);
 };
