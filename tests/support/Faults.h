@@ -91,7 +91,9 @@ void failEachAllocation(const std::vector<std::function<void()>>& actions, After
   for (const auto& action : actions) {
     int raised = 0;
     const auto after = [&](const XError& error) {
-      if (error.GetCode()) ++raised, expectAsBefore();
+      if (!error.GetCode()) return;
+      ++raised;
+      expectAsBefore();
     };
     EXPECT_EQ(failEachStep(
                   memoryFault(), [] {}, action, after),
